@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
+//
+// Editing one value, and the tables of default field sizes.
+#ifndef TAMRUN_FORMAT_FOR_FMT_VAL_H
+#define TAMRUN_FORMAT_FOR_FMT_VAL_H
+
+#include "tamrun/cvt.h"
+#include "tamrun/fmt_isb.h"
+#include "tamrun/item_list.h"
+#include "tamrun/lub.h"
+
+/// Default list-directed field of an item type.
+struct For_Ldir_Field {
+  u8 width;  ///< columns; 0: no such type
+  u8 d;
+  u8 e;
+  u8 operation;  ///< For_Fmt_Op
+};
+
+/// Default real field of an item type.
+struct For_Real_Field {
+  i16 width;
+  i16 integer_digits;  ///< of the largest value
+  i16 d;
+  i16 e;
+};
+
+inline constexpr int kFirstIntegerType = 5, kLastIntegerType = 17;
+inline constexpr int kFirstRealType = 25, kLastRealType = 52;
+
+extern "C" {
+extern const u8 for__i_fmt_table[13];                 ///< by type - 5
+extern const i8 for__oz_fmt_table[kItemTypes];        ///< by type; -1: 3 x length, at least 7
+extern const i16 for__b_fmt_table[kItemTypes];        ///< by type; -1: 8 x length, at least 17
+extern const For_Real_Field for__fedg_fmt_table[28];  ///< by type - 25
+extern const For_Ldir_Field for__wfs_table[kItemTypes];
+extern const For_Ldir_Field for__wfs_msf_table[kItemTypes];
+extern const u8* const for__coerce_data_types[60];  ///< by isb_code: table by item type, or null
+extern const i32 forfloat_to_cvtfloat[28];          ///< by type - 25; -1: no real type
+
+/// Writes isb_width columns at `field`: 0, MSG_INVALID_ARGUMENT, MSG_FORMAT_TYPE_MISMATCH, MSG_OUTPUT_CONVERSION,
+/// MSG_INPUT_CONVERSION or MSG_RECORD_OVERFLOW.
+[[nodiscard]] int for__format_value(const For_Value_Info* val, For_Fmt_Isb* isb, char* field);
+
+/// Reads isb_width characters into the value: 0, MSG_INVALID_ARGUMENT, MSG_FORMAT_TYPE_MISMATCH or
+/// MSG_INPUT_CONVERSION.
+[[nodiscard]] int for__cvt_value(For_Fmt_Isb* isb, const char* field, For_Value_Info* val);
+}
+
+#endif

@@ -1,0 +1,86 @@
+// SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
+//
+// Calls that go up: a lower floor names a service that a higher floor, or a part of the library that not every
+// program needs, provides. Each line says who provides it and what happens while nobody does.
+#ifndef TAMRUN_HOOKS_H
+#define TAMRUN_HOOKS_H
+
+#include <pthread.h>
+
+#include "tamrun/item_list.h"
+#include "tamrun/lub.h"
+#include "tamrun/types.h"
+
+struct For_Open_Args;
+
+/// Exception context of a failure that a signal raised: provided by exceptions/.
+struct For_Excpt_Info {
+  void* excpt_context;  ///< machine context, handed to the traceback
+  u32 excpt_flags;      ///< not 0: an exception is being handled
+};
+
+extern "C" {
+
+// Provided by core/, used by convert/.
+[[nodiscard]] int for__get_vm(i64 size, int reserved, void** out);
+int for__free_vm(void* p);
+
+// Provided by units/, used by the failure road and the shutdown of core/.
+[[nodiscard]] int for__acquire_lun(int unit, For_Lub** out, For_Context* ctx, int statement);
+int for__release_lun(int unit);
+int for__deallocate_lub(int unit);
+[[nodiscard]] int for__get_next_lub(For_Lub** lub, int* index, int statement);
+void for__preconnected_units_create(void);
+
+/// Provided by units/: disconnects a unit at CLOSE or exit. `args` is null for no keywords.
+[[nodiscard]] int for__close_proc(For_Lub* lub, const For_Open_Args* args);
+/// Provided by units/: closes a unit with its default disposition; `release` not 0 also ends the statement.
+int for__close_default(For_Lub* lub, int release);
+
+// Provided by records/, used by units/.
+[[nodiscard]] int for__put_sf(For_Lub* lub);
+
+/// Provided by records/: reads the four size variables at start-up.
+void for__default_io_sizes_env_init(void);
+
+/// Provided by exceptions/: appends the call stack to the diagnostic. Without it no trace is printed.
+void tbk_stack_trace(const For_Excpt_Info* context, char* buffer, size_t capacity);
+/// Provided by exceptions/: alternate stack and signal handlers. Without it the process keeps its dispositions.
+void for__install_signal_handlers(void);
+/// Provided by exceptions/: takes the alternate stack down again.
+void for__disable_signal_stack(void);
+
+/// Provided by parallel/: asynchronous I/O. Without it no unit has an asynchronous block and these do nothing.
+void for__aio_init(void);
+void for__aio_release(void);
+/// 0 with *out null: the unit is not asynchronous, go on. FOR_AIO_RETRY: release the row if *released is 0 and start
+/// over. Otherwise a message number. `resource` is the held row, which the routine may release itself.
+int for__aio_acquire_lun(int unit, For_Lub** out, int statement, int* existed, int* released, For_Resource* resource);
+/// `mode` 0 ends a statement, 1 closes the unit, 2 ends the run. Always 0.
+int for__aio_release_lun(int unit, int mode);
+/// Failure road of an asynchronous unit; `id` -1 for a statement. The value for compiled code.
+int for__aio_error_handling(For_Lub* lub, int id, u32 disposition, int message, int user_code);
+
+/// Provided by objects/: fast-memory policy read at start-up. Without it nothing is set.
+void for__hbw_set_policy(u64 policy);
+i32 for_set_fastmem_policy(i32 policy);
+i32 for_get_hbw_availability(void);
+
+/// Provided by statements/: defined I/O of a derived-type item. Without it MSG_INVALID_ARGUMENT.
+[[nodiscard]] int for__udio_lis(For_Lub* lub, For_Value_Info* value, int writing, int internal);
+
+// The coarray support library, weak: each is null unless the program links it.
+__attribute__((weak)) void for_rtl_PGAS_INIT(int argc, char*** argv, void (*diagnostic)(int, int, ...));
+__attribute__((weak)) void for_rtl_PGAS_FINALIZE(int has_value, int value);
+__attribute__((weak)) void for_rtl_PGAS_ABORT(const char* text);
+__attribute__((weak)) int for_rtl_PGAS_PROBABLY_ABORT(void);
+__attribute__((weak)) int for_rtl_PGAS_THIS_IMAGE(void);
+__attribute__((weak)) int for_rtl_PGAS_THIS_ORIGINAL_IMAGE(void);
+__attribute__((weak)) int for_rtl_PGAS_THIS_TEAM_ID(void);
+
+}  // extern "C"
+
+/// Answer of for__aio_acquire_lun: release the row if it is still held and start over.
+inline constexpr int FOR_AIO_RETRY = -3;
+
+#endif
