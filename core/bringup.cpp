@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
+//
+// Weak definitions that let each floor link and be tested while its neighbours are being built.
+
+#include "core/failure.h"
+#include "core/heap.h"
+#include "core/locks.h"
+#include "core/messages.h"
+#include "core/environment.h"
+#include "core/start.h"
+#include "core/thread_storage.h"
+#include "format/for_fmt_val.h"
+#include "format/for_intrp_fmt.h"
+#include "format/format_compiler.h"
+#include "records/buffer.h"
+#include "records/for_put.h"
+#include "records/record_frame.h"
+#include "units/file_info_table.h"
+#include "units/open.h"
+#include "units/unit_table.h"
+
+#include <stdlib.h>
+
+#define WEAK __attribute__((weak))
+
+extern "C" {
+WEAK int for__get_vm(i64 size, int, void** out) {
+  *out = size > 0 ? malloc(size) : nullptr;
+  return size < 0 || (size > 0 && *out == nullptr) ? MSG_NO_MEMORY : 0;
+}
+WEAK int for__realloc_vm(i64 size, void** inout, i64) {
+  void* p = realloc(*inout, size);
+  if (p == nullptr) return MSG_NO_MEMORY;
+  *inout = p;
+  return 0;
+}
+WEAK int for__free_vm(void* p) {
+  free(p);
+  return 0;
+}
+WEAK i32 for__reentrancy_mode = 2;
+WEAK int for__acquire_lun(int, For_Lub**, For_Context*, int) { return MSG_NOT_IMPLEMENTED; }
+WEAK int for__release_lun(int) { return MSG_NOT_IMPLEMENTED; }
+WEAK int for__deallocate_lub(int) { return MSG_NOT_IMPLEMENTED; }
+WEAK int for__get_next_lub(For_Lub** lub, int* index, int) {
+  *lub = nullptr;
+  *index = -1;
+  return 0;
+}
+WEAK void for__preconnected_units_create(void) {}
+WEAK int for__close_proc(For_Lub*, const For_Open_Args*) { return MSG_NOT_IMPLEMENTED; }
+WEAK int for__close_default(For_Lub*, int) { return MSG_NOT_IMPLEMENTED; }
+WEAK int for__put_sf(For_Lub*) { return MSG_NOT_IMPLEMENTED; }
+WEAK For_Lub_Row for__lub_table[kUnitRows];
+WEAK For_File_Info_Row for__file_info_hash_table[kFileInfoRows];
+WEAK int for__create_lub(int, For_Lub**) { return MSG_NOT_IMPLEMENTED; }
+WEAK int for__io_return(int, int, int user_code, For_Lub*) { return user_code; }
+WEAK void for__issue_diagnostic(int message, int, ...) { exit(message); }
+WEAK int for__adjust_buffer(For_Lub*, i64, i64) { return MSG_NO_MEMORY; }
+WEAK int for__open_key(const char*, int, int, i64*, int) { return MSG_NOT_IMPLEMENTED; }
+WEAK int for__open_default(For_Lub*, int, int, int) { return MSG_NOT_IMPLEMENTED; }
+WEAK int for__format_value(const For_Value_Info*, For_Fmt_Isb*, char*) { return MSG_NOT_IMPLEMENTED; }
+WEAK int for_check_env_name(const char*) { return 0; }
+}
+WEAK int report_failure(int d, int m, int u, For_Lub* lub) { return for__io_return(d, m, u, lub); }

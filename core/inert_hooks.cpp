@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
+//
+// What happens while nobody provides a service that a lower floor names: the case that needs nothing of it. Whoever
+// provides the service removes its lines here.
+
+#include "tamrun/hooks.h"
+#include "tamrun/messages.h"
+
+extern "C" {
+
+void tbk_stack_trace(const For_Excpt_Info*, char*, size_t) {}
+void for__install_signal_handlers(void) {}
+void for__disable_signal_stack(void) {}
+
+void for__aio_init(void) {}
+void for__aio_release(void) {}
+int for__aio_acquire_lun(int, For_Lub** out, int, int* existed, int* released, For_Resource*) {
+  *out = nullptr;
+  *existed = 0;
+  *released = 0;
+  return 0;
+}
+int for__aio_release_lun(int, int) { return 0; }
+int for__aio_error_handling(For_Lub*, int, u32, int, int user_code) { return user_code; }
+
+void for__hbw_set_policy(u64) {}
+i32 for_set_fastmem_policy(i32) { return 1; }
+i32 for_get_hbw_availability(void) { return 0; }
+
+int for__udio_lis(For_Lub*, For_Value_Info*, int, int) { return MSG_INVALID_ARGUMENT; }
+void for__default_io_sizes_env_init(void) {}
+
+}  // extern "C"
