@@ -2,11 +2,11 @@
 //
 // Weak definitions that let each floor link and be tested while its neighbours are being built.
 
+#include "core/environment.h"
 #include "core/failure.h"
 #include "core/heap.h"
 #include "core/locks.h"
 #include "core/messages.h"
-#include "core/environment.h"
 #include "core/start.h"
 #include "core/thread_storage.h"
 #include "format/for_fmt_val.h"
@@ -59,7 +59,33 @@ WEAK void for__issue_diagnostic(int message, int, ...) { exit(message); }
 WEAK int for__adjust_buffer(For_Lub*, i64, i64) { return MSG_NO_MEMORY; }
 WEAK int for__open_key(const char*, int, int, i64*, int) { return MSG_NOT_IMPLEMENTED; }
 WEAK int for__open_default(For_Lub*, int, int, int) { return MSG_NOT_IMPLEMENTED; }
-WEAK int for__format_value(const For_Value_Info*, For_Fmt_Isb*, char*) { return MSG_NOT_IMPLEMENTED; }
 WEAK int for_check_env_name(const char*) { return 0; }
+WEAK int cvt_integer_to_text(i32, i32, i32, u32, char*) { return CVT_INVALID_VALUE; }
+WEAK int cvt_integer64_to_text(i64, i32, i32, u32, char*) { return CVT_INVALID_VALUE; }
+WEAK int cvt_unsigned_to_text(u32, i32, i32, i32, char*) { return CVT_INVALID_VALUE; }
+WEAK int cvt_unsigned64_to_text(u64, i32, i32, i32, char*) { return CVT_INVALID_VALUE; }
+WEAK int cvt_data_to_text(const u8*, i32, i32, i32, i32, char*) { return CVT_INVALID_VALUE; }
+WEAK int cvt_data64_to_text(const u8*, i32, i32, i32, i32, char*) { return CVT_INVALID_VALUE; }
+WEAK int cvt_boolean_to_text_ex(i32, i32, i32, char*, u64) { return CVT_INVALID_VALUE; }
+WEAK int cvt_boolean64_to_text(i64, i32, i32, char*) { return CVT_INVALID_VALUE; }
+WEAK int cvt_text_to_integer(const char*, i32, u32, i32*) { return CVT_INVALID_VALUE; }
+WEAK int cvt_text_to_integer64(const char*, i32, u32, i64*) { return CVT_INVALID_VALUE; }
+WEAK int cvt_text_to_unsigned(const char*, i32, i32, u32, u32*) { return CVT_INVALID_VALUE; }
+WEAK int cvt_text_to_unsigned64(const char*, i32, i32, u32, u64*) { return CVT_INVALID_VALUE; }
+WEAK int cvt_text_to_data(const char*, i32, i32, i32, u32, u8*) { return CVT_INVALID_VALUE; }
+WEAK int cvt_text_to_boolean(const char*, i32, i32, i32*) { return CVT_INVALID_VALUE; }
+WEAK int cvt_text_to_boolean64(const char*, i32, i32, i64*) { return CVT_INVALID_VALUE; }
+WEAK int cvt_ieee_s_to_text_ex(const float*, i32, i32, i32, i32, i32, u32, char*, u64, i32*) {
+  return CVT_INVALID_VALUE;
+}
+WEAK int cvt_ieee_t_to_text_ex(const double*, i32, i32, i32, i32, i32, u32, char*, u64, i32*) {
+  return CVT_INVALID_VALUE;
+}
+WEAK int cvt_ieee_x_to_text_ex(const Cvt_Quad*, i32, i32, i32, i32, i32, u32, char*, u64, i32*) {
+  return CVT_INVALID_VALUE;
+}
+WEAK int cvt_text_to_ieee_s_ex(const char*, i32, i32, i32, u32, float*, u64) { return CVT_INVALID_VALUE; }
+WEAK int cvt_text_to_ieee_t_ex(const char*, i32, i32, i32, u32, double*, u64) { return CVT_INVALID_VALUE; }
+WEAK int cvt_text_to_ieee_x_ex(const char*, i32, i32, i32, u32, Cvt_Quad*, u64) { return CVT_INVALID_VALUE; }
 }
 WEAK int report_failure(int d, int m, int u, For_Lub* lub) { return for__io_return(d, m, u, lub); }

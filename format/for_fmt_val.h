@@ -25,18 +25,42 @@ struct For_Real_Field {
   i16 e;
 };
 
+/// How the bytes of an item type are read by the value editor.
+enum For_Value_Group : u8 {
+  VG_NONE,
+  VG_I1,
+  VG_U1,
+  VG_I2,
+  VG_U2,
+  VG_I4,
+  VG_U4,
+  VG_I8,
+  VG_U8,
+  VG_L1,
+  VG_L2,
+  VG_L4,
+  VG_L8,
+  VG_REAL4,   ///< IEEE single, or one part of its complex
+  VG_REAL8,   ///< IEEE double
+  VG_REAL16,  ///< IEEE quad
+  VG_CHARACTER,
+};
+
 inline constexpr int kFirstIntegerType = 5, kLastIntegerType = 17;
 inline constexpr int kFirstRealType = 25, kLastRealType = 52;
 
+// Default widths of descriptors without one.
+TAMRUN_ENTRY const u8 for__i_fmt_table[13];                 ///< by type - kFirstIntegerType
+TAMRUN_ENTRY const i8 for__oz_fmt_table[kItemTypes];        ///< by type; -1: 3 x length, at least 7
+TAMRUN_ENTRY const i16 for__b_fmt_table[kItemTypes];        ///< by type; -1: 8 x length, at least 17
+TAMRUN_ENTRY const For_Real_Field for__fedg_fmt_table[28];  ///< by type - kFirstRealType
+TAMRUN_ENTRY const For_Ldir_Field for__wfs_table[kItemTypes];
+TAMRUN_ENTRY const For_Ldir_Field for__wfs_msf_table[kItemTypes];  ///< under lub_f_msf_layout
+
 extern "C" {
-extern const u8 for__i_fmt_table[13];                 ///< by type - 5
-extern const i8 for__oz_fmt_table[kItemTypes];        ///< by type; -1: 3 x length, at least 7
-extern const i16 for__b_fmt_table[kItemTypes];        ///< by type; -1: 8 x length, at least 17
-extern const For_Real_Field for__fedg_fmt_table[28];  ///< by type - 25
-extern const For_Ldir_Field for__wfs_table[kItemTypes];
-extern const For_Ldir_Field for__wfs_msf_table[kItemTypes];
 extern const u8* const for__coerce_data_types[60];  ///< by isb_code: table by item type, or null
-extern const i32 forfloat_to_cvtfloat[28];          ///< by type - 25; -1: no real type
+extern const For_Value_Group for__value_groups[kItemTypes];
+extern const i32 forfloat_to_cvtfloat[28];  ///< by type - 25; -1: no real type
 
 /// Writes isb_width columns at `field`: 0, MSG_INVALID_ARGUMENT, MSG_FORMAT_TYPE_MISMATCH, MSG_OUTPUT_CONVERSION,
 /// MSG_INPUT_CONVERSION or MSG_RECORD_OVERFLOW.

@@ -77,7 +77,9 @@ enum Cvt_Ext : u64 {
   CVT_X_DECIMAL_COMMA = 1ull << 34,
   CVT_X_WIDTH_COMPUTED = 1ull << 35,
   CVT_X_G0 = 1ull << 36,
+  CVT_X_LIST_DIRECTED = 1ull << 37,  ///< passed on by the value editor, read by no converter
   CVT_X_KEEP_ROUNDED_SIGN = 1ull << 38,
+  CVT_X_VALUE_OPTION = 1ull << 39,  ///< as CVT_X_LIST_DIRECTED
   CVT_X_STANDARD_G0 = 1ull << 41,
   CVT_X_D_GIVEN = 1ull << 42,
   CVT_X_W_ZERO = 1ull << 43,
