@@ -10,7 +10,7 @@
 /// each statement, bits of connection scope when the statement connects the unit.
 typedef u64 For_IO_Flags;
 
-enum For_IO_Flag_Bits : u64 {
+enum For_IO_Flag_Bits TAMRUN_BASE_U64 {
   iof_err = 1ull << 0,                 ///< ERR= given
   iof_end = 1ull << 1,                 ///< END= given
   iof_format_text = 1ull << 3,         ///< the format argument is run-time text
@@ -45,6 +45,7 @@ enum For_IO_Flag_Bits : u64 {
   iof_size_given = 1ull << 52,     ///< formatted READ: the item list holds the SIZE= variable behind ADVANCE=
 };
 
+#ifdef __cplusplus
 /// Connection scope, two bits: default carriage control of the console units (For_Carriage_Control, 0 none given).
 constexpr u32 iof_cc_default(For_IO_Flags flags) { return static_cast<u32>(flags >> 34) & 3; }
 
@@ -52,5 +53,6 @@ constexpr u32 iof_cc_default(For_IO_Flags flags) { return static_cast<u32>(flags
 constexpr For_IO_Flags effective_io_flags(For_IO_Flags flags) {
   return (flags & iof_extended) != 0 ? flags : flags & 0xffffffffull;
 }
+#endif
 
 #endif

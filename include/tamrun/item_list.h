@@ -7,10 +7,8 @@
 
 #include "tamrun/types.h"
 
-struct For_Dope_Vector;
-
 /// First byte of a pair. Types not named here are invalid in a list.
-enum For_Item_Type : u8 {
+enum For_Item_Type TAMRUN_BASE_U8 {
   ITM_END_STATEMENT = 1,
   ITM_END_CALL = 2,
   ITM_INTEGER1 = 5,
@@ -55,11 +53,8 @@ enum For_Item_Type : u8 {
   ITM_RESERVED70 = 70,
 };
 
-/// Rows of for__dsc_itm_table: types 0 to 70.
-inline constexpr int kItemTypes = 71;
-
 /// Second byte of a pair: how the value reaches the library, and how many argument words it takes.
-enum For_Item_Access : u8 {
+enum For_Item_Access TAMRUN_BASE_U8 {
   ACC_INLINE = 1,        ///< value in the argument words, count from the type's row
   ACC_POINTER = 3,       ///< 1 word: address
   ACC_SCALAR = 4,        ///< 2 words: length, address
@@ -71,6 +66,13 @@ enum For_Item_Access : u8 {
   ACC_UDIO_SCALAR = 11,  ///< 2 words: defined-I/O routine, address of the value
   ACC_UDIO_ARRAY = 12,   ///< 2 words: defined-I/O routine, address of an array descriptor
 };
+
+#ifdef __cplusplus  // what follows is for the library itself
+
+struct For_Dope_Vector;
+
+/// Rows of for__dsc_itm_table: types 0 to 70.
+inline constexpr int kItemTypes = 71;
 
 /// Size classes of for__dsc_itm_table: negative sizes.
 enum For_Item_Size_Class : i8 {
@@ -117,5 +119,7 @@ struct For_Item_Shape {
 
 /// True for the complex types, whose element is one part.
 constexpr bool item_is_complex(u32 type) { return (type >= 28 && type <= 44) || type == ITM_COMPLEX32; }
+
+#endif  // __cplusplus
 
 #endif

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
 //
-// Fixed-width names and the export marker used everywhere in the library.
+// Fixed-width names and the export marker used everywhere in the library. This header and those that tamrun.h
+// includes serve GNU C as well as C++.
 #ifndef TAMRUN_TYPES_H
 #define TAMRUN_TYPES_H
 
+#include <assert.h>
 #include <stddef.h>
 #include <stdint.h>
 
@@ -22,6 +24,15 @@ typedef int64_t i64;
 #define TAMRUN_ENTRY extern "C" __attribute__((visibility("default")))
 #else
 #define TAMRUN_ENTRY extern __attribute__((visibility("default")))
+#endif
+
+/// Behind the name of an enumeration: its underlying type, which C chooses itself.
+#ifdef __cplusplus
+#define TAMRUN_BASE_U8 : u8
+#define TAMRUN_BASE_U64 : u64
+#else
+#define TAMRUN_BASE_U8
+#define TAMRUN_BASE_U64
 #endif
 
 #endif

@@ -1,0 +1,32 @@
+/* SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception */
+/*
+ * Entry points for C and C++ programs and for other run-time libraries. Compiled Fortran code calls the same ones.
+ * docs/abi.md describes the arguments.
+ */
+#ifndef TAMRUN_TAMRUN_H
+#define TAMRUN_TAMRUN_H
+
+#include "tamrun/context.h"
+#include "tamrun/io_flags.h"
+#include "tamrun/item_list.h"
+#include "tamrun/types.h"
+
+/* First and last call of a main program; either argument of the first may be null. */
+TAMRUN_ENTRY void for_rtl_init_(int* argc, char** argv);
+TAMRUN_ENTRY int for_rtl_finish_(void);
+
+/* Closes all units and ends the process with *status. */
+TAMRUN_ENTRY void for_exit(int* status);
+
+/* Reentrancy mode: 0 none, 1 signals blocked, 2 threads (the default), 3 ask only. Returns the mode before. */
+TAMRUN_ENTRY int for_set_reentrancy(int* mode);
+
+/*
+ * Statements: the first call, and further calls with more items. 0, -1 at the end of the file, -2 at the end of a
+ * record, or a message number.
+ */
+TAMRUN_ENTRY int for_write_seq_lis(For_Context* ctx, int unit, For_IO_Flags flags, const u8* item_list, void* item_args,
+                                   ...);
+TAMRUN_ENTRY int for_write_seq_lis_xmit(For_Context* ctx, const u8* item_list, void* item_args);
+
+#endif
