@@ -78,7 +78,7 @@ inline char* put_decimal_before(char* end, u64 value) {
 
 /// Fills `count` columns with `c`. Widths are the same from call to call, so the branches on them are cheap; the
 /// stores overlap instead of counting down.
-inline void fill_columns(char* dst, char c, size_t count) {
+inline void fill_columns(char* dst, char c, u32 count) {
   const u64 eight = 0x0101010101010101 * static_cast<u8>(c);
   if (count > 32) {
     memset(dst, c, count);
@@ -94,7 +94,7 @@ inline void fill_columns(char* dst, char c, size_t count) {
     memcpy(dst, &eight, 4);
     memcpy(dst + count - 4, &eight, 4);
   } else {
-    for (size_t i = 0; i < count; ++i) dst[i] = c;
+    for (u32 i = 0; i < count; ++i) dst[i] = c;
   }
 }
 

@@ -140,6 +140,9 @@ TAMRUN_ENTRY int cvt_text_to_data64(const char* text, i32 length, i32 bytes, i32
 TAMRUN_ENTRY int cvt_text_to_boolean(const char* text, i32 length, i32 options, i32* result);
 TAMRUN_ENTRY int cvt_text_to_boolean64(const char* text, i32 length, i32 options, i64* result);
 
+/// The largest and the smallest signed 32-bit integer, each in both byte orders, behind 16 zero bytes.
+TAMRUN_ENTRY const u8 int_c[32];
+
 // Reals to text. `limit` bounds the integer digits of F form (0 none); `out_len` receives the length of the text.
 
 TAMRUN_ENTRY int cvt_ieee_s_to_text_ex(const float* value, i32 width, i32 scale, i32 decimals, i32 limit, i32 e,

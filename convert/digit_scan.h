@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
+//
+// Characters of numbers taken apart: digit values, and eight decimal digits at once. Shared by all readers.
+#ifndef TAMRUN_CONVERT_DIGIT_SCAN_H
+#define TAMRUN_CONVERT_DIGIT_SCAN_H
+
+#include "tamrun/types.h"
+
+#include <string.h>
+
+#include <array>
+
+inline constexpr u8 kNotADigit = 0xFF;
+
+/// Value of a character as a digit of radix 16 or below, kNotADigit for all others.
+inline constexpr std::array<u8, 256> kDigitValue = [] {
+  std::array<u8, 256> values{};
+  values.fill(kNotADigit);
+  for (int i = 0; i < 10; ++i) values['0' + i] = static_cast<u8>(i);
+  for (int i = 0; i < 6; ++i) values['A' + i] = values['a' + i] = static_cast<u8>(10 + i);
+  return values;
+}();
+
+inline u32 digit_value(char c) { return kDigitValue[static_cast<u8>(c)]; }
+
+inline u64 load_eight(const char* text) {
+  u64 chars;
+  memcpy(&chars, text, sizeof chars);
+  return chars;
+}
+
+/// True if all eight characters are decimal digits: the high halves are 3, and still are when 6 is added to each.
+inline bool eight_digits(u64 chars) {
+  constexpr u64 kHighHalves = 0xF0F0F0F0F0F0F0F0, kSixes = 0x0606060606060606, kThrees = 0x3333333333333333;
+  return ((chars & kHighHalves) | (((chars + kSixes) & kHighHalves) >> 4)) == kThrees;
+}
+
+/// The number that eight decimal digits make, the first character being the most significant. Pairs, then fours,
+/// then all are joined, several in each multiplication.
+inline u32 eight_digit_value(u64 chars) {
+  constexpr u64 kZeros = 0x3030303030303030, kLanes = 0x000000FF000000FF;
+  constexpr u64 kFirstFactors = 100 + (u64{1000000} << 32), kSecondFactors = 1 + (u64{10000} << 32);
+  chars -= kZeros;
+  chars = chars * 10 + (chars >> 8);
+  return static_cast<u32>(((chars & kLanes) * kFirstFactors + ((chars >> 16) & kLanes) * kSecondFactors) >> 32);
+}
+
+#endif
