@@ -19,26 +19,9 @@
 #include "units/open.h"
 #include "units/unit_table.h"
 
-#include <stdlib.h>
-
 #define WEAK __attribute__((weak))
 
 extern "C" {
-WEAK int for__get_vm(i64 size, int, void** out) {
-  *out = size > 0 ? malloc(size) : nullptr;
-  return size < 0 || (size > 0 && *out == nullptr) ? MSG_NO_MEMORY : 0;
-}
-WEAK int for__realloc_vm(i64 size, void** inout, i64) {
-  void* p = realloc(*inout, size);
-  if (p == nullptr) return MSG_NO_MEMORY;
-  *inout = p;
-  return 0;
-}
-WEAK int for__free_vm(void* p) {
-  free(p);
-  return 0;
-}
-WEAK i32 for__reentrancy_mode = 2;
 WEAK int for__acquire_lun(int, For_Lub**, For_Context*, int) { return MSG_NOT_IMPLEMENTED; }
 WEAK int for__release_lun(int) { return MSG_NOT_IMPLEMENTED; }
 WEAK int for__deallocate_lub(int) { return MSG_NOT_IMPLEMENTED; }
@@ -51,15 +34,19 @@ WEAK void for__preconnected_units_create(void) {}
 WEAK int for__close_proc(For_Lub*, const For_Open_Args*) { return MSG_NOT_IMPLEMENTED; }
 WEAK int for__close_default(For_Lub*, int) { return MSG_NOT_IMPLEMENTED; }
 WEAK int for__put_sf(For_Lub*) { return MSG_NOT_IMPLEMENTED; }
+WEAK int for__write_output(For_Lub*, const u8*, i64) { return -1; }
+WEAK void for__init_table_locks(void) {}
+WEAK void for__forget_row_owners(void) {}
+WEAK int for__rm_from_lf_table(For_Lub*) { return 0; }
+WEAK int for__key_desc_ret_item(const u8**, void**, For_Value_Info*, For_Item_Shape*, int*) {
+  return MSG_INVALID_ARGUMENT;
+}
 WEAK For_Lub_Row for__lub_table[kUnitRows];
 WEAK For_File_Info_Row for__file_info_hash_table[kFileInfoRows];
 WEAK int for__create_lub(int, For_Lub**) { return MSG_NOT_IMPLEMENTED; }
-WEAK int for__io_return(int, int, int user_code, For_Lub*) { return user_code; }
-WEAK void for__issue_diagnostic(int message, int, ...) { exit(message); }
 WEAK int for__adjust_buffer(For_Lub*, i64, i64) { return MSG_NO_MEMORY; }
 WEAK int for__open_key(const char*, int, int, i64*, int) { return MSG_NOT_IMPLEMENTED; }
 WEAK int for__open_default(For_Lub*, int, int, int) { return MSG_NOT_IMPLEMENTED; }
-WEAK int for_check_env_name(const char*) { return 0; }
 WEAK int cvt_integer_to_text(i32, i32, i32, u32, char*) { return CVT_INVALID_VALUE; }
 WEAK int cvt_integer64_to_text(i64, i32, i32, u32, char*) { return CVT_INVALID_VALUE; }
 WEAK int cvt_unsigned_to_text(u32, i32, i32, i32, char*) { return CVT_INVALID_VALUE; }
@@ -88,4 +75,3 @@ WEAK int cvt_text_to_ieee_s_ex(const char*, i32, i32, i32, u32, float*, u64) { r
 WEAK int cvt_text_to_ieee_t_ex(const char*, i32, i32, i32, u32, double*, u64) { return CVT_INVALID_VALUE; }
 WEAK int cvt_text_to_ieee_x_ex(const char*, i32, i32, i32, u32, Cvt_Quad*, u64) { return CVT_INVALID_VALUE; }
 }
-WEAK int report_failure(int d, int m, int u, For_Lub* lub) { return for__io_return(d, m, u, lub); }

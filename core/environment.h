@@ -4,14 +4,14 @@
 #ifndef TAMRUN_CORE_ENVIRONMENT_H
 #define TAMRUN_CORE_ENVIRONMENT_H
 
+#include "tamrun/types.h"
+
 /// Longest value that the library looks at, in bytes.
 inline constexpr int kMaxEnvValue = 260;
 
-extern "C" {
 /// True when the variable's value, of at most kMaxEnvValue bytes, begins with T, t, Y or y, or consists of decimal
 /// digits only and is not zero.
-int for_check_env_name(const char* name);
-}
+TAMRUN_ENTRY int for_check_env_name(const char* name);
 
 /// The variable's value when it is set, not empty and not longer than kMaxEnvValue bytes, else null.
 const char* env_value(const char* name);

@@ -22,6 +22,7 @@ int for__aio_acquire_lun(int, For_Lub** out, int, int* existed, int* released, F
 }
 int for__aio_release_lun(int, int) { return 0; }
 int for__aio_error_handling(For_Lub*, int, u32, int, int user_code) { return user_code; }
+int for__aio_park_failure(For_Lub*, int, int) { return 0; }
 
 void for__hbw_set_policy(u64) {}
 i32 for_set_fastmem_policy(i32) { return 1; }

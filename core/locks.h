@@ -12,6 +12,7 @@ TAMRUN_ENTRY int for_set_reentrancy(int* mode);
 extern "C" {
 
 extern i32 for__reentrancy_initialized;  ///< times the lock tables have been initialised
+extern sigset_t for__asynch_mask;        ///< every signal: what is blocked around critical stretches
 
 void for__reentrancy_init(void);     ///< initialises the locks of all tables, once per process
 void for__reentrancy_cleanup(void);  ///< forgets the owners of the direct rows, once per process

@@ -6,21 +6,39 @@
 
 #include "tamrun/types.h"
 
-extern "C" {
-extern i32 for__l_argc;
-extern char** for__a_argv;
-extern i32 for__l_current_arg;       ///< next argument that a blank file name may take, from 1
-extern i32 for__l_exit_hand_decl;    ///< 1 when some unit may need closing
-extern i32 for__l_exit_termination;  ///< 1 while for__exit_handler runs
-extern u32 for__l_fpe_mask, for__l_undcnt, for__l_ovfcnt, for__l_div0cnt, for__l_invcnt, for__l_inecnt;
-extern i32 for__l_fmtrecl, for__l_ufmtrecl, for__l_blocksize, for__l_buffercount;  ///< -1 unset, -2 bad syntax
-extern double for_process_start_time;                                              ///< seconds since the epoch
+TAMRUN_ENTRY i32 for__l_argc;
+TAMRUN_ENTRY char** for__a_argv;
+TAMRUN_ENTRY i32 for__l_current_arg;       ///< next argument that a blank file name may take, from 1
+TAMRUN_ENTRY i32 for__l_exit_hand_decl;    ///< 1 when some unit may need closing
+TAMRUN_ENTRY i32 for__l_exit_termination;  ///< 1 while for__exit_handler runs
+TAMRUN_ENTRY u32 for__l_fpe_mask;          ///< bits of For_Fpe_Summary_Bits among others
+TAMRUN_ENTRY u32 for__l_undcnt;            ///< floating-point traps by kind
+TAMRUN_ENTRY u32 for__l_ovfcnt;
+TAMRUN_ENTRY u32 for__l_div0cnt;
+TAMRUN_ENTRY u32 for__l_invcnt;
+TAMRUN_ENTRY u32 for__l_inecnt;
+TAMRUN_ENTRY i32 for__l_fmtrecl;  ///< size variables: -1 unset, -2 bad syntax, otherwise the number
+TAMRUN_ENTRY i32 for__l_ufmtrecl;
+TAMRUN_ENTRY i32 for__l_blocksize;
+TAMRUN_ENTRY i32 for__l_buffercount;
+TAMRUN_ENTRY double for_process_start_time;  ///< seconds since the epoch, 0.0 until for_rtl_init_
 
+/// Bits of for__l_fpe_mask that ask for a line of the summary at the end of the run.
+enum For_Fpe_Summary_Bits : u32 {
+  FPE_MSG_OVF = 0x100,
+  FPE_MSG_UND = 0x200,
+  FPE_MSG_DIV0 = 0x400,
+  FPE_MSG_INV = 0x800,
+  FPE_MSG_INE = 0x1000,
+};
+
+extern "C" {
 /// Runs the whole shutdown. Returns `value` when `has_value` is not 0, else 0.
 int for__exit_handler(int has_value, int value);
 void for__fpe_exit_handler(void);
-int for__decl_exit_hand(void);
 }
+/// No work; 0.
+TAMRUN_ENTRY int for__decl_exit_hand(void);
 
 /// First call of a compiled main program; either argument may be null.
 TAMRUN_ENTRY void for_rtl_init_(int* argc, char** argv);

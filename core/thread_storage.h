@@ -16,4 +16,7 @@ extern "C" {
 /// The block that serves the calling thread in the mode in force: 0 or MSG_NO_MEMORY.
 [[nodiscard]] int thread_storage(For_Thread_Storage** out);
 
+/// Copies a record that a signal handler may read or store at the same time: repeats until both compare equal.
+void copy_until_equal(void* to, const void* from, size_t bytes);
+
 #endif

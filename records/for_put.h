@@ -8,11 +8,8 @@
 #include "tamrun/lub.h"
 
 extern "C" {
-// for__put_sf, which writes the current formatted record, is declared in tamrun/hooks.h: 0, MSG_WRITE_ERROR with
-// lub_errno set, or what the failure road returned for MSG_RECORD_OVERFLOW.
-
-/// Moves record bytes towards the file: 1 kept in the buffer, 0 written, -1 the write failed. Length 0 flushes.
-int for__write_output(For_Lub* lub, const u8* data, i64 length);
+// for__write_output is declared in tamrun/hooks.h, and so is for__put_sf, which writes the current formatted record:
+// 0, MSG_WRITE_ERROR with lub_errno set, or what the failure road returned for MSG_RECORD_OVERFLOW.
 }
 
 #endif

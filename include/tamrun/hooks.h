@@ -31,6 +31,12 @@ int for__release_lun(int unit);
 int for__deallocate_lub(int unit);
 [[nodiscard]] int for__get_next_lub(For_Lub** lub, int* index, int statement);
 void for__preconnected_units_create(void);
+/// Provided by units/: makes the locks of all table rows idle. Without it there are no tables.
+void for__init_table_locks(void);
+/// Provided by units/: resets owner and owned mark of the direct rows.
+void for__forget_row_owners(void);
+/// Provided by units/: lets go of the file-info record of lub's file. Without it no unit has one.
+[[nodiscard]] int for__rm_from_lf_table(For_Lub* lub);
 
 /// Provided by units/: disconnects a unit at CLOSE or exit. `args` is null for no keywords.
 [[nodiscard]] int for__close_proc(For_Lub* lub, const For_Open_Args* args);
@@ -39,6 +45,9 @@ int for__close_default(For_Lub* lub, int release);
 
 // Provided by records/, used by units/.
 [[nodiscard]] int for__put_sf(For_Lub* lub);
+/// Provided by records/, used by core/: moves record bytes towards the file. 1 kept in the buffer, 0 written, -1 the
+/// write failed. Length 0 flushes.
+int for__write_output(For_Lub* lub, const u8* data, i64 length);
 
 /// Provided by records/: reads the four size variables at start-up.
 void for__default_io_sizes_env_init(void);
@@ -50,6 +59,10 @@ void for__install_signal_handlers(void);
 /// Provided by exceptions/: takes the alternate stack down again.
 void for__disable_signal_stack(void);
 
+/// Provided by statements/: one item of a keyword list and its key. Not 0 when it cannot be decoded, and without it.
+[[nodiscard]] int for__key_desc_ret_item(const u8** item_list, void** item_args, For_Value_Info* value,
+                                         For_Item_Shape* shape, int* key);
+
 /// Provided by parallel/: asynchronous I/O. Without it no unit has an asynchronous block and these do nothing.
 void for__aio_init(void);
 void for__aio_release(void);
@@ -60,6 +73,9 @@ int for__aio_acquire_lun(int unit, For_Lub** out, int statement, int* existed, i
 int for__aio_release_lun(int unit, int mode);
 /// Failure road of an asynchronous unit; `id` -1 for a statement. The value for compiled code.
 int for__aio_error_handling(For_Lub* lub, int id, u32 disposition, int message, int user_code);
+/// While a worker runs a statement on the unit: keeps the failure in the asynchronous block for WAIT, ends the
+/// statement and answers 1. Otherwise 0, and for__aio_error_handling is to be called.
+int for__aio_park_failure(For_Lub* lub, int message, int user_code);
 
 /// Provided by objects/: fast-memory policy read at start-up. Without it nothing is set.
 void for__hbw_set_policy(u64 policy);
@@ -82,5 +98,7 @@ __attribute__((weak)) int for_rtl_PGAS_THIS_TEAM_ID(void);
 
 /// Answer of for__aio_acquire_lun: release the row if it is still held and start over.
 inline constexpr int FOR_AIO_RETRY = -3;
+/// `id` of for__aio_error_handling for a statement on the unit.
+inline constexpr int FOR_AIO_STATEMENT = -1;
 
 #endif

@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
+//
+// The per-thread block.
+
+#include "core/thread_storage.h"
+
+#include <string.h>
+
+#include "core/locks.h"
+#include "tamrun/hooks.h"
+#include "tamrun/messages.h"
+
+namespace {
+
+pthread_key_t threadstor_key;
+bool threadstor_key_made;
+For_Once_Block threadstor_key_once;
+
+void destroy_threadstor(void* block) { for__free_vm(block); }
+
+int make_threadstor_key() {
+  threadstor_key_made = pthread_key_create(&threadstor_key, destroy_threadstor) == 0;
+  return 0;
+}
+
+}  // namespace
+
+extern "C" {
+
+For_Thread_Storage for__static_threadstor_private = {
+    .ts_internal_lubs = nullptr,
+    .ts_ran_seeds = {0x7FFFFFAA, 0x7FFFFF06},
+    .ts_errsns = {},
+    .ts_errsns_text = {},
+    .ts_sigmask = {},
+};
+
+int for__access_threadstor_threads(For_Thread_Storage** out) {
+  *out = nullptr;
+  for__once_private(&threadstor_key_once, make_threadstor_key);
+  if (!threadstor_key_made) return MSG_NO_MEMORY;
+
+  void* block = pthread_getspecific(threadstor_key);
+  if (block == nullptr) {
+    if (int code = for__get_vm(sizeof(For_Thread_Storage), 0, &block)) return code;
+    memcpy(block, &for__static_threadstor_private, sizeof(For_Thread_Storage));
+    if (pthread_setspecific(threadstor_key, block) != 0) {
+      for__free_vm(block);
+      return MSG_NO_MEMORY;
+    }
+  }
+  *out = static_cast<For_Thread_Storage*>(block);
+  return 0;
+}
+
+int for__acquire_threadstor_threads(For_Thread_Storage** out) {
+  if (int code = for__access_threadstor_threads(out)) return code;
+  if (for__reentrancy_mode == FOR_K_REENTRANCY_ASYNCH) for__disable_asynch_deliv_private(&(*out)->ts_sigmask.mask);
+  return 0;
+}
+
+}  // extern "C"
+
+int thread_storage(For_Thread_Storage** out) {
+  if (threaded_mode()) return for__access_threadstor_threads(out);
+  *out = &for__static_threadstor_private;
+  return 0;
+}
+
+void copy_until_equal(void* to, const void* from, size_t bytes) {
+  do {
+    memcpy(to, from, bytes);
+    // The compare has to look at memory again: a handler may have stored in between.
+    asm volatile("" ::: "memory");
+  } while (memcmp(to, from, bytes) != 0);
+}
