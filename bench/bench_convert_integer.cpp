@@ -106,7 +106,7 @@ void read_all(benchmark::State& state, Convert convert) {
   const std::string& text = fields<Int>();
   for (auto _ : state) {
     for (size_t at = 0; at < text.size(); at += kWidth<Int>) {
-      Int value;
+      Int value = 0;
       convert(text.data() + at, &value);
       benchmark::DoNotOptimize(value);
     }
@@ -134,17 +134,17 @@ void skip_and_from_chars(benchmark::State& state) {
   });
 }
 
-BENCHMARK(integer_to_field<i32>);
-BENCHMARK(to_chars_and_padding<i32>);
-BENCHMARK(snprintf_field<i32>);
-BENCHMARK(integer_to_field<i64>);
-BENCHMARK(to_chars_and_padding<i64>);
-BENCHMARK(snprintf_field<i64>);
-BENCHMARK(hexadecimal_to_field);
-BENCHMARK(hexadecimal_to_chars_and_padding);
-BENCHMARK(field_to_integer<i32>);
-BENCHMARK(skip_and_from_chars<i32>);
-BENCHMARK(field_to_integer<i64>);
-BENCHMARK(skip_and_from_chars<i64>);
+BENCHMARK(integer_to_field<i32>)->Name("integer_output/i32/tamrun");
+BENCHMARK(to_chars_and_padding<i32>)->Name("integer_output/i32/to_chars");
+BENCHMARK(snprintf_field<i32>)->Name("integer_output/i32/snprintf");
+BENCHMARK(integer_to_field<i64>)->Name("integer_output/i64/tamrun");
+BENCHMARK(to_chars_and_padding<i64>)->Name("integer_output/i64/to_chars");
+BENCHMARK(snprintf_field<i64>)->Name("integer_output/i64/snprintf");
+BENCHMARK(hexadecimal_to_field)->Name("hexadecimal_output/tamrun");
+BENCHMARK(hexadecimal_to_chars_and_padding)->Name("hexadecimal_output/to_chars");
+BENCHMARK(field_to_integer<i32>)->Name("integer_input/i32/tamrun");
+BENCHMARK(skip_and_from_chars<i32>)->Name("integer_input/i32/from_chars");
+BENCHMARK(field_to_integer<i64>)->Name("integer_input/i64/tamrun");
+BENCHMARK(skip_and_from_chars<i64>)->Name("integer_input/i64/from_chars");
 
 }  // namespace
