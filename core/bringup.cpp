@@ -37,7 +37,7 @@ WEAK int for__put_sf(For_Lub*) { return MSG_NOT_IMPLEMENTED; }
 WEAK int for__write_output(For_Lub*, const u8*, i64) { return -1; }
 WEAK void for__init_table_locks(void) {}
 WEAK void for__forget_row_owners(void) {}
-WEAK int for__rm_from_lf_table(For_Lub*) { return 0; }
+WEAK void for__abandon_connection(For_Lub*) {}
 WEAK int for__key_desc_ret_item(const u8**, void**, For_Value_Info*, For_Item_Shape*, int*) {
   return MSG_INVALID_ARGUMENT;
 }

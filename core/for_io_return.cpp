@@ -11,7 +11,6 @@
 #include <algorithm>
 
 #include "core/failure.h"
-#include "core/lub_storage.h"
 #include "core/messages.h"
 #include "core/thread_storage.h"
 #include "tamrun/file_info.h"
@@ -195,23 +194,13 @@ void end_pending_line(For_Lub& failing) {
   }
 }
 
-/// Gives up a connection that OPEN could not finish.
-void abandon_connection(For_Lub& lub) {
-  free_state_block(lub);
-  for__free_vm(lub.lub_a_buffer);
-  if (lub.lub_a_file_info != nullptr && for__rm_from_lf_table(&lub) != 0) TAMRUN_INTERNAL_ERROR("for_diags_velox.c");
-  if (lub.lub_name_len != 0) for__free_vm(lub.lub_a_file_name);
-  if (lub.lub_fd > 0) close(lub.lub_fd);
-  wipe_lub(lub);
-}
-
 void dispose(int disposition, For_Lub* lub) {
   const int unit = lub->lub_unit;
   switch (disposition) {
     case FOR_IOR_NONE:
       break;
     case FOR_IOR_ABANDON:
-      abandon_connection(*lub);
+      for__abandon_connection(lub);
       [[fallthrough]];
     case FOR_IOR_RELEASE:
       for__release_lun(unit);

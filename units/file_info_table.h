@@ -4,7 +4,6 @@
 #ifndef TAMRUN_UNITS_FILE_INFO_TABLE_H
 #define TAMRUN_UNITS_FILE_INFO_TABLE_H
 
-#include "tamrun/hooks.h"
 #include "tamrun/lub.h"
 
 inline constexpr int kFileInfoRows = 521;
@@ -18,9 +17,9 @@ struct For_File_Info_Row {
 extern "C" {
 extern For_File_Info_Row for__file_info_hash_table[kFileInfoRows];
 
-/// Gives the LUB the record of its file name: 0 or a message number. for__rm_from_lf_table, which takes it away, is
-/// declared in tamrun/hooks.h.
+/// Gives the LUB the record of its file name: 0 or a message number.
 [[nodiscard]] int for__add_to_lf_table(For_Lub* lub);
+[[nodiscard]] int for__rm_from_lf_table(For_Lub* lub);
 }
 
 #endif

@@ -35,8 +35,10 @@ void for__preconnected_units_create(void);
 void for__init_table_locks(void);
 /// Provided by units/: resets owner and owned mark of the direct rows.
 void for__forget_row_owners(void);
-/// Provided by units/: lets go of the file-info record of lub's file. Without it no unit has one.
-[[nodiscard]] int for__rm_from_lf_table(For_Lub* lub);
+/// Provided by units/: gives up a connection that OPEN could not finish. Frees what the LUB owns, closes a descriptor
+/// above 0 and wipes the block but for the unit number and what the running statement holds: lub_thread,
+/// lub_a_hash_next, lub_a_backup_scope, lub_a_context, lub_f_busy. A default unit is DEFAULT_UNCONNECTED again.
+void for__abandon_connection(For_Lub* lub);
 
 /// Provided by units/: disconnects a unit at CLOSE or exit. `args` is null for no keywords.
 [[nodiscard]] int for__close_proc(For_Lub* lub, const For_Open_Args* args);
