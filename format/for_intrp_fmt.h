@@ -9,8 +9,14 @@
 #include "tamrun/lub.h"
 
 extern "C" {
-/// Walks the unit's format to the next stop: 0 with isb_code, isb_repeat, isb_width, isb_d and isb_e set, or
-/// MSG_RECURSIVE_IO, MSG_FORMAT_SYNTAX, MSG_RECORD_OVERFLOW or MSG_VFE_VALUE.
+/// Walks the unit's format to the next stop: 0 with isb_code, isb_repeat, isb_width, isb_d and isb_e set, and
+/// isb_literal or isb_dt_iotype and isb_dt_vlist with a literal or DT. MSG_FORMAT_SYNTAX, MSG_VFE_VALUE and
+/// MSG_INFINITE_FORMAT_LOOP (an unlimited group in which nothing stops) are for the statement to report;
+/// MSG_RECURSIVE_IO and MSG_RECORD_OVERFLOW have been reported already: the run-time format is free and the unit
+/// released.
+///
+/// With ISB_VFE_REACHED and ISB_CALL_ENDS both set on return the call is over. isb_repeat is 0 then when the element
+/// waits for its item and will be met again.
 [[nodiscard]] int for__interp_fmt(For_Lub* lub);
 
 /// Value of one variable format expression.

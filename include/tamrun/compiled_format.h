@@ -129,6 +129,11 @@ static_assert(sizeof(For_Fmt_Vfe) == 4);
 enum For_Fmt_Vfe_Kind : u8 { VFE_POINTER = 3, VFE_ROUTINE = 10 };
 enum For_Fmt_Vfe_Type : u8 { VFE_INT32 = 9, VFE_INT64 = 11 };
 
+/// DT element compiled at run time: i64 repeat, then iotype and value list, each NUL-terminated.
+inline constexpr i64 kDtRepeatOffset = 8, kDtTextOffset = 16;
+/// Its size, given the length of both texts together.
+constexpr i64 dt_runtime_size(i64 text_length) { return kDtTextOffset + 4 + (text_length + 1) / 4 * 4; }
+
 /// Deepest nesting of parentheses, the outermost counting.
 inline constexpr int kFmtLevels = 8;
 /// Repeat of an unlimited group.

@@ -56,7 +56,7 @@ struct For_Fmt_Isb {
   i64 isb_repeat;                   ///< repeat of the current element, counted down by the statement
   i64 isb_error;                    ///< output conversion error remembered by the statement
   i64 isb_group_count[kFmtLevels];  ///< remaining repeats of the group at levels 1 to 8 (row level - 1)
-  u16 isb_group_start[kFmtLevels];  ///< offset from isb_fmt_base of the element behind the group's "("
+  u32 isb_group_start[kFmtLevels];  ///< offset from isb_fmt_base of the element behind the group's "("
   i64 isb_width_saved;              ///< width of the current element, for its repeats
   u32 isb_minimal_saved;            ///< bit 0 restores ISB2_MINIMAL on a repeat; cleared at every element
   i64 isb_width;                    ///< w
@@ -64,7 +64,7 @@ struct For_Fmt_Isb {
   u16 isb_d, isb_e;                 ///< d or m, and e
   i8 isb_scale;                     ///< scale factor of P
   i8 isb_depth;                     ///< group level, 0 outside all groups
-  i16 isb_reversion;                ///< offset where the format reverts to
+  u32 isb_reversion;                ///< offset where the format reverts to; formats may be longer than 64 KiB
   u8 isb_code;                      ///< For_Fmt_Op that stopped the interpreter
   u8 isb_round;                     ///< For_Round_Mode
   u32 isb_flags;                    ///< For_Isb_Flags
