@@ -3,6 +3,7 @@
 // Integers, bit images and logicals to text and back, held against the C library and against bit-by-bit conversion.
 
 #include "convert/digit_pairs.h"
+#include "support/soak.h"
 #include "tamrun/cvt.h"
 
 #include <gtest/gtest.h>
@@ -107,7 +108,7 @@ TEST(IntegerToText, edges) {
 
 TEST(IntegerToText, random_values_widths_and_digits_match_printf) {
   std::mt19937_64 random(1);
-  for (int i = 0; i < 400000; ++i) {
+  for (long i = 0; i < soak_cases(400000); ++i) {
     const i32 width = 1 + random() % (i % 4 ? 24 : 60), digits = random() % 3 ? random() % 3 : random() % 26;
     const bool plus = random() % 2;
     const u32 options = plus ? 16 : 0;
@@ -122,7 +123,7 @@ TEST(IntegerToText, random_values_widths_and_digits_match_printf) {
 
 TEST(UnsignedToText, every_radix_matches_to_chars) {
   std::mt19937_64 random(2);
-  for (int i = 0; i < 300000; ++i) {
+  for (long i = 0; i < soak_cases(300000); ++i) {
     const u64 value = any_size(random);
     const i32 radix = 2 + random() % 15, width = 1 + random() % 70, digits = random() % 20;
     char text[80];
@@ -176,7 +177,7 @@ std::string image_digits(const std::vector<u8>& data, int bits) {
 
 TEST(BitImage, random_bytes_out_and_in_again) {
   std::mt19937_64 random(3);
-  for (int i = 0; i < 60000; ++i) {
+  for (long i = 0; i < soak_cases(60000); ++i) {
     std::vector<u8> data(1 + random() % 40);
     const size_t used = random() % (data.size() + 1);
     for (size_t b = 0; b < used; ++b) data[b] = static_cast<u8>(random());
@@ -372,7 +373,7 @@ TEST(TextToInteger, limits) {
 
 TEST(TextToUnsigned, random_texts_match_strtoull) {
   std::mt19937_64 random(4);
-  for (int i = 0; i < 300000; ++i) {
+  for (long i = 0; i < soak_cases(300000); ++i) {
     const i32 radix = 2 + random() % 15;
     std::string clean, text(random() % 4, ' ');
     const int digits = random() % (radix == 2 ? 70 : 24);
