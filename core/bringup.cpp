@@ -22,31 +22,13 @@
 #define WEAK __attribute__((weak))
 
 extern "C" {
-WEAK int for__acquire_lun(int, For_Lub**, For_Context*, int) { return MSG_NOT_IMPLEMENTED; }
-WEAK int for__release_lun(int) { return MSG_NOT_IMPLEMENTED; }
-WEAK int for__deallocate_lub(int) { return MSG_NOT_IMPLEMENTED; }
-WEAK int for__get_next_lub(For_Lub** lub, int* index, int) {
-  *lub = nullptr;
-  *index = -1;
-  return 0;
-}
-WEAK void for__preconnected_units_create(void) {}
-WEAK int for__close_proc(For_Lub*, const For_Open_Args*) { return MSG_NOT_IMPLEMENTED; }
-WEAK int for__close_default(For_Lub*, int) { return MSG_NOT_IMPLEMENTED; }
 WEAK int for__put_sf(For_Lub*) { return MSG_NOT_IMPLEMENTED; }
+WEAK int for__flush_file_buffer(For_Lub*) { return MSG_WRITE_ERROR; }
 WEAK int for__write_output(For_Lub*, const u8*, i64) { return -1; }
-WEAK void for__init_table_locks(void) {}
-WEAK void for__forget_row_owners(void) {}
-WEAK void for__abandon_connection(For_Lub*) {}
 WEAK int for__key_desc_ret_item(const u8**, void**, For_Value_Info*, For_Item_Shape*, int*) {
   return MSG_INVALID_ARGUMENT;
 }
-WEAK For_Lub_Row for__lub_table[kUnitRows];
-WEAK For_File_Info_Row for__file_info_hash_table[kFileInfoRows];
-WEAK int for__create_lub(int, For_Lub**) { return MSG_NOT_IMPLEMENTED; }
 WEAK int for__adjust_buffer(For_Lub*, i64, i64) { return MSG_NO_MEMORY; }
-WEAK int for__open_key(const char*, int, int, i64*, int) { return MSG_NOT_IMPLEMENTED; }
-WEAK int for__open_default(For_Lub*, int, int, int) { return MSG_NOT_IMPLEMENTED; }
 WEAK int cvt_integer_to_text(i32, i32, i32, u32, char*) { return CVT_INVALID_VALUE; }
 WEAK int cvt_integer64_to_text(i64, i32, i32, u32, char*) { return CVT_INVALID_VALUE; }
 WEAK int cvt_unsigned_to_text(u32, i32, i32, i32, char*) { return CVT_INVALID_VALUE; }

@@ -22,4 +22,7 @@ extern For_File_Info_Row for__file_info_hash_table[kFileInfoRows];
 [[nodiscard]] int for__rm_from_lf_table(For_Lub* lub);
 }
 
+/// Row of a file name of `length` bytes, 0 to kFileInfoRows - 1.
+int file_info_row(const char* key, size_t length);
+
 #endif

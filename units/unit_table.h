@@ -6,11 +6,16 @@
 
 #include "tamrun/hooks.h"
 #include "tamrun/lub.h"
+#include "units/lub_storage.h"
 
 /// Rows of the table: units -6 to 99 have one each, all others share the hashed rows.
 inline constexpr int kDirectRows = 106;
 inline constexpr int kHashedRows = 521;
 inline constexpr int kUnitRows = kDirectRows + kHashedRows;
+
+/// Numbers that NEWUNIT= gives out, nearest to zero first.
+inline constexpr int kFirstNewunit = -7;
+inline constexpr int kLastNewunit = -32768;
 
 /// Row of the unit table.
 struct For_Lub_Row {
@@ -19,11 +24,11 @@ struct For_Lub_Row {
   For_Lub* row_head;
   u32 row_busy;    ///< 1 while the row is held
   u64 row_thread;  ///< owning thread
+  u32 row_links;   ///< simple semaphore over row_head and the chain behind it; innermost of all locks
 };
 
 extern "C" {
 extern For_Lub_Row for__lub_table[kUnitRows];
-extern char for__default_name_str[];  ///< file name of a unit without one
 
 // for__acquire_lun, for__release_lun, for__deallocate_lub, for__get_next_lub and for__preconnected_units_create are
 // declared in tamrun/hooks.h.
@@ -40,8 +45,15 @@ void for__release_newunit(int unit);
 /// `keep_open_mark` leaves fi_record_open as it is.
 [[nodiscard]] int write_held_record(For_Lub& lub, bool keep_open_mark);
 
+/// What a statement does about a record that another unit left open on the file of `lub`: 0, a message number of the
+/// writing, or MSG_INTERNAL_CONSISTENCY for a statement that may not come here.
+[[nodiscard]] int process_existing_lub(For_Lub& lub, int statement);
+
 /// Frees what a LUB that stands in no table owns, and the LUB.
 void free_scratch_lub(For_Lub* lub);
+
+/// Gives the unit its zeroed state block: 0 or MSG_NO_MEMORY.
+[[nodiscard]] int allocate_state_block(For_Lub& lub);
 
 /// Empties the evaporated list.
 TAMRUN_ENTRY void free_evaporated_LUBs(void);

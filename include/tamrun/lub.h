@@ -136,6 +136,7 @@ struct For_Lub {
   For_Aio_Block* lub_a_aio;              ///< asynchronous state block; not null: open for asynchronous I/O
   i64 lub_unit_copy;                     ///< the unit number a second time
   pthread_t lub_thread;                  ///< thread inside a statement on this unit, 0 none
+  u32 lub_f_deallocating;                ///< the LUB is on its way out; read under the row without the LUB
   For_Lub* lub_a_internal_next;          ///< next on the thread's internal-file stack
   For_Lub* lub_a_hash_next;              ///< next on the unit table's chain
   u8* lub_a_buffer;                      ///< record buffer of lub_buffer_size + 16 bytes, the last 16 the guard
@@ -307,7 +308,6 @@ struct For_Lub {
   u32 lub_f_child_iomsg : 1;     ///< a child has set the IOMSG= text
   u32 lub_f_nested_inquire : 1;  ///< an INQUIRE runs inside a statement of the same thread on this unit
   u32 lub_f_busy : 1;            ///< a statement holds the unit
-  u32 lub_f_deallocating : 1;    ///< the LUB is on its way out
 };
 static_assert(offsetof(For_Lub, lub_resource) == 0);
 static_assert(offsetof(For_Lub, lub_sigmask) == 64);

@@ -1,0 +1,240 @@
+// SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
+//
+// Taking a unit for a statement and giving it back.
+
+#include "core/failure.h"
+#include "core/start.h"
+#include "units/evaporated.h"
+#include "units/internal_units.h"
+#include "units/unit_search.h"
+
+namespace {
+
+/// What for__acquire_lun knows when it has the unit.
+struct Taken_Lub {
+  For_Lub* lub = nullptr;
+  bool existed = false;
+};
+
+bool is_negative_user_unit(int unit) { return unit < kFirstDirectUnit; }
+
+/// True for a LUB that the asynchronous machinery hands out in place of the table.
+bool left_to_aio(const For_Lub& lub, int statement) {
+  if (statement == STMT_OPEN_ASYNC && lub.lub_default_state != DEFAULT_ORDINARY && !lub.lub_f_connected) return true;
+  return peek(lub.lub_a_aio) != nullptr;
+}
+
+/// Takes a LUB of the row that the statement found. Null in `taken` when it evaporated while this thread waited.
+int take_found(For_Lub_Row& row, For_Lub* lub, int statement, Taken_Lub& taken) {
+  const int status = peek(lub->lub_a_aio) != nullptr ? 0 : acquire_lub_resource(lub, statement);
+  if (status == MSG_RECURSIVE_IO && in_child_statement(*lub)) {
+    // A child statement goes on with its parent's hold.
+  } else if (status != 0) {
+    return status;
+  }
+  if (peek(lub->lub_f_deallocating)) {
+    unlink_lub(row, lub);
+    (void)release_lub_resource(*lub);
+    return 0;
+  }
+  for__l_exit_hand_decl = 1;
+  taken = {lub, true};
+  return 0;
+}
+
+int make_lub(For_Lub_Row& row, int unit, int statement, Taken_Lub& taken) {
+  For_Lub* lub;
+  if (const int status = for__create_lub(unit, &lub)) return status;
+  if (const int status = acquire_lub_resource(lub, statement)) {
+    free_scratch_lub(lub);
+    return status;
+  }
+  link_lub(row, lub);
+  for__l_exit_hand_decl = 1;
+  taken = {lub, false};
+  return 0;
+}
+
+/// One pass over the row: 0 with the LUB, FOR_AIO_RETRY to start over, or a message number.
+int take_from_row(int unit, int statement, bool newunit, Taken_Lub& taken) {
+  For_Lub_Row& row = for__lub_table[unit_row(unit)];
+  Held_Row held;
+  if (const int status = held.acquire(row)) return status;
+
+  For_Lub* found = enter_row_and_find(row, unit);
+  if (found != nullptr && !left_to_aio(*found, statement)) {
+    if (const int status = take_found(row, found, statement, taken)) return status;
+    if (taken.lub != nullptr) return held.release();
+    found = enter_row_and_find(row, unit);
+  }
+
+  int existed = 0, released = 0;
+  const int status = for__aio_acquire_lun(unit, &taken.lub, statement, &existed, &released, &row.row_resource);
+  if (released) held.forget_lock();
+  if (status != 0) return status;
+  if (taken.lub != nullptr) {
+    taken.existed = existed != 0;
+    return held.release();
+  }
+  if (found != nullptr) {
+    if (const int failed = take_found(row, found, statement, taken)) return failed;
+    if (taken.lub != nullptr) return held.release();
+  }
+  if (is_negative_user_unit(unit) && !newunit) return MSG_INVALID_UNIT;
+  if (const int failed = make_lub(row, unit, statement, taken)) return failed;
+  return held.release();
+}
+
+void begin_statement(For_Lub& lub, For_Context* ctx, int statement) {
+  if (ctx != nullptr) ctx->ctx_lub = &lub;
+  // The fields of the statement belong to the one that the INQUIRE interrupts.
+  if (lub.lub_f_nested_inquire) return;
+  lub.lub_a_context = ctx;
+  if (statement != STMT_INQUIRE && statement != STMT_WAIT && statement != STMT_EOF)
+    lub.lub_f_after_rewind = statement == STMT_REWIND;
+  lub.lub_statement = static_cast<u8>(statement == STMT_OPEN_ASYNC ? STMT_OPEN : statement);
+  lub.lub_f_nml_position = 0;
+  lub.lub_f_list_read = 0;
+}
+
+/// Gives the keywords that the statement overrode their value of the connection back.
+void restore_overrides(For_Lub& lub) {
+  if (lub.lub_f_blank_override) lub.lub_f_blank_null = lub.lub_f_blank_saved;
+  if (lub.lub_f_decimal_override) lub.lub_decimal = lub.lub_decimal_saved;
+  if (lub.lub_f_delim_override) lub.lub_delim = lub.lub_delim_saved;
+  if (lub.lub_f_pad_override) lub.lub_f_pad = lub.lub_f_pad_saved;
+  if (lub.lub_f_round_override) lub.lub_round = lub.lub_round_saved;
+  if (lub.lub_f_sign_override) lub.lub_sign = lub.lub_sign_saved;
+  lub.lub_f_blank_override = lub.lub_f_decimal_override = lub.lub_f_delim_override = 0;
+  lub.lub_f_pad_override = lub.lub_f_round_override = lub.lub_f_sign_override = 0;
+}
+
+For_Context* take_context(For_Lub& lub) {
+  For_Context* ctx = lub.lub_a_context;
+  lub.lub_a_context = nullptr;
+  return ctx;
+}
+
+void end_context(For_Context* ctx) {
+  if (ctx != nullptr) ctx->ctx_lub = nullptr;
+}
+
+/// Takes an ordinary unit out of the table. It stays on the evaporated list until the threads that wait for it have
+/// gone through.
+int evaporate(For_Lub* lub, int unit) {
+  if (const int status = add_evaporated(lub)) {
+    (void)release_lub_resource(*lub);
+    return status;
+  }
+  For_Lub_Row& row = for__lub_table[unit_row(unit)];
+  publish(lub->lub_f_deallocating, 1u);
+  if (const int status = release_lub_resource(*lub)) return status;
+  {
+    Held_Row held;
+    if (const int status = held.acquire(row)) return status;
+    if (const int status = acquire_lub_resource(lub, STMT_CLOSE)) return status;
+    unlink_lub(row, lub);
+    if (const int status = held.release()) return status;
+  }
+  if (const int status = release_lub_resource(*lub)) return status;
+  remove_evaporated(lub);
+  free_scratch_lub(lub);
+  return 0;
+}
+
+}  // namespace
+
+extern "C" int for__acquire_lun(int unit, For_Lub** out, For_Context* ctx, int statement) {
+  if (out == nullptr) {
+    TAMRUN_INTERNAL_ERROR("for_lub_mgt");
+    return MSG_INTERNAL_CONSISTENCY;
+  }
+  *out = nullptr;
+  const bool newunit = statement == STMT_OPEN_NEWUNIT || statement == STMT_OPEN_ASYNC_NEWUNIT;
+  if (newunit) statement = statement == STMT_OPEN_NEWUNIT ? STMT_OPEN : STMT_OPEN_ASYNC;
+  for__reentrancy_init();
+  for__aio_init();
+  if (statement == STMT_OPEN_ASYNC && !threaded_mode()) for__reentrancy_mode = FOR_K_REENTRANCY_THREADED;
+  if (unit == UNIT_INTERNAL || unit == UNIT_INTERNAL_TOP) return acquire_internal_lub(unit, out, ctx, statement);
+
+  Taken_Lub taken;
+  int status;
+  do status = take_from_row(unit, statement, newunit, taken = {});
+  while (status == FOR_AIO_RETRY);
+  if (status != 0) return status;
+
+  begin_statement(*taken.lub, ctx, statement);
+  if (taken.existed) {
+    if (const int failed = process_existing_lub(*taken.lub, statement)) {
+      (void)for__release_lun(unit);
+      return failed;
+    }
+  }
+  *out = taken.lub;
+  return 0;
+}
+
+extern "C" int for__release_lun(int unit) {
+  if (unit == UNIT_INTERNAL) return release_internal_lub();
+  For_Lub* lub = find_own_lub(unit);
+  if (lub == nullptr || peek(lub->lub_a_aio) != nullptr) {
+    (void)for__aio_release_lun(unit, 0);
+    return 0;
+  }
+  // A failure may already have ended the statement.
+  if (!held_by_this_thread(*lub)) return 0;
+  if (lub->lub_f_nested_inquire) {
+    lub->lub_f_nested_inquire = 0;
+    return 0;
+  }
+  For_Context* ctx = take_context(*lub);
+  restore_overrides(*lub);
+  if (const int status = release_lub_resource(*lub)) return status;
+  end_context(ctx);
+  return 0;
+}
+
+extern "C" int for__deallocate_lub(int unit) {
+  if (unit == UNIT_INTERNAL) return release_internal_lub();
+  For_Lub* lub = find_own_lub(unit);
+  if (lub == nullptr || peek(lub->lub_a_aio) != nullptr) {
+    (void)for__aio_release_lun(unit, 0);
+    return 0;
+  }
+  if (lub->lub_f_nested_inquire) {
+    lub->lub_f_nested_inquire = 0;
+    return 0;
+  }
+  For_Context* ctx = take_context(*lub);
+  int status;
+  if (lub->lub_default_state != DEFAULT_ORDINARY) {
+    (void)free_connection(*lub);
+    wipe_lub(*lub);
+    lub->lub_f_closed_default = 1;
+    status = release_lub_resource(*lub);
+  } else {
+    status = evaporate(lub, unit);
+  }
+  end_context(ctx);
+  return status;
+}
+
+extern "C" void for__init_table_locks(void) {
+  for (For_File_Info_Row& row : for__file_info_hash_table) {
+    pthread_mutex_init(&row.row_resource.res_mutex, nullptr);
+    row.row_resource.res_guard = row.row_resource.res_holds = 0;
+  }
+  for (For_Lub_Row& row : for__lub_table) {
+    pthread_mutex_init(&row.row_resource.res_mutex, nullptr);
+    row.row_resource.res_guard = row.row_resource.res_holds = row.row_resource.res_owned = 0;
+    row.row_resource.res_owner = -1;
+  }
+}
+
+extern "C" void for__forget_row_owners(void) {
+  for (int i = 0; i < kDirectRows; ++i) {
+    For_Resource& r = for__lub_table[i].row_resource;
+    publish(r.res_owned, 0u);
+    publish(r.res_owner, i64{-1});
+  }
+}
