@@ -22,13 +22,6 @@
 #define WEAK __attribute__((weak))
 
 extern "C" {
-WEAK int for__put_sf(For_Lub*) { return MSG_NOT_IMPLEMENTED; }
-WEAK int for__flush_file_buffer(For_Lub*) { return MSG_WRITE_ERROR; }
-WEAK int for__write_output(For_Lub*, const u8*, i64) { return -1; }
-WEAK int for__key_desc_ret_item(const u8**, void**, For_Value_Info*, For_Item_Shape*, int*) {
-  return MSG_INVALID_ARGUMENT;
-}
-WEAK int for__adjust_buffer(For_Lub*, i64, i64) { return MSG_NO_MEMORY; }
 WEAK int cvt_integer_to_text(i32, i32, i32, u32, char*) { return CVT_INVALID_VALUE; }
 WEAK int cvt_integer64_to_text(i64, i32, i32, u32, char*) { return CVT_INVALID_VALUE; }
 WEAK int cvt_unsigned_to_text(u32, i32, i32, i32, char*) { return CVT_INVALID_VALUE; }

@@ -17,4 +17,25 @@ extern "C" {
 [[nodiscard]] int for__write_all(int fd, const u8* data, i64 length, i64 chunk);
 }
 
+/// for__write_all; *written receives the bytes that reached the file, also after a failure.
+[[nodiscard]] int write_counted(int fd, const u8* data, i64 length, i64 chunk, i64* written);
+
+/// Largest single read or write of the unit.
+inline i64 transfer_chunk(const For_Lub& lub) { return lub.lub_blocksize > 0 ? lub.lub_blocksize : kDefaultBlocksize; }
+
+/// Bytes by which the file stands ahead of the unit's logical position, while the buffer holds input. There is one
+/// count: what lies between lub_a_read_next and lub_a_read_end, on a STREAM unit between lub_a_cursor and
+/// lub_a_rec_end. Where no next record is known, lub_read_ahead tells it.
+i64 read_ahead_bytes(const For_Lub& lub);
+
+/// Cuts the file at its position when lub_f_truncate_on_write asks for it: 0, or MSG_WRITE_ERROR with lub_errno set.
+[[nodiscard]] int truncate_if_asked(For_Lub& lub);
+
+/// Empties the buffer of held output; the next record begins at lub_a_buffer.
+inline void forget_held_output(For_Lub& lub) {
+  lub.lub_f_buffer_held = 0;
+  lub.lub_a_rec_start = nullptr;
+  lub.lub_a_rec_end = lub.lub_a_buffer + lub.lub_rec_bytes;
+}
+
 #endif

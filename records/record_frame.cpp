@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
+//
+// Where a record's data lies in the buffer, by record type.
+
+#include "records/record_frame.h"
+
+#include <string.h>
+
+#include <algorithm>
+#include <array>
+
+#include "core/failure.h"
+
+namespace {
+
+/// Control bytes in front of and behind the data.
+struct Frame_Rule {
+  u8 lead;
+  u8 trail;
+};
+
+constexpr std::array<Frame_Rule, kRecordTypes> kFrame = {{
+    {0, 0},                      // RECTYPE_NONE
+    {0, 0},                      // RECTYPE_FIXED
+    {kLengthWord, kLengthWord},  // RECTYPE_VARIABLE_KEYWORD
+    {4, 0},                      // RECTYPE_SEGMENTED: byte count and control word, unformatted only
+    {kLengthWord, kLengthWord},  // RECTYPE_VARIABLE
+    {0, 0},                      // RECTYPE_STREAM
+    {0, 1},                      // RECTYPE_STREAM_LF
+    {0, 1},                      // RECTYPE_STREAM_CR
+    {0, 1},                      // RECTYPE_STREAM_CRLF
+}};
+
+u8* buffer_end(const For_Lub& lub) { return lub.lub_a_buffer + lub.lub_buffer_size; }
+
+/// Cursor and limit by the table. The limit never passes the buffer, whatever the connection's sizes say.
+void apply_frame(For_Lub& lub, const Frame_Rule& rule) {
+  u8* base = record_base(lub);
+  lub.lub_a_cursor = base + rule.lead;
+  lub.lub_a_rec_end = std::min(base + lub.lub_rec_bytes - rule.trail, buffer_end(lub));
+}
+
+int unknown_record_type() {
+  TAMRUN_INTERNAL_ERROR("record_frame.cpp");
+  return MSG_INTERNAL_CONSISTENCY;
+}
+
+bool has_line_end_in_type(const For_Lub& lub) {
+  return lub.lub_rectype >= RECTYPE_STREAM_LF && lub.lub_rectype <= RECTYPE_STREAM_CRLF;
+}
+
+}  // namespace
+
+int layout_formatted_record(For_Lub& lub) {
+  if (lub.lub_rectype >= kRecordTypes) return unknown_record_type();
+  if (lub.lub_rectype == RECTYPE_SEGMENTED) return MSG_RECORD_TYPE;
+  apply_frame(lub, kFrame[lub.lub_rectype]);
+  if (is_crlf_direct(lub)) {
+    lub.lub_a_rec_end -= 2;
+  } else if (lub.lub_cc == CC_FORTRAN || lub.lub_cc == CC_LIST) {
+    if (lub.lub_cc == CC_FORTRAN) lub.lub_a_cursor += kFortranWork;
+    if (!has_line_end_in_type(lub)) lub.lub_a_rec_end -= 1;
+  }
+  lub.lub_a_data_start = lub.lub_a_cursor;
+  lub.lub_a_high_water = nullptr;
+  return 0;
+}
+
+int start_formatted_record(For_Lub& lub) {
+  if (int code = layout_formatted_record(lub)) return code;
+  u8* base = record_base(lub);
+  memset(base, ' ', std::min<i64>(lub.lub_rec_bytes, buffer_end(lub) - base));
+  return 0;
+}
+
+int layout_unformatted_record(For_Lub& lub, u16 segment_control) {
+  if (lub.lub_rectype >= kRecordTypes) return unknown_record_type();
+  apply_frame(lub, kFrame[lub.lub_rectype]);
+  if (lub.lub_rectype == RECTYPE_SEGMENTED) {
+    u8* base = record_base(lub);
+    base[2] = static_cast<u8>(segment_control);  // little-endian, whatever CONVERT says
+    base[3] = static_cast<u8>(segment_control >> 8);
+  }
+  lub.lub_a_data_start = lub.lub_a_cursor;
+  lub.lub_a_high_water = nullptr;
+  return 0;
+}

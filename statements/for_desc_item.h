@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
+//
+// Decoding item lists, and walking the values of an item in runs.
+#ifndef TAMRUN_STATEMENTS_FOR_DESC_ITEM_H
+#define TAMRUN_STATEMENTS_FOR_DESC_ITEM_H
+
+#include "tamrun/item_list.h"
+
+extern "C" {
+
+/// Decodes one item and advances both cursors: 0 or MSG_INVALID_ARGUMENT. `shape` gets its dimensions for sections only.
+[[nodiscard]] int for__desc_ret_item(const u8** item_list, void** item_args, For_Value_Info* val,
+                                     For_Item_Shape* shape);
+
+/// The same, and one more pair, whose first byte is *key.
+[[nodiscard]] int for__key_desc_ret_item(const u8** item_list, void** item_args, For_Value_Info* val,
+                                         For_Item_Shape* shape, int* key);
+
+/// Looks ahead past empty arrays: 0 a real item follows, 1 the list is malformed or (level below 2) the statement ends,
+/// 2 the call ends.
+[[nodiscard]] int for__desc_test_item(const u8** item_list, void** item_args, int level);
+
+/// Moves the cursors past empty arrays to the next real item, which is decoded: 0; at the statement's end `level < 2`,
+/// at the call's end or a malformed item 1.
+[[nodiscard]] int for__desc_zero_length_item(const u8** item_list, void** item_args, For_Value_Info* val,
+                                             For_Item_Shape* shape, int level);
+
+/// Address of the element at `index`, which then steps on in Fortran order.
+void* for__next_array_element(const For_Item_Shape* shape, i64* index);
+
+/// Reads a character item that says YES or NO into 1 or 0: 0 or MSG_INVALID_ARGUMENT.
+[[nodiscard]] int for__write_args(const u8** item_list, void** item_args, int* yes_no);
+
+}  // extern "C"
+
+/// True when the type stands for text whose length comes with the item.
+constexpr bool item_is_character(u32 type) { return type == ITM_CHARACTER || type == ITM_CHARACTER_ALT; }
+
+/// True for the accesses that describe an array.
+constexpr bool item_is_array(u32 access) { return access >= ACC_ARRAY && access <= ACC_SECTION_ELEM; }
+constexpr bool item_is_section(u32 access) { return access == ACC_SECTION || access == ACC_SECTION_ELEM; }
+
+/// Values of one length at one distance from each other. A complex number is two of them.
+struct Item_Run {
+  u8* data;
+  i64 elem;    ///< bytes of one value
+  i64 count;   ///< values
+  i64 stride;  ///< bytes from one value to the next
+};
+
+/// Hands out the values of one decoded item, in as few runs as its shape allows.
+class ItemWalker {
+ public:
+  /// Starts on an item. `empty_text_counts` makes an array of zero-length text give its values.
+  void start(const For_Value_Info& val, const For_Item_Shape& shape, bool empty_text_counts);
+
+  /// The next run: false when the item has no more.
+  bool next(Item_Run& run);
+
+  /// Values of the whole item.
+  i64 count() const { return count_; }
+
+ private:
+  void collapse_dimensions(const For_Item_Shape& shape);
+
+  Item_Run run_;   ///< shape of every run; data is that of the next one
+  i64 runs_left_;  ///< runs still to hand out
+  i64 count_;      ///< values in all
+  int rank_;       ///< dimensions that are stepped from run to run
+  i64 extent_[kMaxSectionRank];
+  i64 stride_[kMaxSectionRank];
+  i64 index_[kMaxSectionRank];
+};
+
+#endif
