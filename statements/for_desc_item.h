@@ -4,6 +4,7 @@
 #ifndef TAMRUN_STATEMENTS_FOR_DESC_ITEM_H
 #define TAMRUN_STATEMENTS_FOR_DESC_ITEM_H
 
+#include "tamrun/hooks.h"
 #include "tamrun/item_list.h"
 
 extern "C" {
@@ -12,9 +13,7 @@ extern "C" {
 [[nodiscard]] int for__desc_ret_item(const u8** item_list, void** item_args, For_Value_Info* val,
                                      For_Item_Shape* shape);
 
-/// The same, and one more pair, whose first byte is *key.
-[[nodiscard]] int for__key_desc_ret_item(const u8** item_list, void** item_args, For_Value_Info* val,
-                                         For_Item_Shape* shape, int* key);
+// for__key_desc_ret_item, which also reads one more pair and gives its first byte, is declared in tamrun/hooks.h.
 
 /// Looks ahead past empty arrays: 0 a real item follows, 1 the list is malformed or (level below 2) the statement ends,
 /// 2 the call ends.
