@@ -3,7 +3,6 @@
 // The end of a failing I/O statement: what compiled code learns of it, or which diagnostic is issued.
 
 #include <errno.h>
-#include <stdarg.h>
 #include <stdio.h>
 #include <string.h>
 #include <unistd.h>
@@ -119,19 +118,30 @@ bool classify(For_Lub& lub, const Failure& failure, int* result) {
   return true;
 }
 
-void format_text(char* out, size_t capacity, int number, int nargs, ...) {
-  va_list args;
-  va_start(args, nargs);
-  format_message(out, capacity, number, nargs, args);
-  va_end(args);
+/// True when the conversions of a message's text take these arguments in this order: 'd' an int, 's' a string.
+bool takes(const char* text, const char* arguments) {
+  for (const char* at = strchr(text, '%'); at != nullptr; at = strchr(at + 1, '%')) {
+    at += 1 + strspn(at + 1, "-+ #0123456789.");
+    if (*at == '%') continue;
+    const char kind = *at != '\0' && strchr("dixX", *at) != nullptr ? 'd' : *at;
+    if (*arguments == '\0' || kind != *arguments++) return false;
+  }
+  return true;
 }
 
-/// The message with the arguments that the failure's text takes.
+/// A message's text with the arguments of this failure. The number may be anything that a program's own routine has
+/// given: a text that wants other arguments goes out as it is.
 void failure_text(char* out, size_t capacity, int number, const Failure& failure) {
-  if (failure.keyword != nullptr) {
-    format_text(out, capacity, number, 3, failure.keyword, failure.unit, failure.name);
+  int severity;
+  const char* text;
+  *out = '\0';
+  if (get_message(number, &severity, &text) != 0) return;
+  if (failure.keyword != nullptr && takes_keyword(number) && takes(text, "sds")) {
+    snprintf(out, capacity, text, failure.keyword, failure.unit, failure.name);
+  } else if (takes(text, "ds")) {
+    snprintf(out, capacity, text, failure.unit, failure.name);
   } else {
-    format_text(out, capacity, number, 2, failure.unit, failure.name);
+    snprintf(out, capacity, "%s", text);
   }
 }
 
@@ -152,7 +162,7 @@ void fill_iomsg_from_child(const Failure& failure) {
     if (get_message(MSG_UDIO_IOMSG_TRUNCATED, &severity, &cut_text) == 0) printf("%s\n", cut_text);
   }
   char text[kTextBytes];
-  format_text(text, sizeof text, MSG_UDIO_ERROR, 3, failure.user_code, static_cast<int>(taken), failure.iomsg);
+  snprintf(text, sizeof text, format, failure.user_code, static_cast<int>(taken), failure.iomsg);
   fill_blank_padded(failure.iomsg, failure.iomsg_length, text, strlen(text));
 }
 

@@ -76,7 +76,7 @@ TEST(Heap, ASignalInsideIsDeliveredOnceBehindIt) {
     action.sa_handler = hold_back_or_count;
     sigaction(SIGUSR1, &action, nullptr);
     const pthread_t heap_user = pthread_self();
-    constexpr long kSignals = 300;
+    constexpr long kSignals = 100;
     std::atomic<bool> finished = false;
     std::thread sender([&] {
       sigset_t mine;

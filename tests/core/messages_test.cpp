@@ -22,7 +22,7 @@ using tamrun_test::write_file;
 
 // The first lookup of a process decides about the catalogue: each test leaves it to a child.
 
-void look_up_every_number() {
+TAMRUN_CHILD_TEST(Messages, EveryNumberFindsItsRowAndNoOtherDoes) {
   size_t row = 0;
   for (int number = -2; number <= 1000; ++number) {
     const bool present = row < std::size(for_msgtab_velox) && static_cast<int>(for_msgtab_velox[row].number) == number;
@@ -39,17 +39,13 @@ void look_up_every_number() {
   EXPECT_EQ(for_msgtab_velox[570].number, 788u);
 }
 
-TEST(Messages, EveryNumberFindsItsRowAndNoOtherDoes) { run_child(look_up_every_number); }
-
-void format_and_copy() {
+TAMRUN_CHILD_TEST(Messages, GetMsgFormatsOrCopies) {
   EXPECT_STREQ(for__get_msg(MSG_READ_ERROR, 2, 7, "a.dat"), "error during read, unit 7, file a.dat");
   EXPECT_STREQ(for__get_msg(MSG_READ_ERROR, 0), "error during read, unit %d, file %s");
   EXPECT_STREQ(for__get_msg(7, 0), "");
   const std::string name(400, 'n');
   EXPECT_EQ(strlen(for__get_msg(MSG_READ_ERROR, 2, 7, name.c_str())), 263u);
 }
-
-TEST(Messages, GetMsgFormatsOrCopies) { run_child(format_and_copy); }
 
 // A catalogue of real life: the texts of some messages in another language, the others missing.
 TEST(Messages, CatalogueTranslatesTextsAndPrefixesButNotSeverities) {

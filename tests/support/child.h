@@ -45,4 +45,10 @@ void write_file(const std::string& name, const std::string& content);
 
 }  // namespace tamrun_test
 
+/// A test whose whole body runs in a child: it meets the library as a fresh process does and leaves no trace in it.
+#define TAMRUN_CHILD_TEST(suite, name)                            \
+  static void suite##_##name();                                   \
+  TEST(suite, name) { ::tamrun_test::run_child(suite##_##name); } \
+  static void suite##_##name()
+
 #endif
