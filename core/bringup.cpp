@@ -22,21 +22,6 @@
 #define WEAK __attribute__((weak))
 
 extern "C" {
-WEAK int cvt_integer_to_text(i32, i32, i32, u32, char*) { return CVT_INVALID_VALUE; }
-WEAK int cvt_integer64_to_text(i64, i32, i32, u32, char*) { return CVT_INVALID_VALUE; }
-WEAK int cvt_unsigned_to_text(u32, i32, i32, i32, char*) { return CVT_INVALID_VALUE; }
-WEAK int cvt_unsigned64_to_text(u64, i32, i32, i32, char*) { return CVT_INVALID_VALUE; }
-WEAK int cvt_data_to_text(const u8*, i32, i32, i32, i32, char*) { return CVT_INVALID_VALUE; }
-WEAK int cvt_data64_to_text(const u8*, i32, i32, i32, i32, char*) { return CVT_INVALID_VALUE; }
-WEAK int cvt_boolean_to_text_ex(i32, i32, i32, char*, u64) { return CVT_INVALID_VALUE; }
-WEAK int cvt_boolean64_to_text(i64, i32, i32, char*) { return CVT_INVALID_VALUE; }
-WEAK int cvt_text_to_integer(const char*, i32, u32, i32*) { return CVT_INVALID_VALUE; }
-WEAK int cvt_text_to_integer64(const char*, i32, u32, i64*) { return CVT_INVALID_VALUE; }
-WEAK int cvt_text_to_unsigned(const char*, i32, i32, u32, u32*) { return CVT_INVALID_VALUE; }
-WEAK int cvt_text_to_unsigned64(const char*, i32, i32, u32, u64*) { return CVT_INVALID_VALUE; }
-WEAK int cvt_text_to_data(const char*, i32, i32, i32, u32, u8*) { return CVT_INVALID_VALUE; }
-WEAK int cvt_text_to_boolean(const char*, i32, i32, i32*) { return CVT_INVALID_VALUE; }
-WEAK int cvt_text_to_boolean64(const char*, i32, i32, i64*) { return CVT_INVALID_VALUE; }
 WEAK int cvt_ieee_s_to_text_ex(const float*, i32, i32, i32, i32, i32, u32, char*, u64, i32*) {
   return CVT_INVALID_VALUE;
 }
