@@ -17,7 +17,7 @@
 namespace {
 
 constexpr int kSteps = 200;
-constexpr i64 kMostRepeats = 16;  // of a group: more only takes time
+constexpr i64 kMostRepeats = 2;  // of a group: more only takes time
 constexpr i64 kRecord = 24;
 constexpr i64 kFarthest = i64{1} << 40;
 
