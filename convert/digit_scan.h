@@ -45,4 +45,15 @@ inline u32 eight_digit_value(u64 chars) {
   return static_cast<u32>(((chars & kLanes) * kFirstFactors + ((chars >> 16) & kLanes) * kSecondFactors) >> 32);
 }
 
+/// The first character that is no blank, or `end`. Fields are right-justified more often than not.
+inline const char* skip_blanks(const char* text, const char* end) {
+  constexpr u64 kBlanks = 0x2020202020202020;
+  for (; end - text >= 8; text += 8) {
+    const u64 other = load_eight(text) ^ kBlanks;
+    if (other != 0) return text + (__builtin_ctzll(other) >> 3);
+  }
+  while (text != end && *text == ' ') ++text;
+  return text;
+}
+
 #endif

@@ -14,12 +14,11 @@ constexpr int kSafeDecimalDigits = 19;  // any so many decimal digits fit in 64 
 
 /// Moves over leading blanks and tabs. False at a tab that the options do not allow.
 bool skip_leading(const char*& text, const char* end, u32 options) {
-  for (; text != end; ++text) {
-    if (*text == ' ') continue;
-    if (*text != '\t') break;
+  for (;; ++text) {
+    text = skip_blanks(text, end);
+    if (text == end || *text != '\t') return true;
     if ((options & CVT_M_SKIP_TABS) == 0) return false;
   }
-  return true;
 }
 
 int accumulate(const char* text, const char* end, u32 radix, u32 options, u64& value) {

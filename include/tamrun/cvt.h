@@ -186,6 +186,30 @@ TAMRUN_ENTRY double cvtas_a_to_t(const char* text, i32 length, u32 options, i32 
 TAMRUN_ENTRY Cvt_Quad cvtas_a_to_x(const char* text, i32 length, u32 options, i32 decimals, i32 scale, char** end,
                                    i32* status, ...);
 
+/// What the readers of the group behind the word NaN give: the characters consumed, up to and including a ")" (0 if no
+/// well-formed group stands there), and the quiet NaN of the format. That of binary128 has a low word of 0.
+struct Cvt_Nan_S {
+  i64 consumed;
+  float value;
+};
+struct Cvt_Nan_T {
+  i64 consumed;
+  double value;
+};
+struct Cvt_Nan_X {
+  i64 consumed;
+  u64 high;
+};
+TAMRUN_ENTRY Cvt_Nan_S cvtas__nan_s(const char* text, i32 length);
+TAMRUN_ENTRY Cvt_Nan_T cvtas__nan_t(const char* text, i32 length);
+TAMRUN_ENTRY Cvt_Nan_X cvtas__nan_x(const char* text, i32 length);
+
+/// Bit patterns of results, positive and negative: zero, quiet NaN, infinity, smallest and largest denormal, smallest
+/// normal, largest finite. The table of the doubles also holds four limits of the conversion to single.
+TAMRUN_ENTRY const u32 cvtas_globals_s[16];
+TAMRUN_ENTRY const u64 cvtas_globals_t[18];
+TAMRUN_ENTRY const Cvt_Quad cvtas_globals_x[14];
+
 // Lexer of a number, one character at a time. The state starts as the decimal character << 12.
 
 TAMRUN_ENTRY int cvt__lex_number_char(u32* state, char c);
