@@ -306,3 +306,19 @@ int for__write_output(For_Lub* lub_pointer, const u8* data, i64 length) {
   lub.lub_file_pos = lub.lub_f_user_buffered ? lub.lub_disk_pos : lub.lub_file_pos + length;
   return result < 0 ? -1 : 0;
 }
+
+int finish_formatted_record(For_Lub& lub, Record_End end) {
+  const u8 cc = lub.lub_cc, rectype = lub.lub_rectype;
+  if (end == Record_End::folded && lub.lub_f_stream) {
+    lub.lub_cc = CC_NONE;
+    lub.lub_rectype = RECTYPE_STREAM;
+  }
+  const int code = for__put_sf(&lub);
+  lub.lub_cc = cc;
+  lub.lub_rectype = rectype;
+  if (code != 0) return code;
+  if (int failed = for__flush_readahead(&lub, 0)) return failed;
+  ++lub.lub_next_rec;
+  lub.lub_f_at_end = 0;
+  return layout_formatted_record(lub);
+}

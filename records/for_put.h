@@ -1,15 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
 //
-// Formatted records out of the buffer.
+// Formatted records out of the buffer. for__put_sf, which writes the current formatted record, and for__write_output,
+// which moves record bytes towards the file, are declared in tamrun/hooks.h.
 #ifndef TAMRUN_RECORDS_FOR_PUT_H
 #define TAMRUN_RECORDS_FOR_PUT_H
 
 #include "tamrun/hooks.h"
 #include "tamrun/lub.h"
 
-extern "C" {
-// for__write_output is declared in tamrun/hooks.h, and so is for__put_sf, which writes the current formatted record:
-// 0, MSG_WRITE_ERROR with lub_errno set, or what the failure road returned for MSG_RECORD_OVERFLOW.
-}
+/// Why a record ends: with its statement or at a slash, or because a list-directed line is full.
+enum class Record_End : u8 { complete, folded };
+
+/// Writes the current formatted record and lays out the next, which is not blanked. Counts it in lub_next_rec. On a
+/// stream unit a folded line leaves no mark in the file. 0 or a message number.
+[[nodiscard]] int finish_formatted_record(For_Lub& lub, Record_End end);
 
 #endif

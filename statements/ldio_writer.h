@@ -1,0 +1,250 @@
+// SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
+//
+// List-directed output: one walk of the item list and one layout of each kind of value. A target says where the values
+// go. It is a class with these members, all bound at compile time:
+//
+//   static constexpr bool kInternal      the target is an internal file
+//   int  admit(const For_Value_Info&)    may this item be written at all: 0 or a message
+//   Room make_room(i64 width)            a place of `width` columns for a number at the cursor
+//   void debit(i64 width)                a number of that nominal width stands in the record
+//   int  put_text(const u8*, i64)        one character value
+//   int  put_complex(const Ldio_Complex&)
+//   int  before_child()                  the record is about to be handed to a defined-I/O routine
+//   void after_child()
+#ifndef TAMRUN_STATEMENTS_LDIO_WRITER_H
+#define TAMRUN_STATEMENTS_LDIO_WRITER_H
+
+#include <string.h>
+
+#include <algorithm>
+
+#include "format/for_fmt_val.h"
+#include "statements/for_desc_item.h"
+#include "tamrun/fmt_isb.h"
+#include "tamrun/hooks.h"
+#include "tamrun/messages.h"
+
+/// Answer of a target that is asked for room.
+enum class Room : u8 {
+  ready,
+  skip_value,  ///< no record could be had; the error is remembered and the list goes on
+  overflow,    ///< the value fits in no record
+};
+
+/// Trims the field in place to one blank and its text: the new width, at most one more than `width`, for which the
+/// caller has room.
+i64 ensure_one_leading_blank_before_data(u8* field, i64 width);
+
+/// Bytes of one part of a complex value at most.
+inline constexpr i64 kComplexPartBytes = 64;
+
+/// Both parts of a complex value, edited.
+struct Ldio_Complex {
+  u8 real[kComplexPartBytes];
+  u8 imag[kComplexPartBytes];
+  i64 real_length;
+  i64 imag_length;
+  i64 width;  ///< of the field table
+  u32 type;
+};
+
+/// What every list-directed writer carries from value to value of one call.
+struct Ldio_State {
+  explicit Ldio_State(For_Lub& unit);
+
+  For_Lub& lub;
+  For_Ldir_Isb& ldir;
+  const For_Ldir_Field* table;
+  For_Fmt_Isb isb;
+  bool compact = false;       ///< numbers are trimmed from here on
+  bool real_waiting = false;  ///< the real part of a complex value stands in `parts`
+  Ldio_Complex parts;
+
+  u8* buffer_end() const { return lub.lub_a_buffer + lub.lub_buffer_size; }
+  /// Keeps a conversion that failed for the end of the statement.
+  void remember_conversion() {
+    if (!lub.lub_f_ignore_conv_error) ldir.ldir_error = MSG_OUTPUT_CONVERSION;
+  }
+};
+
+inline For_Ldir_Isb& ldir_state(For_Lub& lub) { return *reinterpret_cast<For_Ldir_Isb*>(lub.lub_a_ldir_isb); }
+
+/// How a call of the statement came to its end.
+enum class Ldio_End : u8 {
+  statement,  ///< the end mark of the statement
+  call,       ///< the end mark of the call
+  failed,     ///< `code` and `user_code` are to be reported
+  child,      ///< a child statement has failed and reported `code`
+};
+struct Ldio_Result {
+  Ldio_End end;
+  int code;
+  int user_code;
+};
+
+template <class Target>
+class Ldio_Writer {
+ public:
+  Ldio_Writer(Ldio_State& state, Target& target) : s_(state), target_(target) {}
+
+  /// Writes the items up to the next end mark.
+  Ldio_Result write_items(const u8* list, void* args) {
+    For_Value_Info val;
+    For_Item_Shape shape;
+    ItemWalker walker;
+    Item_Run run;
+    for (;;) {
+      if (int code = for__desc_ret_item(&list, &args, &val, &shape)) return failure(code);
+      if (val.val_type == ITM_END_STATEMENT) return {Ldio_End::statement, 0, 0};
+      if (val.val_type == ITM_END_CALL) return {Ldio_End::call, 0, 0};
+      if (int code = target_.admit(val)) return failure(code);
+      if (val.val_type == ITM_DERIVED) {
+        if (int code = target_.before_child()) return failure(code);
+        if (int code = for__udio_lis(&s_.lub, &val, 1, Target::kInternal)) return {Ldio_End::child, code, code};
+        target_.after_child();
+        continue;
+      }
+      const bool array = item_is_array(shape.shp_access);
+      const bool section = item_is_section(shape.shp_access);
+      walker.start(val, shape, s_.lub.lub_f_f90_rtl);
+      if (walker.count() == 0) {
+        if (!section) s_.lub.lub_zero_item = 1;
+        continue;
+      }
+      if (s_.lub.lub_f_f90_rtl || section || !array) {
+        s_.lub.lub_f_item_seen = 1;
+        s_.lub.lub_zero_item = 0;
+      }
+      while (walker.next(run)) {
+        if (int code = write_run(val.val_type, run)) return failure(code);
+      }
+    }
+  }
+
+ private:
+  Ldio_Result failure(int code) const {
+    // A complex value that no record holds is a write that failed for want of room.
+    const int user_code = code == MSG_WRITE_ERROR && complex_too_wide_ ? MSG_RECORD_OVERFLOW : code;
+    return {Ldio_End::failed, code, user_code};
+  }
+
+  int write_run(u32 type, const Item_Run& run) {
+    const For_Ldir_Field& field = s_.table[type];
+    if (field.width == 0) return MSG_INVALID_ARGUMENT;
+    s_.isb.isb_width = field.width;
+    s_.isb.isb_d = field.d;
+    s_.isb.isb_e = field.e;
+    s_.isb.isb_code = field.operation;
+    if (item_is_character(type)) return write_texts(run);
+    if (item_is_complex(type)) return write_complexes(type, run, field);
+    if (type <= kLastIntegerType) {
+      s_.isb.isb_d = 1;
+      s_.isb.isb_flags &= ~ISB_LEFT_JUSTIFY;
+      if (s_.lub.lub_f_compact_ldio && type < ITM_LOGICAL) s_.compact = true;
+      return s_.compact ? write_numbers<Trim::after>(type, run, field) : write_numbers<Trim::none>(type, run, field);
+    }
+    if (s_.lub.lub_f_compact_ldio) s_.compact = true;
+    if (!s_.compact) {
+      s_.isb.isb_flags &= ~ISB_LEFT_JUSTIFY;
+      return write_numbers<Trim::none>(type, run, field);
+    }
+    s_.isb.isb_flags |= ISB_LEFT_JUSTIFY;
+    return write_numbers<Trim::left_justified>(type, run, field);
+  }
+
+  /// How a number is brought to the compact form.
+  enum class Trim : u8 {
+    none,
+    after,           ///< edited in its field, then moved to stand behind one blank
+    left_justified,  ///< edited at the left of its field behind one blank
+  };
+
+  template <Trim kTrim>
+  int write_numbers(u32 type, const Item_Run& run, const For_Ldir_Field& field) {
+    For_Value_Info val = {run.data, run.elem, type, run.elem, nullptr};
+    for (i64 left = run.count; left > 0; --left, val.val_data += run.stride) {
+      const Room room = target_.make_room(field.width);
+      if (room == Room::overflow) return MSG_RECORD_OVERFLOW;
+      if (room == Room::skip_value) continue;
+      u8* at = s_.lub.lub_a_cursor;
+      if (kTrim == Trim::left_justified) *at++ = ' ';
+      if (int code = for__format_value(&val, &s_.isb, reinterpret_cast<char*>(at))) {
+        if (code != MSG_OUTPUT_CONVERSION) return code;
+        s_.remember_conversion();
+      }
+      s_.lub.lub_a_cursor = end_of_number<kTrim>(at, field.width);
+      s_.lub.lub_ldio_prev_type = type;
+      s_.ldir.ldir_flags &= ~LDIR_NEED_BLANK;
+      target_.debit(field.width);
+    }
+    return 0;
+  }
+
+  template <Trim kTrim>
+  static u8* end_of_number(u8* at, i64 width) {
+    switch (kTrim) {
+      case Trim::none:
+        return at + width;
+      case Trim::after:
+        return at + ensure_one_leading_blank_before_data(at, width);
+      case Trim::left_justified:
+        return std::find(at, at + width, ' ');
+    }
+  }
+
+  int write_texts(const Item_Run& run) {
+    const u8* text = run.data;
+    for (i64 left = run.count; left > 0; --left, text += run.stride) {
+      if (int code = target_.put_text(text, run.elem)) return code;
+      s_.ldir.ldir_flags &= ~LDIR_NEED_BLANK;
+    }
+    return 0;
+  }
+
+  int write_complexes(u32 type, const Item_Run& run, const For_Ldir_Field& field) {
+    For_Value_Info val = {run.data, run.elem, type, run.elem, nullptr};
+    s_.isb.isb_flags |= ISB_LEFT_JUSTIFY;
+    s_.parts.type = type;
+    s_.parts.width = field.width;
+    for (i64 left = run.count; left > 0; --left, val.val_data += run.stride) {
+      if (int code = edit_part(val, field.width)) return code;
+      s_.real_waiting = !s_.real_waiting;
+      if (s_.real_waiting) {
+        s_.ldir.ldir_flags |= LDIR_REAL_DONE;
+      } else if (int code = put_pair()) {
+        return code;
+      }
+      s_.ldir.ldir_flags &= ~LDIR_NEED_BLANK;
+      target_.debit(field.width);
+    }
+    return 0;
+  }
+
+  int edit_part(const For_Value_Info& val, i64 width) {
+    u8* text = s_.real_waiting ? s_.parts.imag : s_.parts.real;
+    memset(text, ' ', kComplexPartBytes);
+    if (int code = for__format_value(&val, &s_.isb, reinterpret_cast<char*>(text))) {
+      if (code != MSG_OUTPUT_CONVERSION) return code;
+      s_.remember_conversion();
+    }
+    (s_.real_waiting ? s_.parts.imag_length : s_.parts.real_length) = std::find(text, text + width, ' ') - text;
+    return 0;
+  }
+
+  int put_pair() {
+    if (int code = target_.put_complex(s_.parts)) {
+      complex_too_wide_ = code == MSG_WRITE_ERROR;
+      return code;
+    }
+    s_.ldir.ldir_flags = (s_.ldir.ldir_flags & ~LDIR_REAL_DONE) | LDIR_COMPLEX_DONE;
+    s_.lub.lub_ldio_prev_type = s_.parts.type;
+    // A part that overflowed its field ends the statement, where a number on its own lets it go on.
+    return s_.ldir.ldir_error == MSG_OUTPUT_CONVERSION ? MSG_OUTPUT_CONVERSION : 0;
+  }
+
+  Ldio_State& s_;
+  Target& target_;
+  bool complex_too_wide_ = false;
+};
+
+#endif
