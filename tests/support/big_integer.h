@@ -66,6 +66,16 @@ class Big_Integer {
     return result;
   }
 
+  friend Big_Integer operator>>(const Big_Integer& a, int shift) {
+    Big_Integer result;
+    const int bits = shift % 64;
+    for (size_t i = shift / 64; i < a.words_.size(); ++i) {
+      result.words_.push_back(a.words_[i] >> bits | (bits == 0 ? 0 : a.word(i + 1) << (64 - bits)));
+    }
+    result.trim();
+    return result;
+  }
+
   friend Big_Integer operator+(const Big_Integer& a, const Big_Integer& b) {
     Big_Integer result;
     const size_t size = a.words_.size() > b.words_.size() ? a.words_.size() : b.words_.size();

@@ -1,0 +1,282 @@
+// SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
+//
+// Digits from the product of the significand with a 128-bit power of ten that is put together from few table rows.
+#include "convert/digit_ladder.h"
+
+#include "convert/digit_pairs.h"
+#include "convert/powers_of_ten.h"
+
+#include <algorithm>
+
+namespace {
+
+/// mantissa / 2^128 * 2^bexp, top bit set.
+struct Power128 {
+  u128 mantissa;
+  int bexp;
+};
+
+Power128 row128(const u64 (*mantissas)[2], const i16* bexps, int row) {
+  return {static_cast<u128>(mantissas[row][1]) << 64 | mantissas[row][0], bexps[row]};
+}
+
+Power128 row64(int n) {
+  return {static_cast<u128>(cvtas_pten_64[n + kNearPower]) << 64, cvtas_pten_64_bexp[n + kNearPower]};
+}
+
+/// The product rounded to 128 bits by its first dropped bit.
+Power128 operator*(const Power128& a, const Power128& b) {
+  const u64 a1 = static_cast<u64>(a.mantissa >> 64), a0 = static_cast<u64>(a.mantissa);
+  const u64 b1 = static_cast<u64>(b.mantissa >> 64), b0 = static_cast<u64>(b.mantissa);
+  const u128 p00 = static_cast<u128>(a0) * b0, p01 = static_cast<u128>(a0) * b1, p10 = static_cast<u128>(a1) * b0;
+  const u128 middle = (p00 >> 64) + static_cast<u64>(p01) + static_cast<u64>(p10);
+  u128 high = static_cast<u128>(a1) * b1 + (p01 >> 64) + (p10 >> 64) + (middle >> 64);
+  u64 next = static_cast<u64>(middle);  // the word below `high`
+  int bexp = a.bexp + b.bexp;
+  if ((high >> 127) == 0) {
+    high = high << 1 | next >> 63;
+    next <<= 1;
+    --bexp;
+  }
+  if ((next >> 63) != 0 && ++high == 0) {
+    high = u128{1} << 127;
+    ++bexp;
+  }
+  return {high, bexp};
+}
+
+constexpr int kExact64 = 27, kFirstHuge = 55, kNear128 = -27;
+
+/// 10^n for 0 <= n <= 55, exact up to 10^54.
+Power128 small_power(int n) {
+  if (n <= kExact64) return row64(n);
+  if (n < kFirstHuge) return row64(kExact64) * row64(n - kExact64);
+  return row128(cvtas_huge_pten_128, cvtas_huge_pten_128_bexp, 0);
+}
+
+/// 10^n as the procedure builds it; exact up to 10^54 and 10^0.
+Power128 build_power(int n) {
+  constexpr int kOrdinary = 534, kFirstStep = 512, kSteps = 4;
+  Power128 power{u128{1} << 127, 1};
+  bool empty = true;
+  const auto take = [&](const Power128& factor) {
+    power = empty ? factor : power * factor;
+    empty = false;
+  };
+  if (n > kOrdinary || n < -kOrdinary) {
+    for (int step = kSteps - 1; step >= 0; --step) {
+      const int exponent = kFirstStep << step;
+      if (n >= exponent) {
+        take(row128(cvtas_huge_huge_pten_128, cvtas_huge_huge_pten_128_bexp, step));
+        n -= exponent;
+      } else if (n <= -exponent) {
+        take(row128(cvtas_tiny_tiny_pten_128, cvtas_tiny_tiny_pten_128_bexp, step));
+        n += exponent;
+      }
+    }
+  }
+  if (n < 0 && n >= kNear128) {
+    take(row128(cvtas_pten_128, cvtas_pten_128_bexp, n - kNear128));
+    return power;
+  }
+  if (n < 0) {
+    const Power_Row row = power_row_above(cvtas_tiny_pten_128_map, -n);
+    take(row128(cvtas_tiny_pten_128, cvtas_tiny_pten_128_bexp, row.row));
+    n += row.exponent;
+  } else if (n >= kFirstHuge) {
+    const Power_Row row = power_row_below(cvtas_huge_pten_128_map, n);
+    take(row128(cvtas_huge_pten_128, cvtas_huge_pten_128_bexp, row.row));
+    n -= row.exponent;
+  }
+  if (n > 0) take(small_power(n));
+  return power;
+}
+
+/// A fraction below the point, highest word first.
+template <int Words>
+struct Fraction {
+  u64 word[Words];
+
+  void shift_right(int bits) {
+    if (bits == 0) return;
+    for (int i = Words - 1; i > 0; --i) word[i] = word[i] >> bits | word[i - 1] << (64 - bits);
+    word[0] >>= bits;
+  }
+  /// Returns the word that moves above the point.
+  u64 multiply(u64 factor) {
+    u64 carry = 0;
+    for (int i = Words - 1; i >= 0; --i) {
+      const u128 product = static_cast<u128>(word[i]) * factor + carry;
+      word[i] = static_cast<u64>(product);
+      carry = static_cast<u64>(product >> 64);
+    }
+    return carry;
+  }
+  u128 top() const { return static_cast<u128>(word[0]) << 64 | word[1]; }
+  bool any_below_top() const {
+    u64 any = 0;
+    for (int i = 2; i < Words; ++i) any |= word[i];
+    return any != 0;
+  }
+};
+
+/// significand * power, all words kept, with the top bit of the result set; *bexp becomes that of the product.
+Fraction<3> multiply(u64 significand, const Power128& power, int* bexp) {
+  const u128 low = static_cast<u128>(significand) * static_cast<u64>(power.mantissa);
+  u128 high = static_cast<u128>(significand) * static_cast<u64>(power.mantissa >> 64) + (low >> 64);
+  u64 last = static_cast<u64>(low);
+  *bexp += power.bexp;
+  if ((high >> 127) == 0) {
+    high = high << 1 | last >> 63;
+    last <<= 1;
+    --*bexp;
+  }
+  return {{static_cast<u64>(high >> 64), static_cast<u64>(high), last}};
+}
+
+Fraction<4> multiply(u128 significand, const Power128& power, int* bexp) {
+  Fraction<4> product{{0, 0, static_cast<u64>(significand >> 64), static_cast<u64>(significand)}};
+  Fraction<4> upper = product;
+  product.multiply(static_cast<u64>(power.mantissa));
+  upper.multiply(static_cast<u64>(power.mantissa >> 64));
+  // product fills the words 1 to 3, and upper, which counts one word higher, the words 0 to 2
+  const u128 w2 = static_cast<u128>(product.word[2]) + upper.word[3];
+  const u128 w1 = static_cast<u128>(product.word[1]) + upper.word[2] + static_cast<u64>(w2 >> 64);
+  Fraction<4> sum{
+      {upper.word[1] + static_cast<u64>(w1 >> 64), static_cast<u64>(w1), static_cast<u64>(w2), product.word[3]}};
+  *bexp += power.bexp;
+  if ((sum.word[0] >> 63) == 0) {
+    for (int i = 0; i < 3; ++i) sum.word[i] = sum.word[i] << 1 | sum.word[i + 1] >> 63;
+    sum.word[3] <<= 1;
+    --*bexp;
+  }
+  return sum;
+}
+
+Fraction<3> unscaled(u64 significand) { return {{significand, 0, 0}}; }
+Fraction<4> unscaled(u128 significand) {
+  return {{static_cast<u64>(significand >> 64), static_cast<u64>(significand), 0, 0}};
+}
+u16 behind_first_bit(u64 significand) { return static_cast<u16>(significand >> 47); }
+u16 behind_first_bit(u128 significand) { return static_cast<u16>(significand >> 111); }
+
+/// Writes `count` digits of the fraction and leaves what is behind them.
+template <int Words>
+void generate(Fraction<Words>& fraction, char* text, int count) {
+  constexpr int kChunk = 19;
+  while (count > 0) {
+    const int digits = std::min(count, kChunk);
+    u64 chunk = fraction.multiply(kPowersOfTen[digits]);
+    int left = digits;
+    for (; left >= 8; left -= 8, chunk /= 100000000) {
+      put_eight_digits(text + left - 8, static_cast<u32>(chunk % 100000000));
+    }
+    for (; left > 0; --left, chunk /= 10) text[left - 1] = static_cast<char>('0' + chunk % 10);
+    text += digits;
+    count -= digits;
+  }
+}
+
+/// Whether the remainder after `digits` digits is rounded up. With `doubtful` a remainder that lies within the error
+/// of the scaled value from one half is one half, and one within it from a whole digit is that digit.
+template <int Words>
+bool remainder_rounds_up(const Fraction<Words>& fraction, int digits, bool doubtful, bool odd, bool negative,
+                         u32 mask) {
+  const u128 remainder = fraction.top();
+  constexpr u128 kHalf = u128{1} << 127;
+  if (doubtful) {
+    const int growth = (digits * 217705 + 65535) >> 16;  // digits * log2(10), rounded up
+    const u128 bound = u128{1} << growth;
+    if (remainder + bound - kHalf <= 2 * bound) return rounds_up(mask, negative, false, odd, true);
+    if (remainder <= bound) return rounds_up(mask, negative, false, odd, false);
+    if (remainder >= -bound) return true;
+  }
+  const bool sticky = (remainder << 1) != 0 || fraction.any_below_top();
+  return rounds_up(mask, negative, sticky, odd, remainder >= kHalf);
+}
+
+/// Digits to generate. Dropped digits are taken off the most that are ever generated, as long as some remain.
+int generated_digits(const Digit_Plan& plan) {
+  if (plan.kept <= 0) return 0;
+  const i64 digits = std::min<i64>(plan.count, kMaxGenerated) - (plan.count - plan.kept);
+  return static_cast<int>(digits > 0 ? digits : std::min<i64>(plan.kept, kMaxGenerated));
+}
+
+/// The lone 1 in the last kept position.
+void set_lone_digit(const Digit_Request& request, int binary_exponent, Digit_String* result) {
+  result->text[0] = '1';
+  result->start = 0;
+  result->end = 1;
+  result->count = lone_digit_count(binary_exponent, std::max(-request.fraction, i64{0}), request.capacity);
+  result->exponent = 1 - request.fraction;
+}
+
+template <class Word>
+bool digits_of(const Unpacked<Word>& value, const Digit_Request& request, Digit_String* result) {
+  constexpr int kCheckedDigits = 17, kCheckedFirst = -346, kCheckedLast = 341;
+  int exponent = estimate_decimal_exponent(value.exponent, behind_first_bit(value.significand)) + 1;
+  result->text[0] = '0';
+  for (;; ++exponent) {
+    const Digit_Plan plan = plan_digits(request, exponent);
+    const bool behind = plan.kept < -1;  // the last kept position, even if the estimate is one too small
+    int bexp = value.exponent;
+    auto fraction = exponent == 0 || behind ? unscaled(value.significand)
+                                            : multiply(value.significand, build_power(-exponent), &bexp);
+    if (bexp > 0 && !behind) continue;  // 1 or more: the estimate was too small
+    if (plan.kept < 0) {
+      if (!rounds_up(request.mask, value.negative, true, false, false)) return false;
+      set_lone_digit(request, value.exponent, result);
+      return true;
+    }
+    fraction.shift_right(-bexp);
+
+    const bool doubtful =
+        exponent != 0 && plan.count <= kCheckedDigits && exponent - 1 >= kCheckedFirst && exponent - 1 <= kCheckedLast;
+    const int digits = generated_digits(plan);
+    generate(fraction, result->text + 1, digits);
+    result->start = 1;
+    result->end = 1 + digits;
+    result->count = plan.count;
+    result->exponent = exponent;
+    const bool odd = digits > 0 && (result->text[digits] & 1) != 0;
+    const bool up = remainder_rounds_up(fraction, digits, doubtful, odd, value.negative, request.mask);
+    if (digits == 0) {
+      if (!up) return false;
+      set_lone_digit(request, value.exponent, result);
+    } else if (up && round_text_up(result->text, &result->end, '9', '1')) {
+      result->start = 0;
+      ++result->exponent;
+      if (request.fixed) result->count = std::min(result->count + 1, request.capacity);
+    }
+    return true;
+  }
+}
+
+}  // namespace
+
+Digit_Plan plan_digits(const Digit_Request& request, i64 exponent) {
+  if (!request.fixed) return {request.capacity, request.capacity};
+  const i64 dropped = std::max(-request.fraction, i64{0});
+  const i64 all = exponent + std::max(request.fraction, i64{0});
+  return {std::min(all, request.capacity), std::min(all - dropped, request.capacity)};
+}
+
+bool round_text_up(char* text, int* end, char nine, char carry) {
+  int last = *end - 1;
+  while (last > 0 && text[last] == nine) --last;
+  *end = last + 1;
+  if (last == 0) {
+    text[0] = carry;
+    return true;
+  }
+  text[last] = text[last] == '9' ? static_cast<char>(nine - ('F' - 'A')) : static_cast<char>(text[last] + 1);
+  return false;
+}
+
+bool ladder_digits(const Unpacked<u64>& value, const Digit_Request& request, Digit_String* result) {
+  return digits_of(value, request, result);
+}
+
+bool ladder_digits(const Unpacked<u128>& value, const Digit_Request& request, Digit_String* result) {
+  return digits_of(value, request, result);
+}
