@@ -24,8 +24,8 @@ i32 for__dont_free;
 
 void unset_signal_ops() {
   if (__atomic_load_n(&for__signal_ops_is_on, __ATOMIC_RELAXED) == 0) return;
-  // Several threads may leave the heap at once: one of them sends the signal.
-  if (__atomic_exchange_n(&for__signal_ops_is_on, 0, __ATOMIC_ACQ_REL) == 0) return;
+  __atomic_store_n(&for__signal_ops_is_on, 0, __ATOMIC_RELEASE);
+  // Several threads may leave the heap at once: one of them finds the signal.
   const int held_back = __atomic_exchange_n(&for__signal_num, 0, __ATOMIC_ACQ_REL);
   if (held_back != 0) kill(getpid(), held_back);
 }

@@ -291,6 +291,18 @@ TAMRUN_CHILD_TEST(IoReturn, IomsgOfAChildIsQuotedInTheParents) {
   EXPECT_EQ(printed.err, "tamrtl: severe (127): User Defined I/O procedure returned error 5, message: 'too hot'\n");
 }
 
+TAMRUN_CHILD_TEST(IoReturn, AChildsTextCountsForOneFailureOnly) {
+  Unit unit;
+  give(unit.lub, kIostat);
+  std::string iomsg = padded("too hot", 90);
+  unit.lub.lub_a_iomsg = iomsg.data();
+  unit.lub.lub_iomsg_len = static_cast<i64>(iomsg.size());
+  unit.lub.lub_f_child_iomsg = 1;
+  EXPECT_EQ(for__io_return(FOR_IOR_NONE, MSG_UDIO_ERROR, 5, &unit.lub), 5);
+  EXPECT_EQ(for__io_return(FOR_IOR_NONE, MSG_READ_ERROR, MSG_READ_ERROR, &unit.lub), 39);
+  EXPECT_EQ(iomsg, padded("error during read, unit 7, file data.txt", 90));
+}
+
 TAMRUN_CHILD_TEST(IoReturn, ADiagnosticThatReturnsStillFillsIomsg) {
   EXPECT_EQ(iomsg_after(std::string(60, '?'), MSG_OUTPUT_CONVERSION, 63, 0),
             padded("output conversion error, unit 7, file data.txt", 60));
