@@ -12,6 +12,9 @@ namespace {
 
 constexpr char kSource[] = "for_intrp_fmt";
 
+/// Passes of groups in which nothing stops: more than any record has columns to move over.
+constexpr u32 kMostIdlePasses = 1u << 22;
+
 /// What an element leaves to the main loop.
 enum class Next {
   kGoOn,   ///< to the element behind it
@@ -29,6 +32,7 @@ struct Walk {
   For_Fmt_Element element;
   int failure = 0;
   bool unlimited_pass = false;  ///< this call went back to the start of an unlimited group
+  u32 passes = 0;               ///< this call went back to the start of a group so often
 
   Next fail(int message) {
     failure = message;
@@ -120,11 +124,13 @@ Next end_group(Walk& walk) {
     --isb.isb_depth;
     return Next::kGoOn;
   }
-  if (count > kFmtUnlimited / 2) {
-    // A whole pass in one call has met nothing to stop at, and no later pass will.
-    if (walk.unlimited_pass) return walk.fail(MSG_INFINITE_FORMAT_LOOP);
-    walk.unlimited_pass = true;
+  // A whole pass of an unlimited group in one call has met nothing to stop at, and no later pass will. A negative count
+  // is one that no program means; a finite one may still take years.
+  const bool unlimited = count > kFmtUnlimited / 2 || count < 0;
+  if ((unlimited && walk.unlimited_pass) || ++walk.passes > kMostIdlePasses) {
+    return walk.fail(MSG_INFINITE_FORMAT_LOOP);
   }
+  walk.unlimited_pass |= unlimited;
   count = static_cast<i64>(static_cast<u64>(count) - 1);
   isb.isb_fmt_pc = isb.isb_fmt_base + isb.isb_group_start[row];
   return Next::kJump;

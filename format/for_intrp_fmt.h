@@ -11,7 +11,7 @@
 extern "C" {
 /// Walks the unit's format to the next stop: 0 with isb_code, isb_repeat, isb_width, isb_d and isb_e set, and
 /// isb_literal or isb_dt_iotype and isb_dt_vlist with a literal or DT. MSG_FORMAT_SYNTAX, MSG_VFE_VALUE and
-/// MSG_INFINITE_FORMAT_LOOP (an unlimited group in which nothing stops) are for the statement to report;
+/// MSG_INFINITE_FORMAT_LOOP (a group that repeats without end and nothing in it stops) are for the statement to report;
 /// MSG_RECURSIVE_IO and MSG_RECORD_OVERFLOW have been reported already: the run-time format is free and the unit
 /// released.
 ///

@@ -25,13 +25,13 @@ void require(bool condition) {
   if (!condition) abort();
 }
 
-/// Cuts the repeats of groups down, but for the unlimited one, and returns the bytes of the format.
+/// Cuts the repeats of groups down, but for the unlimited ones, and returns the bytes of the format.
 i64 tame_groups(u8* format) {
   u8* at = format;
   For_Fmt_Element element;
   do {
     require(decode_fmt_element(at, element));
-    if (element.operation == FMT_GROUP && element.repeat > kMostRepeats && element.repeat != kFmtUnlimited) {
+    if (element.operation == FMT_GROUP && element.repeat > kMostRepeats && element.repeat <= kFmtUnlimited / 2) {
       const bool wide = element.size == sizeof(For_Fmt_Wide);
       memcpy(at + (wide ? offsetof(For_Fmt_Wide, repeat) : offsetof(For_Fmt_Narrow, repeat)), &kMostRepeats,
              wide ? sizeof(i64) : sizeof(u32));
