@@ -42,7 +42,7 @@ function(tamrun_library)
   target_link_libraries(tamrunmt PRIVATE tamrun_options m)
   target_link_options(tamrunmt PRIVATE -Wl,--version-script=${PROJECT_BINARY_DIR}/tamrunmt.map -Wl,--as-needed)
   if(NOT TAMRUN_SANITIZE)
-    target_link_options(tamrunmt PRIVATE -static-libgcc -static-libstdc++)
+    target_link_options(tamrunmt PRIVATE -static-libgcc -static-libstdc++ -Wl,-z,defs)
   endif()
   set_target_properties(tamrunmt PROPERTIES VERSION 5 SOVERSION 5 LINK_DEPENDS ${PROJECT_BINARY_DIR}/tamrunmt.map)
 
