@@ -1,0 +1,206 @@
+// SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
+//
+// Units in several threads, units that are closed while others wait for them, and the walk over all units.
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <thread>
+#include <vector>
+
+#include "support/child.h"
+#include "support/fail_malloc.h"
+#include "tamrun/messages.h"
+#include "units/lub_lock.h"
+#include "units/unit_table.h"
+
+namespace {
+
+using tamrun_test::run_child;
+using tamrun_test::vm_live_blocks;
+
+For_Lub* acquire(int unit, int statement) {
+  For_Lub* lub = nullptr;
+  EXPECT_EQ(0, for__acquire_lun(unit, &lub, nullptr, statement)) << unit;
+  return lub;
+}
+
+/// Waits until somebody else is blocked on the resource.
+void await_blocked(const For_Resource& r) {
+  while (peek(r.res_holds) < 2) std::this_thread::yield();
+}
+
+TEST(UnitThreads, EightThreadsOnOverlappingUnits) {
+  constexpr int kThreads = 8, kRounds = 2000;
+  // Two direct units, three in one hashed row, one in another: each counts its statements in a field of its own.
+  constexpr int kUnits[] = {20, 21, 100, 621, 1142, 1000};
+  constexpr int kClosing = 7;
+  const long blocks_before = vm_live_blocks();
+  std::atomic<long> lost = 0, statements = 0;
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    threads.emplace_back([&, t] {
+      u32 random = 12345 + t;
+      for (int i = 0; i < kRounds; ++i) {
+        random = random * 1664525 + 1013904223;
+        const int unit = kUnits[(random >> 16) % std::size(kUnits)];
+        For_Context ctx = {};
+        For_Lub* lub = nullptr;
+        if (for__acquire_lun(unit, &lub, &ctx, STMT_WRITE) != 0 || lub->lub_unit != unit) {
+          ++lost;
+          continue;
+        }
+        ++statements;
+        // Only the holder touches these; another thread in here would show, also to the thread sanitizer.
+        const i64 before = ++lub->lub_next_rec;
+        lub->lub_f_pad = !lub->lub_f_pad;
+        if (i % 16 == 0) std::this_thread::yield();
+        if (lub->lub_next_rec != before || lub->lub_f_deallocating) ++lost;
+        if ((random >> 8) % kClosing == 0 ? for__deallocate_lub(unit) : for__release_lun(unit)) ++lost;
+        if (ctx.ctx_lub != nullptr) ++lost;
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(0, lost.load());
+  EXPECT_EQ(kThreads * kRounds, statements.load());
+  for (int unit : kUnits) {
+    acquire(unit, STMT_CLOSE);
+    EXPECT_EQ(0, for__deallocate_lub(unit));
+  }
+  EXPECT_EQ(blocks_before, vm_live_blocks());
+}
+
+TEST(UnitThreads, AWaitingThreadOutlivesTheUnitItWaitedFor) {
+  for (int unit : {30, 700}) {
+    const long blocks = vm_live_blocks();
+    For_Lub* closed = acquire(unit, STMT_CLOSE);
+    closed->lub_recl = 4711;
+    i64 recl = -1;
+    int status = -1;
+    std::thread waiting([&] {
+      For_Lub* lub = nullptr;
+      status = for__acquire_lun(unit, &lub, nullptr, STMT_WRITE);
+      if (status != 0) return;
+      recl = lub->lub_recl;
+      status = for__release_lun(unit);
+    });
+    await_blocked(closed->lub_resource);
+    EXPECT_EQ(0, for__deallocate_lub(unit));
+    waiting.join();
+    EXPECT_EQ(0, status);
+    EXPECT_EQ(0, recl) << "the waiting statement got a fresh unit";
+    acquire(unit, STMT_CLOSE);
+    EXPECT_EQ(0, for__deallocate_lub(unit));
+    EXPECT_EQ(blocks, vm_live_blocks());
+  }
+}
+
+TEST(UnitThreads, TheEvaporatedListCanBeEmptied) {
+  free_evaporated_LUBs();
+  free_evaporated_LUBs();
+}
+
+std::vector<int> walk(int statement) {
+  std::vector<int> units;
+  For_Lub* lub = nullptr;
+  int index = -1;
+  do {
+    EXPECT_EQ(0, for__get_next_lub(&lub, &index, statement));
+    if (index == -1) break;
+    units.push_back(lub->lub_unit);
+    EXPECT_EQ(0, for__release_lun(lub->lub_unit));
+  } while (units.size() < 100);
+  EXPECT_EQ(nullptr, lub);
+  return units;
+}
+
+TEST(UnitWalk, VisitsRowsInOrderAndChainsByUnsignedUnit) {
+  run_child([] {
+    const long blocks = vm_live_blocks();
+    EXPECT_EQ(std::vector<int>{}, walk(STMT_INQUIRE));
+    for (int unit : {621, 100, 99, 7, 2147483647, 1142}) {
+      acquire(unit, STMT_OPEN);
+      EXPECT_EQ(0, for__release_lun(unit));
+    }
+    for (int unit : {-7, -32768, -129}) {
+      acquire(unit, STMT_OPEN_NEWUNIT);
+      EXPECT_EQ(0, for__release_lun(unit));
+    }
+    // The rest by row: 2^31 + 5, 2^32 - 7, 2^32 - 32768 and 2^32 - 129 modulo 521.
+    std::vector<std::pair<long, int>> rest = {{2147483653L % 521, 2147483647},
+                                              {(4294967296L - 7) % 521, -7},
+                                              {(4294967296L - 32768) % 521, -32768},
+                                              {(4294967296L - 129) % 521, -129}};
+    std::sort(rest.begin(), rest.end());
+    std::vector<std::pair<long, int>> all = {{106, 100}, {106, 621}, {106, 1142}};
+    all.insert(all.end(), rest.begin(), rest.end());
+    std::stable_sort(all.begin(), all.end(), [](auto& a, auto& b) { return a.first < b.first; });
+    std::vector<int> expected = {7, 99};
+    for (const auto& [row, unit] : all) expected.push_back(unit);
+    EXPECT_EQ(expected, walk(STMT_INQUIRE));
+
+    // Closing what the walk delivers does not disturb it.
+    For_Lub* lub = nullptr;
+    int index = -1, closed = 0;
+    while (for__get_next_lub(&lub, &index, STMT_CLOSE) == 0 && index != -1) {
+      EXPECT_EQ(expected[closed++], lub->lub_unit);
+      EXPECT_EQ(0, for__deallocate_lub(lub->lub_unit));
+    }
+    EXPECT_EQ(static_cast<int>(expected.size()), closed);
+    EXPECT_EQ(std::vector<int>{}, walk(STMT_INQUIRE));
+    EXPECT_EQ(blocks, vm_live_blocks());
+  });
+}
+
+TEST(UnitWalk, AHeldUnitStopsAllButTheClosingWalk) {
+  run_child([] {
+    acquire(40, STMT_READ);
+    acquire(41, STMT_READ);
+    EXPECT_EQ(0, for__release_lun(41));
+    For_Lub* lub = nullptr;
+    int index = -1;
+    EXPECT_EQ(MSG_RECURSIVE_IO, for__get_next_lub(&lub, &index, STMT_FLUSH));
+    ASSERT_NE(nullptr, lub);
+    EXPECT_EQ(40, lub->lub_unit);
+    EXPECT_EQ(0, for__get_next_lub(&lub, &index, STMT_FLUSH)) << "the walk goes on";
+    EXPECT_EQ(41, lub->lub_unit);
+    EXPECT_EQ(0, for__release_lun(41));
+    index = -1;
+    EXPECT_EQ(0, for__get_next_lub(&lub, &index, STMT_CLOSE));
+    EXPECT_EQ(40, lub->lub_unit);
+  });
+}
+
+TEST(UnitWalk, ACallerThatDoesNotMoveOnIsStopped) {
+  run_child([] {
+    for (int unit : {40, 41}) {
+      acquire(unit, STMT_READ);
+      EXPECT_EQ(0, for__release_lun(unit));
+    }
+    For_Lub* first = nullptr;
+    int first_index = -1;
+    EXPECT_EQ(0, for__get_next_lub(&first, &first_index, STMT_INQUIRE));
+    EXPECT_EQ(0, for__release_lun(40));
+    int calls = 0;
+    for (;; ++calls) {
+      For_Lub* lub = first;
+      int index = first_index;
+      const int status = for__get_next_lub(&lub, &index, STMT_INQUIRE);
+      if (status == 2) break;
+      ASSERT_EQ(0, status);
+      EXPECT_EQ(0, for__release_lun(41));
+      ASSERT_LT(calls, 10);
+    }
+    // The first sets the patience to 4, three more use it up but for one.
+    EXPECT_EQ(4, calls);
+    int index = -1;
+    For_Lub* lub = nullptr;
+    EXPECT_EQ(0, for__get_next_lub(&lub, &index, STMT_INQUIRE)) << "a new walk is free";
+    EXPECT_EQ(0, for__release_lun(40));
+  });
+}
+
+}  // namespace
