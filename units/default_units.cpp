@@ -32,6 +32,7 @@ extern "C" void for__preconnected_units_create(void) {
       const bool from_env = unit.variable != nullptr && getenv(unit.variable) != nullptr;
       lub->lub_default_state = from_env ? DEFAULT_FROM_ENV : DEFAULT_UNCONNECTED;
       lub->lub_resource.res_owner = -1;
+      lub->lub_references = 1;
       publish(row.row_head, lub);
     }
     ++lub;

@@ -53,6 +53,18 @@ void remove_evaporated(const For_Lub* lub) {
   free_entry(entry);
 }
 
+void drop_lub_reference(For_Lub* lub) {
+  if (__atomic_sub_fetch(&lub->lub_references, 1u, __ATOMIC_ACQ_REL) != 0) return;
+  remove_evaporated(lub);
+  free_scratch_lub(lub);
+}
+
+void Lub_Reference::reset(For_Lub* lub) {
+  if (lub != nullptr) __atomic_add_fetch(&lub->lub_references, 1u, __ATOMIC_ACQ_REL);
+  if (lub_ != nullptr) drop_lub_reference(lub_);
+  lub_ = lub;
+}
+
 void free_evaporated_LUBs(void) {
   Semaphore_Guard guard(for__evaporate_list_flag);
   if (guard.status() != 0) return;

@@ -12,4 +12,21 @@
 /// Nothing happens when the LUB is not on the list.
 void remove_evaporated(const For_Lub* lub);
 
+/// Gives a reference to a LUB back. Whoever gives the last one frees the LUB, which has left the table by then.
+void drop_lub_reference(For_Lub* lub);
+
+/// Keeps a LUB alive from the moment it is found in a held row until its lock is taken without the row.
+class Lub_Reference {
+ public:
+  Lub_Reference() = default;
+  ~Lub_Reference() { reset(); }
+  Lub_Reference(const Lub_Reference&) = delete;
+  Lub_Reference& operator=(const Lub_Reference&) = delete;
+  void reset(For_Lub* lub = nullptr);
+  For_Lub* get() const { return lub_; }
+
+ private:
+  For_Lub* lub_ = nullptr;
+};
+
 #endif

@@ -24,65 +24,64 @@ bool left_to_aio(const For_Lub& lub, int statement) {
   return peek(lub.lub_a_aio) != nullptr;
 }
 
-/// Takes a LUB of the row that the statement found. Null in `taken` when it evaporated while this thread waited.
-int take_found(For_Lub_Row& row, For_Lub* lub, int statement, Taken_Lub& taken) {
-  const int status = peek(lub->lub_a_aio) != nullptr ? 0 : acquire_lub_resource(lub, statement);
-  if (status == MSG_RECURSIVE_IO && in_child_statement(*lub)) {
-    // A child statement goes on with its parent's hold.
-  } else if (status != 0) {
-    return status;
-  }
-  if (peek(lub->lub_f_deallocating)) {
-    unlink_lub(row, lub);
-    (void)release_lub_resource(*lub);
-    return 0;
-  }
-  for__l_exit_hand_decl = 1;
-  taken = {lub, true};
-  return 0;
-}
+/// What a search of the row found or made.
+struct Found_Lub {
+  Lub_Reference lub;
+  bool existed = false;
+  bool taken = false;  ///< the asynchronous machinery has taken it already
+};
 
-int make_lub(For_Lub_Row& row, int unit, int statement, Taken_Lub& taken) {
-  For_Lub* lub;
-  if (const int status = for__create_lub(unit, &lub)) return status;
-  if (const int status = acquire_lub_resource(lub, statement)) {
-    free_scratch_lub(lub);
-    return status;
-  }
-  link_lub(row, lub);
-  for__l_exit_hand_decl = 1;
-  taken = {lub, false};
-  return 0;
-}
-
-/// One pass over the row: 0 with the LUB, FOR_AIO_RETRY to start over, or a message number.
-int take_from_row(int unit, int statement, bool newunit, Taken_Lub& taken) {
+/// Finds or makes the LUB: 0, FOR_AIO_RETRY to start over, or a message number.
+int search_row(int unit, int statement, bool newunit, Found_Lub& found) {
   For_Lub_Row& row = for__lub_table[unit_row(unit)];
   Held_Row held;
   if (const int status = held.acquire(row)) return status;
 
-  For_Lub* found = enter_row_and_find(row, unit);
-  if (found != nullptr && !left_to_aio(*found, statement)) {
-    if (const int status = take_found(row, found, statement, taken)) return status;
-    if (taken.lub != nullptr) return held.release();
-    found = enter_row_and_find(row, unit);
+  For_Lub* lub = enter_row_and_find(row, unit);
+  found.existed = lub != nullptr;
+  if (lub == nullptr || left_to_aio(*lub, statement)) {
+    For_Lub* asynchronous = nullptr;
+    int existed = 0, released = 0;
+    const int status = for__aio_acquire_lun(unit, &asynchronous, statement, &existed, &released, &row.row_resource);
+    if (released) held.forget_lock();
+    if (status != 0) return status;
+    if (asynchronous != nullptr) {
+      lub = asynchronous;
+      found.existed = existed != 0;
+      found.taken = true;
+    }
   }
-
-  int existed = 0, released = 0;
-  const int status = for__aio_acquire_lun(unit, &taken.lub, statement, &existed, &released, &row.row_resource);
-  if (released) held.forget_lock();
-  if (status != 0) return status;
-  if (taken.lub != nullptr) {
-    taken.existed = existed != 0;
-    return held.release();
+  if (lub == nullptr) {
+    if (is_negative_user_unit(unit) && !newunit) return MSG_INVALID_UNIT;
+    if (const int status = for__create_lub(unit, &lub)) return status;
+    link_lub(row, lub);
   }
-  if (found != nullptr) {
-    if (const int failed = take_found(row, found, statement, taken)) return failed;
-    if (taken.lub != nullptr) return held.release();
-  }
-  if (is_negative_user_unit(unit) && !newunit) return MSG_INVALID_UNIT;
-  if (const int failed = make_lub(row, unit, statement, taken)) return failed;
+  found.lub.reset(lub);
   return held.release();
+}
+
+/// Takes the LUB that was found, without the row: another statement may keep it for long, and that statement may need
+/// the row. FOR_AIO_RETRY when the LUB evaporated meanwhile.
+int take_found(For_Lub* lub, int statement) {
+  const int status = acquire_lub_resource(lub, statement);
+  // A child statement goes on with its parent's hold.
+  if (status == MSG_RECURSIVE_IO && in_child_statement(*lub)) return 0;
+  if (status != 0) return status;
+  if (!peek(lub->lub_f_deallocating)) return 0;
+  (void)release_lub_resource(*lub);
+  return FOR_AIO_RETRY;
+}
+
+/// One attempt at taking the unit: 0 with the LUB, FOR_AIO_RETRY to start over, or a message number.
+int try_to_take(int unit, int statement, bool newunit, Taken_Lub& taken) {
+  Found_Lub found;
+  if (const int status = search_row(unit, statement, newunit, found)) return status;
+  For_Lub* lub = found.lub.get();
+  if (!found.taken)
+    if (const int status = take_found(lub, statement)) return status;
+  if (peek(for__l_exit_hand_decl) == 0) publish(for__l_exit_hand_decl, 1);
+  taken = {lub, found.existed};
+  return 0;
 }
 
 void begin_statement(For_Lub& lub, For_Context* ctx, int statement) {
@@ -122,24 +121,21 @@ void end_context(For_Context* ctx) {
 /// Takes an ordinary unit out of the table. It stays on the evaporated list until the threads that wait for it have
 /// gone through.
 int evaporate(For_Lub* lub, int unit) {
-  if (const int status = add_evaporated(lub)) {
-    (void)release_lub_resource(*lub);
-    return status;
-  }
-  For_Lub_Row& row = for__lub_table[unit_row(unit)];
-  publish(lub->lub_f_deallocating, 1u);
-  if (const int status = release_lub_resource(*lub)) return status;
-  {
+  int status = add_evaporated(lub);
+  if (status == 0) {
+    publish(lub->lub_f_deallocating, 1u);
+    For_Lub_Row& row = for__lub_table[unit_row(unit)];
     Held_Row held;
-    if (const int status = held.acquire(row)) return status;
-    if (const int status = acquire_lub_resource(lub, STMT_CLOSE)) return status;
-    unlink_lub(row, lub);
-    if (const int status = held.release()) return status;
+    status = held.acquire(row);
+    if (status == 0) {
+      unlink_lub(row, lub);
+      status = held.release();
+    }
   }
-  if (const int status = release_lub_resource(*lub)) return status;
-  remove_evaporated(lub);
-  free_scratch_lub(lub);
-  return 0;
+  const bool gone = status == 0;
+  if (const int failed = release_lub_resource(*lub)) status = failed;
+  if (gone) drop_lub_reference(lub);
+  return status;
 }
 
 }  // namespace
@@ -159,14 +155,16 @@ extern "C" int for__acquire_lun(int unit, For_Lub** out, For_Context* ctx, int s
 
   Taken_Lub taken;
   int status;
-  do status = take_from_row(unit, statement, newunit, taken = {});
+  do status = try_to_take(unit, statement, newunit, taken);
   while (status == FOR_AIO_RETRY);
   if (status != 0) return status;
 
   begin_statement(*taken.lub, ctx, statement);
   if (taken.existed) {
+    const bool own_record = taken.lub->lub_a_file_info != nullptr && taken.lub->lub_a_file_info->saved_lub == taken.lub;
     if (const int failed = process_existing_lub(*taken.lub, statement)) {
-      (void)for__release_lun(unit);
+      // The failure of a record of its own has released the unit.
+      if (!own_record) (void)for__release_lun(unit);
       return failed;
     }
   }

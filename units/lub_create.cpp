@@ -19,6 +19,7 @@ extern "C" int for__create_lub(int unit, For_Lub** out) {
   lub->lub_unit = unit;
   pthread_mutex_init(&lub->lub_resource.res_mutex, nullptr);
   lub->lub_resource.res_owner = -1;
+  lub->lub_references = 1;
   if (unit == UNIT_INTERNAL) {
     if (const int status = allocate_state_block(*lub)) {
       free_scratch_lub(lub);

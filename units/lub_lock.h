@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
 //
-// Holding a unit or a table row. Lock order: table row, unit, simple semaphores; file-info rows are leaves. A thread
-// that holds a unit takes no row of the unit table.
+// Holding a unit or a table row.
+//
+// Lock order: unit, table row, simple semaphores; file-info rows are leaves. A statement may start another on a second
+// unit, so that a row is taken with a unit held; therefore nobody waits for a unit with a row held. A unit that was
+// found in a row is kept alive by a reference until its lock is taken.
 #ifndef TAMRUN_UNITS_LUB_LOCK_H
 #define TAMRUN_UNITS_LUB_LOCK_H
 

@@ -43,9 +43,9 @@ void wipe_lub(For_Lub& lub) {
   };
 #define KEPT(field) \
   { offsetof(For_Lub, field), offsetof(For_Lub, field) + sizeof(For_Lub::field) }
-  static constexpr Kept kKept[] = {KEPT(lub_unit_copy),   KEPT(lub_thread),    KEPT(lub_f_deallocating),
-                                   KEPT(lub_a_hash_next), KEPT(lub_a_context), KEPT(lub_a_backup_scope),
-                                   KEPT(lub_unit)};
+  static constexpr Kept kKept[] = {KEPT(lub_unit_copy),      KEPT(lub_thread),      KEPT(lub_f_deallocating),
+                                   KEPT(lub_references),     KEPT(lub_a_hash_next), KEPT(lub_a_context),
+                                   KEPT(lub_a_backup_scope), KEPT(lub_unit)};
 #undef KEPT
   const bool busy = lub.lub_f_busy;
   const bool default_unit = lub.lub_default_state != DEFAULT_ORDINARY;

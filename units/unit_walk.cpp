@@ -3,6 +3,7 @@
 // Walking all units of the table.
 
 #include "tamrun/messages.h"
+#include "units/evaporated.h"
 #include "units/unit_search.h"
 
 namespace {
@@ -43,18 +44,25 @@ int unit_at(int index) {
 
 /// Takes the next LUB of the row: 0 with *lub null when there is none.
 int take_next(For_Lub_Row& row, const u32* after, For_Lub** lub, int statement) {
-  Held_Row held;
-  if (const int status = held.acquire(row)) return status;
-  while (For_Lub* next = next_in_row(row, after)) {
-    *lub = next;
-    const int status = acquire_lub_resource(next, statement);
-    if (status == MSG_RECURSIVE_IO && statement == STMT_CLOSE) break;
-    if (status != 0) return status;
-    if (!peek(next->lub_f_deallocating)) break;
-    *lub = nullptr;
-    if (const int failed = release_lub_resource(*next)) return failed;
+  u32 passed;
+  for (;;) {
+    Lub_Reference next;
+    {
+      Held_Row held;
+      if (const int status = held.acquire(row)) return status;
+      next.reset(next_in_row(row, after));
+      if (const int status = held.release()) return status;
+    }
+    *lub = next.get();
+    if (*lub == nullptr) return 0;
+    const int status = acquire_lub_resource(*lub, statement);
+    // At exit a unit is closed even when this thread is in the middle of a statement on it.
+    if (status == MSG_RECURSIVE_IO && statement == STMT_CLOSE) return 0;
+    if (status != 0 || !peek((*lub)->lub_f_deallocating)) return status;
+    passed = static_cast<u32>((*lub)->lub_unit);
+    after = &passed;
+    if (const int failed = release_lub_resource(**lub)) return failed;
   }
-  return held.release();
 }
 
 }  // namespace

@@ -137,6 +137,7 @@ struct For_Lub {
   i64 lub_unit_copy;                     ///< the unit number a second time
   pthread_t lub_thread;                  ///< thread inside a statement on this unit, 0 none
   u32 lub_f_deallocating;                ///< the LUB is on its way out; read under the row without the LUB
+  u32 lub_references;                    ///< the table, and every thread that is about to take the unit
   For_Lub* lub_a_internal_next;          ///< next on the thread's internal-file stack
   For_Lub* lub_a_hash_next;              ///< next on the unit table's chain
   u8* lub_a_buffer;                      ///< record buffer of lub_buffer_size + 16 bytes, the last 16 the guard
