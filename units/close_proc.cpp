@@ -20,6 +20,11 @@ int finish_output(For_Lub& lub) {
     result = for__put_sf(&lub);
     file->fi_record_open = 0;
   }
+  if (file != nullptr && lub.lub_cc == CC_FORTRAN && (file->fi_cc_after_cr || file->fi_cc_after_prompt)) {
+    const u8 line_feed = '\n';
+    if (for__write_output(&lub, &line_feed, sizeof line_feed) < 0) result = MSG_WRITE_ERROR;
+    file->fi_cc_after_cr = file->fi_cc_after_prompt = 0;
+  }
   if (lub.lub_f_buffer_held)
     if (const int status = for__flush_file_buffer(&lub)) result = status;
   return result;

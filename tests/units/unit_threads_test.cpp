@@ -13,6 +13,7 @@
 #include "support/child.h"
 #include "support/fail_malloc.h"
 #include "tamrun/messages.h"
+#include "units/evaporated.h"
 #include "units/lub_lock.h"
 #include "units/unit_table.h"
 
@@ -27,9 +28,10 @@ For_Lub* acquire(int unit, int statement) {
   return lub;
 }
 
-/// Waits until somebody else is blocked on the resource.
-void await_blocked(const For_Resource& r) {
-  while (peek(r.res_holds) < 2) std::this_thread::yield();
+/// Waits until another thread has found the unit, and gives it the time to block.
+void await_waiting(const For_Lub& lub) {
+  while (peek(lub.lub_references) < 2) std::this_thread::yield();
+  usleep(2000);
 }
 
 TEST(UnitThreads, EightThreadsOnOverlappingUnits) {
@@ -87,7 +89,7 @@ TEST(UnitThreads, AWaitingThreadOutlivesTheUnitItWaitedFor) {
       recl = lub->lub_recl;
       status = for__release_lun(unit);
     });
-    await_blocked(closed->lub_resource);
+    await_waiting(*closed);
     EXPECT_EQ(0, for__deallocate_lub(unit));
     waiting.join();
     EXPECT_EQ(0, status);
@@ -98,8 +100,38 @@ TEST(UnitThreads, AWaitingThreadOutlivesTheUnitItWaitedFor) {
   }
 }
 
-TEST(UnitThreads, TheEvaporatedListCanBeEmptied) {
+TEST(UnitThreads, ANestedStatementDoesNotMeetTheThreadThatWaitsForTheOuterOne) {
+  // 100 and 621 share a row; 31 is asked about while another thread waits for it.
+  for (const auto& [outer, nested] : {std::pair{100, 621}, std::pair{31, 31}}) {
+    For_Lub* lub = acquire(outer, STMT_WRITE);
+    std::thread waiting([unit = outer] {
+      acquire(unit, STMT_WRITE);
+      EXPECT_EQ(0, for__release_lun(unit));
+    });
+    await_waiting(*lub);
+    acquire(nested, STMT_INQUIRE);
+    EXPECT_EQ(0, for__release_lun(nested));
+    EXPECT_TRUE(held_by_this_thread(*lub));
+    EXPECT_EQ(0, for__release_lun(outer));
+    waiting.join();
+    for (int unit : {outer, nested}) {
+      acquire(unit, STMT_CLOSE);
+      EXPECT_EQ(0, for__deallocate_lub(unit));
+    }
+  }
+}
+
+TEST(UnitThreads, TheEvaporatedListIsFreedOnDemand) {
+  const long blocks = vm_live_blocks();
+  For_Lub* lub = nullptr;
+  ASSERT_EQ(0, for__create_lub(800, &lub));
+  ASSERT_EQ(0, allocate_state_block(*lub));
+  ASSERT_EQ(0, add_evaporated(lub));
+  For_Lub static_lub = {};
+  static_lub.lub_default_state = DEFAULT_FROM_ENV;
+  ASSERT_EQ(0, add_evaporated(&static_lub));
   free_evaporated_LUBs();
+  EXPECT_EQ(blocks, vm_live_blocks());
   free_evaporated_LUBs();
 }
 
