@@ -4,93 +4,11 @@
 #include "convert/digit_ladder.h"
 
 #include "convert/digit_pairs.h"
-#include "convert/powers_of_ten.h"
+#include "convert/power_product.h"
 
 #include <algorithm>
 
 namespace {
-
-/// mantissa / 2^128 * 2^bexp, top bit set.
-struct Power128 {
-  u128 mantissa;
-  int bexp;
-};
-
-Power128 row128(const u64 (*mantissas)[2], const i16* bexps, int row) {
-  return {static_cast<u128>(mantissas[row][1]) << 64 | mantissas[row][0], bexps[row]};
-}
-
-Power128 row64(int n) {
-  return {static_cast<u128>(cvtas_pten_64[n + kNearPower]) << 64, cvtas_pten_64_bexp[n + kNearPower]};
-}
-
-/// The product rounded to 128 bits by its first dropped bit.
-Power128 operator*(const Power128& a, const Power128& b) {
-  const u64 a1 = static_cast<u64>(a.mantissa >> 64), a0 = static_cast<u64>(a.mantissa);
-  const u64 b1 = static_cast<u64>(b.mantissa >> 64), b0 = static_cast<u64>(b.mantissa);
-  const u128 p00 = static_cast<u128>(a0) * b0, p01 = static_cast<u128>(a0) * b1, p10 = static_cast<u128>(a1) * b0;
-  const u128 middle = (p00 >> 64) + static_cast<u64>(p01) + static_cast<u64>(p10);
-  u128 high = static_cast<u128>(a1) * b1 + (p01 >> 64) + (p10 >> 64) + (middle >> 64);
-  u64 next = static_cast<u64>(middle);  // the word below `high`
-  int bexp = a.bexp + b.bexp;
-  if ((high >> 127) == 0) {
-    high = high << 1 | next >> 63;
-    next <<= 1;
-    --bexp;
-  }
-  if ((next >> 63) != 0 && ++high == 0) {
-    high = u128{1} << 127;
-    ++bexp;
-  }
-  return {high, bexp};
-}
-
-constexpr int kExact64 = 27, kFirstHuge = 55, kNear128 = -27;
-
-/// 10^n for 0 <= n <= 55, exact up to 10^54.
-Power128 small_power(int n) {
-  if (n <= kExact64) return row64(n);
-  if (n < kFirstHuge) return row64(kExact64) * row64(n - kExact64);
-  return row128(cvtas_huge_pten_128, cvtas_huge_pten_128_bexp, 0);
-}
-
-/// 10^n as the procedure builds it; exact up to 10^54 and 10^0.
-Power128 build_power(int n) {
-  constexpr int kOrdinary = 534, kFirstStep = 512, kSteps = 4;
-  Power128 power{u128{1} << 127, 1};
-  bool empty = true;
-  const auto take = [&](const Power128& factor) {
-    power = empty ? factor : power * factor;
-    empty = false;
-  };
-  if (n > kOrdinary || n < -kOrdinary) {
-    for (int step = kSteps - 1; step >= 0; --step) {
-      const int exponent = kFirstStep << step;
-      if (n >= exponent) {
-        take(row128(cvtas_huge_huge_pten_128, cvtas_huge_huge_pten_128_bexp, step));
-        n -= exponent;
-      } else if (n <= -exponent) {
-        take(row128(cvtas_tiny_tiny_pten_128, cvtas_tiny_tiny_pten_128_bexp, step));
-        n += exponent;
-      }
-    }
-  }
-  if (n < 0 && n >= kNear128) {
-    take(row128(cvtas_pten_128, cvtas_pten_128_bexp, n - kNear128));
-    return power;
-  }
-  if (n < 0) {
-    const Power_Row row = power_row_above(cvtas_tiny_pten_128_map, -n);
-    take(row128(cvtas_tiny_pten_128, cvtas_tiny_pten_128_bexp, row.row));
-    n += row.exponent;
-  } else if (n >= kFirstHuge) {
-    const Power_Row row = power_row_below(cvtas_huge_pten_128_map, n);
-    take(row128(cvtas_huge_pten_128, cvtas_huge_pten_128_bexp, row.row));
-    n -= row.exponent;
-  }
-  if (n > 0) take(small_power(n));
-  return power;
-}
 
 /// A fraction below the point, highest word first.
 template <int Words>
@@ -121,11 +39,11 @@ struct Fraction {
 };
 
 /// significand * power, all words kept, with the top bit of the result set; *bexp becomes that of the product.
-Fraction<3> multiply(u64 significand, const Power128& power, int* bexp) {
+Fraction<3> multiply(u64 significand, const Scaled_128& power, int* bexp) {
   const u128 low = static_cast<u128>(significand) * static_cast<u64>(power.mantissa);
   u128 high = static_cast<u128>(significand) * static_cast<u64>(power.mantissa >> 64) + (low >> 64);
   u64 last = static_cast<u64>(low);
-  *bexp += power.bexp;
+  *bexp += power.exponent;
   if ((high >> 127) == 0) {
     high = high << 1 | last >> 63;
     last <<= 1;
@@ -134,7 +52,7 @@ Fraction<3> multiply(u64 significand, const Power128& power, int* bexp) {
   return {{static_cast<u64>(high >> 64), static_cast<u64>(high), last}};
 }
 
-Fraction<4> multiply(u128 significand, const Power128& power, int* bexp) {
+Fraction<4> multiply(u128 significand, const Scaled_128& power, int* bexp) {
   Fraction<4> product{{0, 0, static_cast<u64>(significand >> 64), static_cast<u64>(significand)}};
   Fraction<4> upper = product;
   product.multiply(static_cast<u64>(power.mantissa));
@@ -144,7 +62,7 @@ Fraction<4> multiply(u128 significand, const Power128& power, int* bexp) {
   const u128 w1 = static_cast<u128>(product.word[1]) + upper.word[2] + static_cast<u64>(w2 >> 64);
   Fraction<4> sum{
       {upper.word[1] + static_cast<u64>(w1 >> 64), static_cast<u64>(w1), static_cast<u64>(w2), product.word[3]}};
-  *bexp += power.bexp;
+  *bexp += power.exponent;
   if ((sum.word[0] >> 63) == 0) {
     for (int i = 0; i < 3; ++i) sum.word[i] = sum.word[i] << 1 | sum.word[i + 1] >> 63;
     sum.word[3] <<= 1;
@@ -221,7 +139,7 @@ bool digits_of(const Unpacked<Word>& value, const Digit_Request& request, Digit_
     const bool behind = plan.kept < -1;  // the last kept position, even if the estimate is one too small
     int bexp = value.exponent;
     auto fraction = exponent == 0 || behind ? unscaled(value.significand)
-                                            : multiply(value.significand, build_power(-exponent), &bexp);
+                                            : multiply(value.significand, power_of_ten_128(-exponent), &bexp);
     if (bexp > 0 && !behind) continue;  // 1 or more: the estimate was too small
     if (plan.kept < 0) {
       if (!rounds_up(request.mask, value.negative, true, false, false)) return false;

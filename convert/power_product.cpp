@@ -12,7 +12,7 @@ constexpr int kNearPower128 = 27;       // 10^-27 to 10^-1 have rows of their ow
 constexpr int kExactPower64 = 27;       // up to here a 64-bit row is exact
 constexpr int kFirstHugePower128 = 55;  // the first row of the sparse table, one more than two exact rows reach
 constexpr int kLastSparsePower128 = 534;
-constexpr int kBigPowers[] = {4096, 2048, 1024, 512};  // rows 3 to 0
+constexpr int kFirstBigPower = 512, kBigRows = 4;  // each the square of the one before
 
 u128 wide(const u64 (&row)[2]) { return u128{row[1]} << 64 | row[0]; }
 
@@ -44,31 +44,13 @@ Scaled_128 multiply(Scaled_128 a, Scaled_128 b) {
   return {rounded, exponent};
 }
 
-/// 10^n for 0 <= n <= kFirstHugePower128.
+/// 10^n for 0 <= n <= kFirstHugePower128, exact below it.
 Scaled_128 small_power_128(int n) {
   if (n == kFirstHugePower128) return {wide(cvtas_huge_pten_128[0]), cvtas_huge_pten_128_bexp[0]};
   const int first = n > kExactPower64 ? kExactPower64 : n;
-  const Scaled_64 row = near_power_64(first);
+  const Scaled_64 row = near_power_64(first), rest = near_power_64(n - first);
   const Scaled_128 power = {u128{row.mantissa} << 64, row.exponent};
-  if (n == first) return power;
-  const Scaled_64 rest = near_power_64(n - first);
-  return multiply(power, {u128{rest.mantissa} << 64, rest.exponent});
-}
-
-/// 10^n for |n| <= kLastSparsePower128.
-Scaled_128 middle_power_128(int n) {
-  if (n >= 0) {
-    if (n < kFirstHugePower128) return small_power_128(n);
-    const Power_Row at = power_row_below(cvtas_huge_pten_128_map, n);
-    const Scaled_128 row = {wide(cvtas_huge_pten_128[at.row]), cvtas_huge_pten_128_bexp[at.row]};
-    return multiply(row, small_power_128(n - at.exponent));
-  }
-  if (n >= -kNearPower128) {
-    return {wide(cvtas_pten_128[n + kNearPower128]), cvtas_pten_128_bexp[n + kNearPower128]};
-  }
-  const Power_Row at = power_row_above(cvtas_tiny_pten_128_map, -n);
-  const Scaled_128 row = {wide(cvtas_tiny_pten_128[at.row]), cvtas_tiny_pten_128_bexp[at.row]};
-  return multiply(row, small_power_128(at.exponent + n));
+  return n == first ? power : multiply(power, {u128{rest.mantissa} << 64, rest.exponent});
 }
 
 }  // namespace
@@ -86,18 +68,38 @@ Scaled_64 power_of_ten_64(int n) {
 }
 
 Scaled_128 power_of_ten_128(int n) {
-  if (n >= -kLastSparsePower128 && n <= kLastSparsePower128) return middle_power_128(n);
-  int left = n < 0 ? -n : n;
+  Scaled_128 power = {u128{1} << 127, 1};
   bool started = false;
-  Scaled_128 power = {};
-  for (int i = 0; i < 4; ++i) {
-    if (left < kBigPowers[i]) continue;
-    left -= kBigPowers[i];
-    const int row = 3 - i;
-    const Scaled_128 big = n < 0 ? Scaled_128{wide(cvtas_tiny_tiny_pten_128[row]), cvtas_tiny_tiny_pten_128_bexp[row]}
-                                 : Scaled_128{wide(cvtas_huge_huge_pten_128[row]), cvtas_huge_huge_pten_128_bexp[row]};
-    power = started ? multiply(power, big) : big;
+  const auto take = [&](const u64(&mantissa)[2], int exponent) {
+    const Scaled_128 row = {wide(mantissa), exponent};
+    power = started ? multiply(power, row) : row;
     started = true;
+  };
+  if (n > kLastSparsePower128 || n < -kLastSparsePower128) {
+    for (int row = kBigRows - 1; row >= 0; --row) {
+      const int big = kFirstBigPower << row;
+      if (n >= big) {
+        take(cvtas_huge_huge_pten_128[row], cvtas_huge_huge_pten_128_bexp[row]);
+        n -= big;
+      } else if (n <= -big) {
+        take(cvtas_tiny_tiny_pten_128[row], cvtas_tiny_tiny_pten_128_bexp[row]);
+        n += big;
+      }
+    }
   }
-  return multiply(power, middle_power_128(n < 0 ? -left : left));
+  if (n < 0 && n >= -kNearPower128) {
+    take(cvtas_pten_128[n + kNearPower128], cvtas_pten_128_bexp[n + kNearPower128]);
+    return power;
+  }
+  if (n < 0) {
+    const Power_Row at = power_row_above(cvtas_tiny_pten_128_map, -n);
+    take(cvtas_tiny_pten_128[at.row], cvtas_tiny_pten_128_bexp[at.row]);
+    n += at.exponent;
+  } else if (n >= kFirstHugePower128) {
+    const Power_Row at = power_row_below(cvtas_huge_pten_128_map, n);
+    take(cvtas_huge_pten_128[at.row], cvtas_huge_pten_128_bexp[at.row]);
+    n -= at.exponent;
+  }
+  if (n == 0) return power;
+  return started ? multiply(power, small_power_128(n)) : small_power_128(n);
 }

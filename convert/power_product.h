@@ -5,9 +5,7 @@
 #ifndef TAMRUN_CONVERT_POWER_PRODUCT_H
 #define TAMRUN_CONVERT_POWER_PRODUCT_H
 
-#include "tamrun/types.h"
-
-typedef unsigned __int128 u128;
+#include "convert/ieee_format.h"
 
 /// mantissa / 2^bits * 2^exponent with the top bit of the mantissa set.
 template <class Mantissa>

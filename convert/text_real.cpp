@@ -65,13 +65,13 @@ const Cvt_Quad cvtas_globals_x[14] = {
 
 namespace {
 
-/// A format: how wide, where its range of decimal magnitudes M of 0.ddd x 10^M ends, how many words of digits count.
-template <class Bits_, class Fraction_, int kPrecision_, int kBias_, int kUnderflow, int kOverflow, int kWords_>
+/// A format of the reader: where its range of decimal magnitudes M of 0.ddd x 10^M ends, how many words of digits count.
+template <class Ieee, int kUnderflow, int kOverflow, int kWords_>
 struct Format {
-  using Bits = Bits_;
-  using Fraction = Fraction_;
+  using Bits = typename Ieee::Bits;
+  using Fraction = typename Ieee::Significand;
   using Number = Scanned_Number<kWords_>;
-  static constexpr int kPrecision = kPrecision_, kBias = kBias_, kWords = kWords_;
+  static constexpr int kPrecision = Ieee::kSignificandBits, kBias = Ieee::kBias, kWords = kWords_;
   static constexpr int kUnderflowMagnitude = kUnderflow;  // at or below: underflow
   static constexpr int kOverflowMagnitude = kOverflow;    // above: overflow
   static constexpr int kFractionBits = sizeof(Fraction) * 8;
@@ -82,25 +82,22 @@ struct Format {
   static constexpr Bits kInfinity = kSign - kHidden;
   static constexpr Bits kQuietNan = kInfinity | kHidden >> 1;
 };
-using Single = Format<u32, u64, 24, 127, -46, 39, 2>;
-using Double = Format<u64, u64, 53, 1023, -324, 309, 2>;
-using Quad = Format<u128, u128, 113, 16383, -4966, 4933, 3>;
+using Single = Format<Ieee_Single, -46, 39, 2>;
+using Double = Format<Ieee_Double, -324, 309, 2>;
+using Quad = Format<Ieee_Quad, -4966, 4933, 3>;
 
-enum Rounding : u32 { kNearestEven = 0, kTowardZero = 1, kDown = 2, kUp = 4, kNearestAway = 6 };
-
-/// Whether the magnitude is raised: bit sign * 8 + sticky * 4 + odd * 2 + round, by rounding field.
-constexpr std::array<u16, 8> kRoundUp = {0xA8A8, 0, 0xFA00, 0xFA00, 0x00FA, 0x00FA, 0xAAAA, 0xAAAA};
-
-[[gnu::always_inline]] inline Rounding rounding_of(u32 options) {
-  const u32 field = (options & CVT_ROUND_MASK) >> CVT_ROUND_SHIFT;
-  if (!(options & CVT_M_ROUND_GIVEN)) {
-    if (field == 0) return kNearestAway;
-    if (field % 2 == 0) return kNearestEven;
-  }
-  constexpr std::array<Rounding, 8> kFields = {kNearestEven, kTowardZero, kDown,        kDown,
-                                               kUp,          kUp,         kNearestAway, kNearestAway};
-  return kFields[field];
+/// The rounding field that is in force. Unlike on output, no field at all means ties away from zero.
+[[gnu::always_inline]] inline u32 rounding_of(u32 options) {
+  const u32 field = options & CVT_ROUND_MASK;
+  if (options & CVT_M_ROUND_GIVEN) return field;
+  if (field == 0) return CVT_ROUND_AWAY;
+  return field & CVT_ROUND_ZERO ? field : u32{CVT_ROUND_NEAREST};
 }
+
+/// Fields come in pairs of one meaning but for the first two.
+bool is_toward_zero(u32 rounding) { return rounding == CVT_ROUND_ZERO; }
+bool is_downward(u32 rounding) { return (rounding & ~u32{CVT_ROUND_ZERO}) == CVT_ROUND_DOWN; }
+bool is_upward(u32 rounding) { return (rounding & ~u32{CVT_ROUND_ZERO}) == CVT_ROUND_UP; }
 
 template <class F>
 struct Converted {
@@ -110,9 +107,9 @@ struct Converted {
 
 template <class F>
 [[gnu::noinline]] Converted<F> overflow(bool negative, u32 options) {
-  const Rounding rounding = rounding_of(options);
+  const u32 rounding = rounding_of(options);
   const typename F::Bits sign = negative ? F::kSign : 0;
-  if (rounding == kTowardZero || (rounding == kDown && !negative) || (rounding == kUp && negative)) {
+  if (is_toward_zero(rounding) || (negative ? is_upward(rounding) : is_downward(rounding))) {
     return {sign | (F::kInfinity - 1), CVT_SUCCESS};
   }
   return {sign | F::kInfinity, options & CVT_M_TEXT_REPORT_OVERFLOW ? CVT_VALUE_OVERFLOW : CVT_SUCCESS};
@@ -120,9 +117,9 @@ template <class F>
 
 template <class F>
 [[gnu::noinline]] Converted<F> underflow(bool negative, u32 options) {
-  const Rounding rounding = rounding_of(options);
+  const u32 rounding = rounding_of(options);
   const typename F::Bits sign = negative ? F::kSign : 0;
-  if ((rounding == kDown && negative) || (rounding == kUp && !negative)) return {sign | 1, CVT_SUCCESS};
+  if (negative ? is_downward(rounding) : is_upward(rounding)) return {sign | 1, CVT_SUCCESS};
   return {sign, options & CVT_M_TEXT_REPORT_UNDERFLOW ? CVT_VALUE_UNDERFLOW : CVT_SUCCESS};
 }
 
@@ -138,9 +135,9 @@ Converted<F> round_and_assemble(typename F::Fraction fraction, i64 exponent, boo
   const int below = F::kFractionBits - static_cast<int>(kept_bits);  // bits that do not fit
   const auto half = typename F::Fraction{1} << (below - 1);
   Bits bits = kept_bits == 0 ? 0 : static_cast<Bits>(fraction >> below);
-  const u32 odd = static_cast<u32>(bits & 1), round = (fraction & half) != 0;
-  const u32 rest = (fraction & (half - 1)) != 0 || sticky;
-  bits += kRoundUp[rounding_of(options)] >> (negative * 8u + rest * 4 + odd * 2 + round) & 1;
+  const bool rest = sticky || (fraction & (half - 1)) != 0;
+  const u32 mask = kRoundingMasks[rounding_of(options) >> CVT_ROUND_SHIFT];
+  bits += rounds_up(mask, negative, rest, (bits & 1) != 0, (fraction & half) != 0);
   if (!denormal) {
     // the hidden bit adds 1 to the exponent, and so does a carry out of the fraction
     bits += static_cast<Bits>(exponent - F::kSmallestNormal) << (F::kPrecision - 1);
@@ -168,22 +165,16 @@ Converted<Single> decimal_value(const Single::Number& number, int power, u32 opt
   constexpr u64 kRoundBit = u64{1} << (kFractionBits - Single::kPrecision);
   constexpr u64 kLargest = 0x47EFFFFFEFFFFFFF;
   u64 bits = std::bit_cast<u64>(scaled_in_double(number, power));
-  if (rounding_of(options) == kTowardZero) bits &= ~kRoundBit;
+  if (is_toward_zero(rounding_of(options))) bits &= ~kRoundBit;
   if (bits > kLargest) return overflow<Single>(number.negative, options);
   const u64 fraction = u64{1} << 63 | bits << (63 - kFractionBits);
   return round_and_assemble<Single>(fraction, static_cast<i64>(bits >> kFractionBits) - kExponentOffset, number.sticky,
                                     number.negative, options);
 }
 
-/// The kept digits of one or two words as a fraction of 128 bits, normalised.
-struct Fraction_128 {
-  u128 fraction;
-  int exponent;
-};
-
-Fraction_128 normalised(u128 value) {
-  const u64 high = static_cast<u64>(value >> 64);
-  const int shift = high != 0 ? __builtin_clzll(high) : 64 + __builtin_clzll(static_cast<u64>(value));
+/// A whole number as a fraction, its top bit set, times a power of two.
+Scaled_128 normalised(u128 value) {
+  const int shift = leading_zeros(value);
   return {value << shift, 128 - shift};
 }
 
@@ -192,15 +183,15 @@ u128 joined_words(u64 first, u64 second, int second_digits) {
 }
 
 Converted<Double> multiplied(const Double::Number& number, u128 digits, int power, u32 options) {
-  const Fraction_128 value = normalised(digits);
-  const u64 high = static_cast<u64>(value.fraction >> 64);
+  const Scaled_128 value = normalised(digits);
+  const u64 high = static_cast<u64>(value.mantissa >> 64);
   if (power == 0) {
-    const bool rest = static_cast<u64>(value.fraction) != 0 || number.sticky;
+    const bool rest = static_cast<u64>(value.mantissa) != 0 || number.sticky;
     return round_and_assemble<Double>(high, value.exponent, rest, number.negative, options);
   }
   const Scaled_64 scale = power_of_ten_64(power);
   int exponent = value.exponent + scale.exponent;
-  u64 factor = high + (static_cast<u64>(value.fraction) >> 63);
+  u64 factor = high + (static_cast<u64>(value.mantissa) >> 63);
   if (factor == 0) {
     factor = u64{1} << 63;
     ++exponent;
@@ -240,8 +231,8 @@ Converted<Double> decimal_value(const Double::Number& number, int power, u32 opt
   const int kept = number.digits < kKeptDigits<2> ? number.digits : kKeptDigits<2>;
   const u128 digits = joined_words(word, number.word[1], kept - kWordDigits);
   if (power >= -kExactPower && power <= kExactPower && !number.sticky) {
-    const Fraction_128 value = normalised(digits);
-    if (value.fraction << 53 == 0) {
+    const Scaled_128 value = normalised(digits);
+    if (value.mantissa << 53 == 0) {
       const double exact = static_cast<double>(digits);
       return signed_bits(power < 0 ? exact / cvtas_pten_t[kNearPower - power]
                                    : exact * cvtas_pten_t[kNearPower + power]);
@@ -262,17 +253,17 @@ Fraction_192 normalised_digits(const Quad::Number& number) {
   if (digits <= 2 * kWordDigits) {
     const u128 value = digits <= kWordDigits ? u128{number.word[0]}
                                              : joined_words(number.word[0], number.word[1], digits - kWordDigits);
-    const Fraction_128 fraction = normalised(value);
-    return {fraction.fraction, 0, fraction.exponent};
+    const Scaled_128 fraction = normalised(value);
+    return {fraction.mantissa, 0, fraction.exponent};
   }
   const u128 two = joined_words(number.word[0], number.word[1], kWordDigits);
   const u64 factor = cvtas_pten_word[digits - 2 * kWordDigits];
   const u128 low = u128{static_cast<u64>(two)} * factor + number.word[2];
   const u128 high = u128{static_cast<u64>(two >> 64)} * factor + (low >> 64);
-  const Fraction_128 fraction = normalised(high);  // more than 38 digits: not zero
+  const Scaled_128 fraction = normalised(high);  // more than 38 digits: not zero
   const int shift = 128 - fraction.exponent;
   const u64 bottom = static_cast<u64>(low);
-  u128 top = fraction.fraction;
+  u128 top = fraction.mantissa;
   if (shift >= 64) {
     top |= u128{bottom} << (shift - 64);
     return {top, 0, fraction.exponent + 64};
@@ -313,7 +304,7 @@ Converted<F> hexadecimal_value(const typename F::Number& number, u32 options) {
   }
   u128 fraction = u128{top[0]} << 64 | top[1];
   bool sticky = number.sticky;
-  const int shift = __builtin_clzll(top[0]);
+  const int shift = leading_zeros(top[0]);
   fraction <<= shift;
   if constexpr (F::kWords > 2) {
     if (shift != 0) fraction |= top[2] >> (64 - shift);
