@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "core/failure.h"
+#include "core/thread_storage.h"
 #include "list_output.h"
 #include "support/child.h"
 #include "support/fail_malloc.h"
@@ -31,6 +32,12 @@ void expect_released(int unit) {
   For_Lub* lub = nullptr;
   EXPECT_EQ(for__acquire_lun(unit, &lub, nullptr, STMT_WRITE_SEQ), 0);
   EXPECT_EQ(for__release_lun(unit), 0);
+}
+
+/// The first failure of a thread makes its storage, which stays: before any counting of blocks.
+void make_thread_storage() {
+  For_Thread_Storage* storage = nullptr;
+  ASSERT_EQ(thread_storage(&storage), 0);
 }
 
 struct Failure_Row {
@@ -199,6 +206,7 @@ TEST(StatementFailure, WithoutSpecifiersItEndsTheProgram) {
 }
 
 TEST(StatementFailure, RecursionOnOneUnit) {
+  make_thread_storage();
   List_Unit unit;
   ItemList open_call, inner, rest;
   open_call.int4(1).more();
@@ -224,6 +232,7 @@ TEST(StatementFailure, RecursionOnOneUnit) {
 }
 
 TEST(StatementFailure, EveryAllocationThatFails) {
+  make_thread_storage();
   struct Row {
     const char* what;
     std::function<void(Connection&)> connect;
