@@ -93,8 +93,9 @@ int for__adjust_buffer(For_Lub* lub_pointer, i64 needed, i64 wanted) {
   lub.lub_a_rec_end += grown;
   if (!lub.lub_f_virtual_recl) lub.lub_recl += counts_words(lub) ? grown / kReclWord : grown;
   if (lub.lub_f_formatted) {
-    u8* filled = std::max(lub.lub_a_high_water, lub.lub_a_cursor);
-    if (filled < lub.lub_a_rec_end) memset(filled, ' ', lub.lub_a_rec_end - filled);
+    // A tab may have taken the cursor past the old end: all beyond that end is new.
+    u8* filled = std::min(std::max(lub.lub_a_high_water, lub.lub_a_cursor), lub.lub_a_buffer + used);
+    memset(filled, ' ', lub.lub_a_rec_end - filled);
   }
   return 0;
 }

@@ -10,6 +10,7 @@
 
 #include "core/failure.h"
 #include "support/child.h"
+#include "support/unit.h"
 #include "tests/format/format_text.h"
 
 namespace {
@@ -586,6 +587,52 @@ TEST(Position, RecordThatCannotGrow) {
     });
     EXPECT_EQ(child.status, row.result);
     EXPECT_EQ(child.err.find("output statement overflows record, unit 7") != std::string::npos, row.result != 0);
+  }
+}
+
+TEST(Position, RecordGrowsUnderThePosition) {
+  struct Row {
+    const char* text;
+    i64 column;
+    bool grows;
+  };
+  for (const Row& row : {Row{"(29X:)", 39, false}, Row{"(30X:)", 40, true}, Row{"(TR35:)", 45, true},
+                         Row{"(700X:)", 710, true}, Row{"(20X,700X,TL5:)", 725, true}, Row{"(T60,X:)", 60, true}}) {
+    SCOPED_TRACE(row.text);
+    const Compiled compiled(row.text);
+    Connection connection;
+    connection.recl = connection.buffer_size = kRecord;
+    Loose_Lub unit(-1, connection);
+    For_Lub& lub = unit.lub();
+    lub.lub_f_recl_defaulted = 1;
+    lub.lub_recl_limit = 0;
+    lub.lub_unit = 7;
+    lub.lub_statement = STMT_WRITE_SEQ;
+    lub.lub_a_data_start = lub.lub_a_buffer;
+    lub.lub_a_rec_end = lub.lub_a_buffer + kRecord;
+    memset(lub.lub_a_buffer, ' ', kRecord);
+    lub.lub_a_cursor = lub.lub_a_high_water = lub.lub_a_buffer + 10;
+    lub.lub_a_fmt_isb->isb_fmt_pc = compiled.format();
+    ASSERT_EQ(for__interp_fmt(&lub), 0);
+    EXPECT_EQ(lub.lub_a_cursor - lub.lub_a_data_start, row.column);
+    EXPECT_EQ(lub.lub_a_rec_end - lub.lub_a_buffer > kRecord, row.grows);
+    EXPECT_GE(lub.lub_a_rec_end, lub.lub_a_cursor);
+    for (const u8* at = lub.lub_a_buffer; at < lub.lub_a_rec_end; ++at) {
+      ASSERT_EQ(*at, ' ') << at - lub.lub_a_buffer;
+    }
+  }
+}
+
+TEST(Interpreter, FormatFreedUnderTheStatement) {
+  for (const bool iostat : {false, true}) {
+    const auto child = tamrun_test::run_child([&] {
+      Connected_Unit unit(7, memory_file(), Connection{});
+      unit.lub().lub_f_iostat = iostat;
+      unit.lub().lub_a_fmt_isb->isb_fmt_pc = nullptr;
+      exit(for__interp_fmt(&unit.lub()));
+    });
+    EXPECT_EQ(child.status, MSG_RECURSIVE_IO);
+    EXPECT_EQ(child.err.find("recursive I/O operation, unit 7") != std::string::npos, !iostat) << child.err;
   }
 }
 
