@@ -23,12 +23,14 @@ constexpr u32 round_options(const For_Fmt_Isb& isb) {
   return CVT_M_ROUND_GIVEN | kRounding[isb.isb_round <= ROUND_PROCESSOR_DEFINED ? isb.isb_round : u8{ROUND_UNSET}];
 }
 
-/// Bit `From` of the flags as bit `To`.
+/// The bits `From` of the flags as the bits `To`, all moved equally far.
 template <u64 From, u64 To>
 constexpr u64 moved(u64 flags) {
   if constexpr (To >= From) {
+    static_assert(From * (To / From) == To);
     return (flags & From) * (To / From);
   } else {
+    static_assert(To * (From / To) == From);
     return (flags & From) / (From / To);
   }
 }
@@ -80,14 +82,11 @@ u64 real_ext(const For_Fmt_Isb& isb) {
   u64 ext = CVT_X_NONE;
   if (isb.isb_lub->lub_f_minus_zero) ext |= CVT_X_MINUS_ZERO;
   if (decimal_comma(isb)) ext |= CVT_X_DECIMAL_COMMA;
-  ext |= moved<ISB2_MINIMAL, CVT_X_WIDTH_COMPUTED>(flags2);
+  ext |= moved<ISB2_MINIMAL | ISB2_STANDARD_G0, CVT_X_WIDTH_COMPUTED | CVT_X_STANDARD_G0>(flags2);
+  ext |= moved<ISB2_KEEP_ROUNDED_SIGN | ISB2_VALUE_OPTION | ISB2_D_GIVEN | ISB2_W_ZERO,
+               CVT_X_KEEP_ROUNDED_SIGN | CVT_X_VALUE_OPTION | CVT_X_D_GIVEN | CVT_X_W_ZERO>(flags2);
   ext |= moved<ISB2_G_NO_WIDTH, CVT_X_G0>(flags2);
   ext |= moved<ISB_LIST_G, CVT_X_LIST_DIRECTED>(isb.isb_flags);
-  ext |= moved<ISB2_KEEP_ROUNDED_SIGN, CVT_X_KEEP_ROUNDED_SIGN>(flags2);
-  ext |= moved<ISB2_VALUE_OPTION, CVT_X_VALUE_OPTION>(flags2);
-  ext |= moved<ISB2_STANDARD_G0, CVT_X_STANDARD_G0>(flags2);
-  ext |= moved<ISB2_D_GIVEN, CVT_X_D_GIVEN>(flags2);
-  ext |= moved<ISB2_W_ZERO, CVT_X_W_ZERO>(flags2);
   return ext;
 }
 
