@@ -303,6 +303,40 @@ TEST(ValueOutput, GeneralFormChoices) {
   expect_real(minimal, 123.5, "****", MSG_RECORD_OVERFLOW);
 }
 
+TEST(ValueOutput, MinimalForms) {
+  struct Row {
+    u16 flags2;
+    u8 operation;
+    u16 d;
+    double value;
+    const char* field;  ///< of 16 columns
+    int result;
+  };
+  constexpr u16 kStandard = ISB2_MINIMAL | ISB2_G_NO_WIDTH | ISB2_STANDARD_G0;
+  for (const Row& row : {Row{0, FMT_F_WD, 2, 0.5, "            0.50", 0},
+                         {ISB2_MINIMAL, FMT_F_WD, 2, 0.5, "             .50", 0},
+                         {ISB2_G_NO_WIDTH, FMT_F_WD, 2, 0.5, "             .50", 0},
+                         {ISB2_STANDARD_G0 | ISB2_W_ZERO | ISB2_D_GIVEN, FMT_F_WD, 2, 0.5, "            0.50", 0},
+                         // Asterisks over the columns that the descriptor is worth, or over all of them.
+                         {ISB2_MINIMAL, FMT_F_WD, 2, 0x1p100, "********        ", MSG_OUTPUT_CONVERSION},
+                         {ISB2_MINIMAL | ISB2_W_ZERO, FMT_F_WD, 2, 0x1p100, "********        ", MSG_OUTPUT_CONVERSION},
+                         {ISB2_MINIMAL | ISB2_W_ZERO | ISB2_STANDARD_G0, FMT_F_WD, 2, 0x1p100, "****************",
+                          MSG_OUTPUT_CONVERSION},
+                         {kStandard | ISB2_D_GIVEN, FMT_G_WDE, 5, 1048576e10, "      .10486E+17", 0}}) {
+    SCOPED_TRACE(row.flags2);
+    Editor edit(row.operation, 16, row.d);
+    edit.isb.isb_flags2 = row.flags2;
+    EXPECT_EQ(edit.write(ITM_REAL8, row.value), row.field);
+    EXPECT_EQ(edit.result, row.result);
+  }
+  // Without a given d the digits begin at one.
+  Editor search(FMT_G_WDE, 16, 5);
+  search.isb.isb_flags2 = kStandard;
+  EXPECT_EQ(search.write(ITM_REAL8, 1e20), "          .1E+21");
+  search.isb.isb_flags2 = kStandard | ISB2_D_GIVEN;
+  EXPECT_EQ(search.write(ITM_REAL8, 1e20), "      .10000E+21");
+}
+
 TEST(ValueOutput, Statuses) {
   const double infinity = __builtin_inf(), nan = __builtin_nan("");
   expect_real(Editor(FMT_F_WD, 5, 1), 12345.5, "*****", MSG_OUTPUT_CONVERSION);
