@@ -1,0 +1,101 @@
+// SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
+//
+// What GNU Fortran's code passes: parameter blocks of statements and array descriptors, as gfortran 12 emits them for
+// x86-64. Only what the adapter reads has a name.
+#ifndef TAMGNU_GFORTRAN_ABI_H
+#define TAMGNU_GFORTRAN_ABI_H
+
+#include "tamrun/types.h"
+
+/// First word of a parameter block. The low two bits are the outcome, which compiled code tests behind a statement and
+/// before each turn of an implied DO; the other bits tell which specifiers are there.
+enum Gfc_Flags : u32 {
+  GFC_OUTCOME_MASK = 3,
+  GFC_OUTCOME_ERROR = 1,
+  GFC_OUTCOME_END = 2,
+  GFC_OUTCOME_EOR = 3,
+  GFC_ERR = 1u << 2,
+  GFC_END = 1u << 3,
+  GFC_EOR = 1u << 4,
+  GFC_IOSTAT = 1u << 5,
+  GFC_IOMSG = 1u << 6,
+  GFC_DT_LIST_DIRECTED = 1u << 7,  ///< data transfers
+  GFC_DT_DECIMAL = 1u << 20,
+  GFC_DT_DELIM = 1u << 21,
+  GFC_DT_ROUND = 1u << 23,
+  GFC_DT_SIGN = 1u << 24,
+  GFC_OPEN_NEWUNIT = 1u << 23,  ///< OPEN
+};
+
+/// Head of every parameter block.
+struct Gfc_Common {
+  u32 flags;
+  i32 unit;
+  const char* source_name;  ///< NUL-terminated
+  i32 source_line;
+  i64 iomsg_len;
+  char* iomsg;
+  i32* iostat;
+};
+static_assert(offsetof(Gfc_Common, source_name) == 0x08 && offsetof(Gfc_Common, source_line) == 0x10);
+static_assert(offsetof(Gfc_Common, iomsg_len) == 0x18 && offsetof(Gfc_Common, iomsg) == 0x20);
+static_assert(offsetof(Gfc_Common, iostat) == 0x28 && sizeof(Gfc_Common) == 0x30);
+
+/// Bytes at the end of a data transfer block that compiled code neither sets nor reads: they belong to whoever serves
+/// the statement.
+inline constexpr size_t kServerBytes = 0x100;
+
+/// Parameter block of READ and WRITE. A character specifier is a pointer and a length, in either order.
+struct Gfc_Dt {
+  Gfc_Common common;
+  u64 unserved1[18];
+  const char* decimal;
+  i64 decimal_len;
+  i64 delim_len;
+  const char* delim;
+  u64 unserved2[2];
+  i64 round_len;
+  const char* round;
+  const char* sign;
+  i64 sign_len;
+  alignas(8) char server[kServerBytes];
+};
+static_assert(offsetof(Gfc_Dt, decimal) == 0xc0 && offsetof(Gfc_Dt, delim_len) == 0xd0);
+static_assert(offsetof(Gfc_Dt, round_len) == 0xf0 && offsetof(Gfc_Dt, sign) == 0x100);
+static_assert(offsetof(Gfc_Dt, server) == 0x110 && sizeof(Gfc_Dt) == 0x210);
+
+enum Gfc_Type : u8 {
+  GFC_INTEGER = 1,
+  GFC_LOGICAL = 2,
+  GFC_REAL = 3,
+  GFC_COMPLEX = 4,
+  GFC_CHARACTER = 6,
+};
+
+struct Gfc_Dim {
+  i64 stride;  ///< elements
+  i64 lower;
+  i64 upper;
+};
+
+inline constexpr int kGfcMaxRank = 15;
+
+/// Array descriptor; as many dimensions follow as the rank tells.
+struct Gfc_Array {
+  char* data;  ///< the element whose index is the lower bound in every dimension
+  i64 offset;
+  u64 elem_len;  ///< bytes
+  i32 version;
+  i8 rank;
+  i8 type;  ///< Gfc_Type
+  i16 attribute;
+  i64 span;
+  Gfc_Dim dim[kGfcMaxRank];
+};
+static_assert(offsetof(Gfc_Array, rank) == 0x1c && offsetof(Gfc_Array, type) == 0x1d);
+static_assert(offsetof(Gfc_Array, dim) == 0x28);
+
+/// Word of the array that the main program passes to _gfortran_set_options: keep the sign of a negative zero.
+inline constexpr int kOptionSignZero = 4;
+
+#endif

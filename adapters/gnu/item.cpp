@@ -1,0 +1,244 @@
+// SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
+//
+// GNU Fortran's types and kinds as items of the library.
+
+#include "adapters/gnu/item.h"
+
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include "adapters/gnu/refuse.h"
+
+namespace {
+
+typedef __int128 i128;
+typedef unsigned __int128 u128;
+
+constexpr int kInteger16Columns = 40;  // sign and 39 digits
+constexpr u32 kReplacement = 0xfffd;   // stands for what is no character
+constexpr i64 kUtf8Most = 4;
+constexpr i64 kWideOnStack = 128;
+constexpr size_t kNameBytes = 40;
+
+/// How an element of one type and kind travels.
+enum Road : u8 { ROAD_NONE, ROAD_ITEM, ROAD_INTEGER16, ROAD_LOGICAL16, ROAD_WIDE };
+
+struct Carrier {
+  Gfc_Type type;
+  u8 kind;
+  Road road;
+  For_Item_Type item;
+  u8 bytes;  ///< 0: the length comes with the element
+};
+
+constexpr Carrier kCarriers[] = {
+    {GFC_INTEGER, 4, ROAD_ITEM, ITM_INTEGER4, 4},
+    {GFC_REAL, 8, ROAD_ITEM, ITM_REAL8, 8},
+    {GFC_REAL, 4, ROAD_ITEM, ITM_REAL4, 4},
+    {GFC_CHARACTER, 1, ROAD_ITEM, ITM_CHARACTER, 0},
+    {GFC_INTEGER, 8, ROAD_ITEM, ITM_INTEGER8, 8},
+    {GFC_INTEGER, 2, ROAD_ITEM, ITM_INTEGER2, 2},
+    {GFC_INTEGER, 1, ROAD_ITEM, ITM_INTEGER1, 1},
+    {GFC_LOGICAL, 4, ROAD_ITEM, ITM_LOGICAL4, 4},
+    {GFC_LOGICAL, 1, ROAD_ITEM, ITM_LOGICAL1, 1},
+    {GFC_LOGICAL, 2, ROAD_ITEM, ITM_LOGICAL2, 2},
+    {GFC_LOGICAL, 8, ROAD_ITEM, ITM_LOGICAL8, 8},
+    {GFC_COMPLEX, 8, ROAD_ITEM, ITM_COMPLEX16_ALT, 16},  // with the digits of REAL(8); its field holds every value
+    {GFC_COMPLEX, 4, ROAD_ITEM, ITM_COMPLEX8, 8},
+    {GFC_REAL, 16, ROAD_ITEM, ITM_REAL16, 16},
+    {GFC_COMPLEX, 16, ROAD_ITEM, ITM_COMPLEX32, 32},
+    {GFC_INTEGER, 16, ROAD_INTEGER16, ITM_CHARACTER, 16},
+    {GFC_LOGICAL, 16, ROAD_LOGICAL16, ITM_LOGICAL8, 16},
+    {GFC_CHARACTER, 4, ROAD_WIDE, ITM_CHARACTER, 0},
+};
+
+const char* type_name(u8 type) {
+  switch (type) {
+    case GFC_INTEGER:
+      return "INTEGER";
+    case GFC_LOGICAL:
+      return "LOGICAL";
+    case GFC_REAL:
+      return "REAL";
+    case GFC_COMPLEX:
+      return "COMPLEX";
+    case GFC_CHARACTER:
+      return "CHARACTER";
+    default:
+      return "derived type";
+  }
+}
+
+const Carrier& carrier_of(const Statement* statement, u8 type, int kind) {
+  for (const Carrier& carrier : kCarriers)
+    if (carrier.type == type && carrier.kind == kind) return carrier;
+  char what[kNameBytes];
+  snprintf(what, sizeof what, "%s, kind %d", type_name(type), kind);
+  refuse_item(statement, what);
+}
+
+/// A 40-column field, right-justified.
+void put_integer16(Statement* statement, const void* address) {
+  if (wants_delimiters(statement->block)) refuse_item(statement, "INTEGER, kind 16, with DELIM=");
+  i128 value;
+  memcpy(&value, address, sizeof value);
+  u128 rest = value < 0 ? -static_cast<u128>(value) : static_cast<u128>(value);
+  char field[kInteger16Columns];
+  memset(field, ' ', sizeof field);
+  char* first = field + sizeof field;
+  do {
+    *--first = static_cast<char>('0' + static_cast<int>(rest % 10));
+    rest /= 10;
+  } while (rest != 0);
+  if (value < 0)
+    *--first = '-';
+  else if (wants_plus(statement->block))
+    *--first = '+';
+  put_text(statement, field, sizeof field);
+  statement->numeric_text = true;
+}
+
+void put_logical16(Statement* statement, const void* address) {
+  u128 value;
+  memcpy(&value, address, sizeof value);
+  const u64 truth = value != 0;
+  put_value(statement, ITM_LOGICAL8, &truth, sizeof truth);
+}
+
+char* encode_utf8(u32 character, char* to) {
+  if (character > 0x10ffff || (character >= 0xd800 && character <= 0xdfff)) character = kReplacement;
+  auto continuation = [character](int shift) { return static_cast<char>(0x80 | (character >> shift & 0x3f)); };
+  if (character < 0x80) {
+    *to++ = static_cast<char>(character);
+    return to;
+  }
+  if (character < 0x800) {
+    *to++ = static_cast<char>(0xc0 | character >> 6);
+  } else {
+    if (character < 0x10000) {
+      *to++ = static_cast<char>(0xe0 | character >> 12);
+    } else {
+      *to++ = static_cast<char>(0xf0 | character >> 18);
+      *to++ = continuation(12);
+    }
+    *to++ = continuation(6);
+  }
+  *to++ = continuation(0);
+  return to;
+}
+
+void put_element(Statement* statement, const Carrier& carrier, const char* address, i64 length) {
+  switch (carrier.road) {
+    case ROAD_INTEGER16:
+      return put_integer16(statement, address);
+    case ROAD_LOGICAL16:
+      return put_logical16(statement, address);
+    case ROAD_WIDE:
+      return put_wide_text(statement, reinterpret_cast<const u32*>(address), length);
+    default:
+      return put_value(statement, carrier.item, address, carrier.bytes);
+  }
+}
+
+/// The dimensions of an array with strides in bytes, without those that do not matter.
+struct Shape {
+  i64 elem;   ///< bytes of an element
+  i64 count;  ///< elements
+  int rank;
+  i64 extent[kGfcMaxRank];
+  i64 stride[kGfcMaxRank];
+
+  Shape(const Gfc_Array& array, i64 elem_len) : elem(elem_len), count(1), rank(0) {
+    for (int i = 0; i < array.rank; ++i) {
+      const Gfc_Dim& dim = array.dim[i];
+      const i64 length = dim.upper < dim.lower ? 0 : dim.upper - dim.lower + 1;
+      const i64 step = dim.stride * elem;
+      count *= length;
+      if (length == 1) continue;
+      if (rank > 0 && step == stride[rank - 1] * extent[rank - 1]) {
+        extent[rank - 1] *= length;
+      } else {
+        extent[rank] = length;
+        stride[rank++] = step;
+      }
+    }
+  }
+
+  bool contiguous() const { return rank == 0 || (rank == 1 && stride[0] == elem); }
+};
+
+/// One item of the library: a contiguous array or a section.
+void put_whole(Statement* statement, For_Item_Type item, const Gfc_Array& array, const Shape& shape) {
+  const bool text = item == ITM_CHARACTER;
+  u64 words[3 + 3 * kGfcMaxRank];
+  int used = 0;
+  if (shape.count == 0 || shape.contiguous()) {
+    // Characters of no length count by the bytes that they would have with one.
+    words[used++] = static_cast<u64>(shape.count * (shape.elem > 0 ? shape.elem : 1));
+    words[used++] = reinterpret_cast<u64>(array.data);
+    if (text) words[used++] = static_cast<u64>(shape.elem);
+    return put_reference(statement, item, text ? ACC_ARRAY_ELEM : ACC_ARRAY, words, used);
+  }
+  words[used++] = static_cast<u64>(shape.rank);
+  words[used++] = reinterpret_cast<u64>(array.data);
+  if (text) words[used++] = static_cast<u64>(shape.elem);
+  for (int i = 0; i < shape.rank; ++i) {
+    words[used++] = 1;
+    words[used++] = static_cast<u64>(shape.extent[i]);
+    words[used++] = static_cast<u64>(shape.stride[i]);
+  }
+  put_reference(statement, item, text ? ACC_SECTION_ELEM : ACC_SECTION, words, used);
+}
+
+void put_one_by_one(Statement* statement, const Carrier& carrier, const Gfc_Array& array, const Shape& shape,
+                    i64 length) {
+  i64 index[kGfcMaxRank] = {};
+  const char* address = array.data;
+  for (i64 left = shape.count; left > 0 && !statement->over; --left) {
+    put_element(statement, carrier, address, length);
+    for (int i = 0; i < shape.rank; ++i) {
+      address += shape.stride[i];
+      if (++index[i] < shape.extent[i]) break;
+      address -= shape.stride[i] * shape.extent[i];
+      index[i] = 0;
+    }
+  }
+}
+
+}  // namespace
+
+void put_scalar(Statement* statement, Gfc_Type type, int kind, const void* value) {
+  if (statement->over) return;
+  put_element(statement, carrier_of(statement, type, kind), static_cast<const char*>(value), 0);
+}
+
+void put_wide_text(Statement* statement, const u32* text, i64 length) {
+  if (statement->over) return;
+  char few[kWideOnStack * kUtf8Most];
+  few[0] = ' ';  // a text of no length has an address as well
+  char* bytes = few;
+  if (length > kWideOnStack) bytes = static_cast<char*>(malloc(static_cast<size_t>(length * kUtf8Most)));
+  if (bytes == nullptr) refuse("no memory for a text of %lld characters", static_cast<long long>(length));
+  char* end = bytes;
+  for (i64 i = 0; i < length; ++i) end = encode_utf8(text[i], end);
+  put_text(statement, bytes, end - bytes);
+  if (bytes != few) free(bytes);
+}
+
+void put_array(Statement* statement, const Gfc_Array& array, int kind, i64 length) {
+  if (statement->over) return;
+  const Carrier& carrier = carrier_of(statement, static_cast<u8>(array.type), kind);
+  const i64 elem = carrier.bytes != 0 ? carrier.bytes : (length > 0 ? length : 0) * kind;
+  const Shape shape(array, elem);
+  if (carrier.road == ROAD_ITEM)
+    put_whole(statement, carrier.item, array, shape);
+  else
+    put_one_by_one(statement, carrier, array, shape, length);
+}
+
+void refuse_item(const Statement* statement, const char* what) {
+  const Gfc_Common& common = statement->block->common;
+  refuse("list-directed output of %s is not served, unit %d (%s, line %d)", what, common.unit, common.source_name,
+         common.source_line);
+}

@@ -1,0 +1,10 @@
+// SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
+//
+// The end of a program that asks for what the adapter cannot serve.
+#ifndef TAMGNU_REFUSE_H
+#define TAMGNU_REFUSE_H
+
+/// Prints a severe diagnostic and ends the process.
+[[noreturn]] void refuse(const char* format, ...) __attribute__((format(printf, 1, 2)));
+
+#endif
