@@ -1,0 +1,11 @@
+! SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
+!
+! A device without room and no specifier: the program ends with the number of the message.
+! stdout: /dev/full
+! status: 38
+! stderr: error during write, unit 6
+program full_fatal
+  implicit none
+  print *, 'lost'
+  write (0, *) 'not reached'
+end program

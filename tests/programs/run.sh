@@ -1,0 +1,88 @@
+#!/bin/sh
+# SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
+#
+# run.sh TAMFC SOURCE EXPECTED WORK: compiles one program with tamfc in the folder WORK, runs it there and compares its
+# standard output with the file EXPECTED, byte for byte. Comments at the head of the source tell what is not the rule:
+#   ! flags: F...            arguments for the compiler
+#   ! with: FILE             a further source
+#   ! env: NAME=VALUE        environment of the program
+#   ! args: A...             arguments of the program
+#   ! stdout: /dev/full      standard output goes there; "closed" closes it
+#   ! compare: stderr        compare standard error
+#   ! merge: yes             compare both streams in one file
+#   ! sort: yes              compare sorted lines
+#   ! status: N              exit status (default 0)
+#   ! stderr: TEXT           standard error contains this (default: it is empty)
+#   ! case: ARG N [TEXT]     one run with this argument, status and text on standard error
+# TAMRUN_PRELOAD is loaded ahead of the program's libraries (a sanitizer's library).
+set -u
+tamfc=$1
+source=$2
+expected=$3
+work=$4
+folder=$(dirname "$source")
+name=$(basename "$source" .f90)
+
+tell() { sed -n "/^!/!q; s/^! $1: //p" "$source"; }
+fail() {
+  echo "$name${case:+ $case}: $*"
+  exit 1
+}
+
+rm -rf "$work"
+mkdir -p "$work" && cd "$work" || exit 1
+with=$(tell with)
+setting=$(tell env)
+# shellcheck disable=SC2046
+"$tamfc" $(tell flags) "$source" ${with:+"$folder/$with"} -o program || fail "does not compile"
+
+run() { # status, text on standard error, arguments
+  status=$1
+  text=$2
+  shift 2
+  out=$(tell stdout)
+  merge=$(tell merge)
+  set -- env ${setting:+"$setting"} ${TAMRUN_PRELOAD:+"LD_PRELOAD=$TAMRUN_PRELOAD"} ./program "$@"
+  if [ "$merge" = yes ]; then
+    "$@" >stdout 2>&1 </dev/null
+  elif [ "$out" = closed ]; then
+    "$@" >&- 2>stderr </dev/null
+  else
+    "$@" >"${out:-stdout}" 2>stderr </dev/null
+  fi
+  found=$?
+  [ $found = "$status" ] || { tail -n 40 std*; fail "status $found, expected $status"; }
+
+  compared=$(tell compare)
+  result=${compared:-stdout}
+  [ -z "$out" ] || [ -n "$compared" ] || result=/dev/null
+  if [ "$(tell sort)" = yes ]; then
+    LC_ALL=C sort "$result" >sorted
+    result=sorted
+  fi
+  if [ -e "$expected" ]; then
+    diff "$expected" "$result" || fail "output differs (< expected, > found)"
+  else
+    [ "$result" = /dev/null ] || fail "has no $expected"
+  fi
+  if [ "$compared" = stderr ] || [ ! -e stderr ]; then return 0; fi
+  if [ -n "$text" ]; then
+    grep -qF -- "$text" stderr || { cat stderr; fail "standard error lacks: $text"; }
+  elif [ -s stderr ]; then
+    cat stderr
+    fail "standard error is not empty"
+  fi
+}
+
+cases=$(tell case)
+if [ -n "$cases" ]; then
+  while read -r case status text; do
+    run "$status" "$text" "$case"
+  done <<EOF
+$cases
+EOF
+else
+  status=$(tell status)
+  eval "set -- $(tell args)"
+  run "${status:-0}" "$(tell stderr)" "$@"
+fi
