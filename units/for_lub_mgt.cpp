@@ -160,14 +160,8 @@ extern "C" int for__acquire_lun(int unit, For_Lub** out, For_Context* ctx, int s
   if (status != 0) return status;
 
   begin_statement(*taken.lub, ctx, statement);
-  if (taken.existed) {
-    const bool own_record = taken.lub->lub_a_file_info != nullptr && taken.lub->lub_a_file_info->saved_lub == taken.lub;
-    if (const int failed = process_existing_lub(*taken.lub, statement)) {
-      // The failure of a record of its own has released the unit.
-      if (!own_record) (void)for__release_lun(unit);
-      return failed;
-    }
-  }
+  if (taken.existed)
+    if (const int failed = process_taken_lub(*taken.lub, statement)) return failed;
   *out = taken.lub;
   return 0;
 }

@@ -101,3 +101,12 @@ int process_existing_lub(For_Lub& lub, int statement) {
   }
   return internal_error();
 }
+
+int process_taken_lub(For_Lub& lub, int statement) {
+  const For_File_Info* file = lub.lub_a_file_info;
+  const bool own_record = file != nullptr && file->saved_lub == &lub;
+  const int status = process_existing_lub(lub, statement);
+  // The failure of a record of its own has released the unit already.
+  if (status != 0 && !own_record) (void)for__release_lun(lub.lub_unit);
+  return status;
+}

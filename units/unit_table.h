@@ -49,6 +49,9 @@ void for__release_newunit(int unit);
 /// writing, or MSG_INTERNAL_CONSISTENCY for a statement that may not come here.
 [[nodiscard]] int process_existing_lub(For_Lub& lub, int statement);
 
+/// The same for a unit that has just been taken: a failure gives it back.
+[[nodiscard]] int process_taken_lub(For_Lub& lub, int statement);
+
 /// Frees what a LUB that stands in no table owns, and the LUB.
 void free_scratch_lub(For_Lub* lub);
 

@@ -80,11 +80,7 @@ extern "C" int for__get_next_lub(For_Lub** lub, int* index, int statement) {
     if (*lub != nullptr) *index = static_cast<int>(unit_key((*lub)->lub_unit));
     if (status != 0) return status;
     if (*lub == nullptr) continue;
-    if (const int failed = process_existing_lub(**lub, statement)) {
-      (void)release_lub_resource(**lub);
-      return failed;
-    }
-    return 0;
+    return process_taken_lub(**lub, statement);
   }
   *index = -1;
   return 0;
