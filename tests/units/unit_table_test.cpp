@@ -104,7 +104,10 @@ TEST_P(UnitTable, AChildStatementTakesNoLock) {
 }
 
 TEST_P(UnitTable, UnitsOfOneRowStandInUnsignedOrder) {
-  const int units[] = {621, 100, 621 + 521, -129, 2147483600, 100 + 521 * 4};
+  // A NEWUNIT number of the row of unit 100, whose place by sign would be the first and is the last.
+  int behind = -7;
+  while (static_cast<u32>(behind) % 521 != 106) --behind;
+  const int units[] = {621, 100, 621 + 521, -129, 2147483600, behind, 100 + 521 * 4};
   std::vector<For_Lub*> lubs;
   for (int unit : units) lubs.push_back(acquire(unit, unit < 0 ? STMT_OPEN_NEWUNIT : STMT_OPEN));
   for (int unit : units) EXPECT_EQ(0, for__release_lun(unit));
