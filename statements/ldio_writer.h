@@ -61,9 +61,9 @@ struct Ldio_State {
   Ldio_Complex parts;
 
   u8* buffer_end() const { return lub.lub_a_buffer + lub.lub_buffer_size; }
-  /// Keeps a conversion that failed for the end of the statement.
+  /// Keeps a conversion that failed for the end of the statement, unless a failed write is waiting for it.
   void remember_conversion() {
-    if (!lub.lub_f_ignore_conv_error) ldir.ldir_error = MSG_OUTPUT_CONVERSION;
+    if (!lub.lub_f_ignore_conv_error && ldir.ldir_error == 0) ldir.ldir_error = MSG_OUTPUT_CONVERSION;
   }
 };
 

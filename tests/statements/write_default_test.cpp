@@ -1,0 +1,127 @@
+// SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
+//
+// List-directed WRITE to units that no OPEN has connected, as a whole program sees it.
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include "core/start.h"
+#include "list_output.h"
+#include "support/child.h"
+#include "support/fail_malloc.h"
+#include "tamrun/messages.h"
+#include "units/unit_table.h"
+
+namespace {
+
+using namespace tamrun_test;
+
+int print(int unit, const std::string& text, For_IO_Flags flags = kIostat, ControlList* control = nullptr) {
+  For_Context ctx{};
+  ItemList items;
+  items.text(text).end();
+  return first_call(for_write_seq_lis, ctx, unit, flags, items, control);
+}
+
+TEST(WriteDefault, ConsoleUnitsShareStandardOutput) {
+  for (Capture capture : {Capture::kFile, Capture::kPipe}) {
+    const auto child = run_child(
+        [] {
+          for_rtl_init_(nullptr, nullptr);
+          EXPECT_EQ(print(UNIT_PRINT, "one"), 0);
+          EXPECT_EQ(print(UNIT_STDOUT, "two"), 0);
+          EXPECT_EQ(print(UNIT_TYPE, "three"), 0);
+          EXPECT_EQ(print(UNIT_STDERR, "other"), 0);
+          EXPECT_EQ(print(UNIT_STDOUT, std::string(100, 'x')), 0);
+          for_rtl_finish_();
+        },
+        capture);
+    EXPECT_EQ(child.status, 0);
+    EXPECT_EQ(child.out, " one\n two\n three\n " + std::string(79, 'x') + "\n " + std::string(21, 'x') + "\n");
+    EXPECT_EQ(child.err, " other\n");
+  }
+}
+
+TEST(WriteDefault, FlagsOfTheFirstStatementMakeTheConnection) {
+  struct Row {
+    For_IO_Flags flags;
+    std::string out;
+  };
+  const u64 fortran = 1ull << 34, none = 3ull << 34;
+  for (const Row& row : {Row{fortran, " 1\r\nx\r"}, Row{none, " 1\n x\n"}, Row{iof_no_char_blank, " 1\n x\n"}}) {
+    const auto child = run_child([&] {
+      for_rtl_init_(nullptr, nullptr);
+      EXPECT_EQ(print(UNIT_STDOUT, row.flags == fortran ? " 1" : "1", kIostat | row.flags), 0);
+      EXPECT_EQ(print(UNIT_STDOUT, "x"), 0);
+      _exit(0);
+    });
+    // The first blank is the control character under FORTRAN carriage control.
+    EXPECT_EQ(child.out, row.out) << std::hex << row.flags;
+  }
+}
+
+TEST(WriteDefault, UnitWithoutOpenMakesItsFile) {
+  Temp_Dir dir;
+  const auto child = run_child([&] {
+    ASSERT_EQ(chdir(dir.path().c_str()), 0);
+    setenv("FORT44", "named.txt", 1);
+    for_rtl_init_(nullptr, nullptr);
+    EXPECT_EQ(print(43, "first"), 0);
+    EXPECT_EQ(print(43, "second"), 0);
+    EXPECT_EQ(print(44, "other"), 0);
+    ControlList pos;
+    pos.pos(1).end();
+    EXPECT_EQ(print(45, "stream", kIostat, &pos), MSG_STREAM_UNOPENED);
+    EXPECT_EQ(print(-400, "no such unit"), MSG_INVALID_UNIT);
+    for_rtl_finish_();
+  });
+  EXPECT_EQ(child.status, 0) << child.err;
+  EXPECT_EQ(read_file(dir.file("fort.43")), " first\n second\n");
+  EXPECT_EQ(read_file(dir.file("named.txt")), " other\n");
+  EXPECT_NE(access(dir.file("fort.45").c_str(), F_OK), 0);
+}
+
+TEST(WriteDefault, EveryAllocationOfAConnectionThatFails) {
+  Temp_Dir dir;
+  const auto child = run_child([&] {
+    ASSERT_EQ(chdir(dir.path().c_str()), 0);
+    for_rtl_init_(nullptr, nullptr);
+    ASSERT_EQ(print(46, "warm"), 0);
+    bool hit = true;
+    for (int n = 1; hit; ++n) {
+      ASSERT_LT(n, 40);
+      int code = 0;
+      {
+        const Fail_Vm fail(n);
+        code = print(47, "again");
+        hit = fail.hit();
+      }
+      EXPECT_EQ(code, hit ? MSG_NO_MEMORY : 0) << n;
+      For_Lub* lub = nullptr;
+      ASSERT_EQ(for__acquire_lun(47, &lub, nullptr, STMT_INQUIRE), 0) << "the unit is free again, allocation " << n;
+      EXPECT_EQ(lub->lub_f_connected, !hit);
+      EXPECT_EQ(for__release_lun(47), 0);
+    }
+    for_rtl_finish_();
+  });
+  EXPECT_EQ(child.status, 0) << child.err << child.out;
+  EXPECT_EQ(read_file(dir.file("fort.47")), " again\n");
+}
+
+TEST(WriteDefault, FullDeviceOnStandardOutput) {
+  const auto child = run_child([] {
+    for_rtl_init_(nullptr, nullptr);
+    const int full = open("/dev/full", O_WRONLY);
+    dup2(full, STDOUT_FILENO);
+    close(full);
+    EXPECT_EQ(print(UNIT_PRINT, "lost"), MSG_WRITE_ERROR);
+    print(UNIT_PRINT, "lost", iof_f90_rtl);
+  });
+  EXPECT_EQ(child.status, MSG_WRITE_ERROR);
+  EXPECT_NE(child.err.find("No space left on device"), std::string::npos);
+  EXPECT_NE(child.err.find("severe (38): error during write, unit -1"), std::string::npos) << child.err;
+}
+
+}  // namespace
