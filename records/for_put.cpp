@@ -71,6 +71,8 @@ void store_length(const For_Lub& lub, u8* where, u32 length) {
 /// FIXED: blanks up to the record's length. The line end stands in its last bytes; a LIST record that is full has none.
 void finish_fixed(const For_Lub& lub, bool terminator, Span& record) {
   u8* full = record.start + lub.lub_rec_bytes;
+  // A record that is the whole buffer leaves a byte for the CR that ends it.
+  if (lub.lub_cc == CC_FORTRAN) full = std::min(full, lub.lub_a_buffer + lub.lub_buffer_size - 1);
   const bool shorter = record.end < full;
   if (shorter) {
     memset(record.end, ' ', full - record.end);

@@ -128,7 +128,7 @@ TEST(WriteListReal, ComplexPairsKeepTogether) {
   EXPECT_EQ(unit.text(), c8(1, 2) + c8(3, 4) + "\n" + c8(5, 6) + c8(7, 8) + c8(9, 1) + "\n" + c8(2, 3) + "\n");
 
   // Sections of pairs, apart and backwards.
-  List_Unit sections;
+  List_Unit sections({}, 41);
   EXPECT_EQ(sections.write([&](ItemList& l) { l.section(29, values + 8, {{1, 2, -16}}); }), 0);
   EXPECT_EQ(sections.text(), c8(9, 1) + c8(5, 6) + "\n");
 }
