@@ -105,7 +105,7 @@ class Number_Scanner {
     }
     out.first = p;
     p = scan_plain(p, out);
-    if (p != end_) p = scan_mantissa<10>(p, out);
+    if (p != end_) p = *p == 'E' ? scan_exponent(p + 1, options_, out) : scan_mantissa<10>(p, out);
     out.end = p;
     if (p != end_ || (options_ & CVT_M_TEXT_NEED_DIGITS) || out.hexadecimal) check_end(out);
     if (out.point) out.fraction = out.digits + out.zeros - out.before_point;

@@ -19,12 +19,8 @@ u128 wide(const u64 (&row)[2]) { return u128{row[1]} << 64 | row[0]; }
 Scaled_64 near_power_64(int n) { return {cvtas_pten_64[n + kNearPower], cvtas_pten_64_bexp[n + kNearPower]}; }
 
 Scaled_64 multiply(Scaled_64 a, Scaled_64 b) {
-  u128 product = u128{a.mantissa} * b.mantissa;
   int exponent = a.exponent + b.exponent;
-  if (static_cast<i64>(product >> 64) >= 0) {
-    product <<= 1;
-    --exponent;
-  }
+  const u128 product = normalised_product(u128{a.mantissa} * b.mantissa, &exponent);
   const u64 high = static_cast<u64>(product >> 64);
   const u64 rounded = high + (static_cast<u64>(product) >> 63);
   if (rounded < high) return {u64{1} << 63, exponent + 1};

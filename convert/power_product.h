@@ -35,4 +35,12 @@ inline Product_256 multiply_128(u128 a, u128 b) {
   return {u128{a1} * b1 + (middle1 >> 64) + (middle2 >> 64) + (carry >> 64), (carry << 64) | static_cast<u64>(low)};
 }
 
+/// Shifts the top bit into place where a product of two normalised factors has not got it, and lowers the exponent.
+/// The products fall either way, too often for a branch.
+inline u128 normalised_product(u128 product, int* exponent) {
+  const bool low = static_cast<i64>(product >> 64) >= 0;
+  *exponent -= low;
+  return product + (product & -u128{low});
+}
+
 #endif

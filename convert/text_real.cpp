@@ -196,11 +196,7 @@ Converted<Double> multiplied(const Double::Number& number, u128 digits, int powe
     factor = u64{1} << 63;
     ++exponent;
   }
-  u128 product = u128{factor} * scale.mantissa;
-  if (product >> 127 == 0) {
-    product <<= 1;
-    --exponent;
-  }
+  const u128 product = normalised_product(u128{factor} * scale.mantissa, &exponent);
   return round_and_assemble<Double>(static_cast<u64>(product >> 64), exponent,
                                     static_cast<u64>(product) != 0 || number.sticky, number.negative, options);
 }
