@@ -4,57 +4,42 @@
 
 #include "convert/digit_pairs.h"
 #include "convert/digit_scan.h"
+#include "convert/radix_digits.h"
 #include "tamrun/cvt.h"
 
 namespace {
 
-constexpr char kDigits[] = "0123456789ABCDEF";
 constexpr u32 kMinRadix = 2, kMaxRadix = 16;
 constexpr u32 kDataInputOptions = 83;  // every word up to this one is taken
 
-/// Bits of a digit, 0 for a radix whose digits are not whole bits.
-int digit_bits(i32 radix) { return radix == 2 ? 1 : radix == 8 ? 3 : radix == 16 ? 4 : 0; }
-
-/// Writes the last `count` digits of the number before `end`. Six bytes hold a whole number of digits of each size.
-template <int kBits>
-char* put_digits(const u8* data, i64 bytes, i64 count, char* end) {
-  constexpr i64 kChunk = 6, kChunkDigits = kChunk * 8 / kBits;
-  while (count > 0) {
-    u64 chunk = 0;
-    const i64 taken = bytes < kChunk ? bytes : kChunk;
-    memcpy(&chunk, data, taken);
-    data += taken;
-    bytes -= taken;
-    const i64 digits = count < kChunkDigits ? count : kChunkDigits;
-    for (i64 i = 0; i < digits; ++i) {
-      *--end = kDigits[chunk & ((1u << kBits) - 1)];
-      chunk >>= kBits;
-    }
-    count -= digits;
+/// Bits of the number without its leading zeros.
+i64 significant_bits(const u8* data, i64 bytes) {
+  for (; bytes >= 8; bytes -= 8) {
+    u64 word;
+    memcpy(&word, data + bytes - 8, sizeof word);
+    if (word != 0) return bytes * 8 - __builtin_clzll(word);
   }
-  return end;
+  for (; bytes > 0; --bytes) {
+    if (const u32 byte = data[bytes - 1]; byte != 0) return bytes * 8 - (__builtin_clz(byte) - 24);
+  }
+  return 0;
 }
 
 int data_to_text(const u8* data, i32 width, i32 bytes, i32 radix, i32 digits, char* dst) {
   if (width == 0) return CVT_SUCCESS;
   if (width < 0 || digits < 0 || bytes < 1) return CVT_INVALID_LENGTH;
   if (static_cast<u32>(radix) < kMinRadix || static_cast<u32>(radix) > kMaxRadix) return CVT_INVALID_RADIX;
-  const int bits = digit_bits(radix);
+  const int bits = digit_bits(static_cast<u32>(radix));
   if (bits == 0) return CVT_FIELD_OVERFLOW;
 
-  i64 used = bytes;
-  while (used > 0 && data[used - 1] == 0) --used;
-  const i64 used_bits = used == 0 ? 0 : used * 8 - (__builtin_clz(data[used - 1]) - 24);
+  const i64 used_bits = significant_bits(data, bytes);
   const i64 count = (used_bits + bits - 1) / bits;
   if (count > width) {
     fill_columns(dst, '*', width);
     return CVT_FIELD_OVERFLOW;
   }
   fill_columns(dst, ' ', width);
-  char* const end = dst + width;
-  char* const first = bits == 1   ? put_digits<1>(data, used, count, end)
-                      : bits == 3 ? put_digits<3>(data, used, count, end)
-                                  : put_digits<4>(data, used, count, end);
+  char* const first = put_radix_before(dst + width, data, bytes, count, bits);
   const i64 shown = digits < width ? digits : width;
   if (shown > count) memset(first - (shown - count), '0', shown - count);
   return CVT_SUCCESS;
@@ -89,7 +74,7 @@ int text_to_data(const char* text, i32 length, i32 bytes, i32 radix, u32 options
   if (length == 0) return CVT_SUCCESS;
   if (length < 0 || bytes < 1) return CVT_INVALID_LENGTH;
   if (options > kDataInputOptions) return CVT_INVALID_OPTIONS;
-  const int bits = digit_bits(radix);
+  const int bits = digit_bits(static_cast<u32>(radix));
   if (bits == 0) return CVT_INVALID_RADIX;
 
   const char* p = text + length;

@@ -3,13 +3,13 @@
 // Signed and unsigned integers to text.
 
 #include "convert/digit_pairs.h"
+#include "convert/radix_digits.h"
 #include "tamrun/cvt.h"
 
 #include <type_traits>
 
 namespace {
 
-constexpr char kDigits[] = "0123456789ABCDEF";
 constexpr u32 kDecimal = 10, kMinRadix = 2, kMaxRadix = 16;
 
 int field_overflow(char* dst, i32 width) {
@@ -56,33 +56,23 @@ inline int signed_to_text(Int value, i32 width, i32 digits, u32 options, char* d
                    [=](char* end) { return put_decimal_before(end, magnitude); });
 }
 
-/// Number of digits of `value` and the writer that puts them before `end`, for any radix.
+/// Number of digits of `value` and the writer that puts them before an address, for any radix.
 struct RadixDigits {
   u64 value;
   u32 radix;
 
   int count() const {
     if (value == 0) return 0;
-    if (radix == 2) return significant_bits();
-    if (radix == 8) return (significant_bits() + 2) / 3;
-    if (radix == 16) return (significant_bits() + 3) / 4;
+    if (const int bits = digit_bits(radix); bits != 0) return (63 - __builtin_clzll(value)) / bits + 1;
     int n = 0;
     for (u64 rest = value; rest != 0; rest /= radix) ++n;
     return n;
   }
   char* operator()(char* end) const {
-    if (radix == 2) return shifted<1>(end);
-    if (radix == 8) return shifted<3>(end);
-    if (radix == 16) return shifted<4>(end);
-    for (u64 rest = value; rest != 0; rest /= radix) *--end = kDigits[rest % radix];
-    return end;
-  }
-
- private:
-  int significant_bits() const { return 64 - __builtin_clzll(value); }
-  template <int kBits>
-  char* shifted(char* end) const {
-    for (u64 rest = value; rest != 0; rest >>= kBits) *--end = kDigits[rest & ((1u << kBits) - 1)];
+    if (const int bits = digit_bits(radix); bits != 0) {
+      return put_radix_before(end, reinterpret_cast<const u8*>(&value), sizeof value, count(), bits);
+    }
+    for (u64 rest = value; rest != 0; rest /= radix) *--end = kRadixDigits[rest % radix];
     return end;
   }
 };

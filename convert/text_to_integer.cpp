@@ -48,24 +48,38 @@ int accumulate(const char* text, const char* end, u32 radix, u32 options, u64& v
   return CVT_SUCCESS;
 }
 
-/// Blanks, then digits up to `end`. `value` counts only with status 0.
-inline int scan_unsigned(const char* text, const char* end, u32 radix, u32 options, u64& value) {
+/// The value of the up to eight characters before `end`: those further left are masked out. False if one is no digit.
+/// The field must have at least 8 characters in all.
+inline bool closing_digits(const char* field, const char* end, i64 count, u64& value) {
+  constexpr u64 kZeros = 0x3030303030303030;
+  const i64 before = end - field;
+  const u64 others = count < 8 ? ~u64{0} >> 8 * count : 0;
+  u64 chars = before >= 8 ? load_eight(end - 8) : load_eight(field) << 8 * (8 - before);
+  chars = (chars & ~others) | (kZeros & others);
+  value = eight_digit_value(chars);
+  return eight_digits(chars);
+}
+
+/// Blanks, then digits up to `end`. `value` counts only with status 0. The field begins at `field`.
+inline int scan_unsigned(const char* field, const char* text, const char* end, u32 radix, u32 options, u64& value) {
   value = 0;
   if (!skip_leading(text, end, options)) return CVT_INVALID_CHARACTER;
-  if (radix == kDecimal && end - text <= kSafeDecimalDigits) {
-    while (end - text >= 8) {
-      const u64 chars = load_eight(text);
-      if (!eight_digits(chars)) break;
-      value = value * 100000000 + eight_digit_value(chars);
-      text += 8;
-    }
-    for (; text != end; ++text) {
-      const u32 digit = static_cast<u8>(*text) - u32{'0'};
-      if (digit >= kDecimal) return accumulate(text, end, radix, options, value);
-      value = value * 10 + digit;
-    }
-    return CVT_SUCCESS;
+  const i64 count = end - text;
+  if (radix != kDecimal || count == 0) return accumulate(text, end, radix, options, value);
+  // Lengths differ from field to field; digits taken from the end cost no branch for each.
+  if (count <= 8 && end - field >= 8) {
+    if (closing_digits(field, end, count, value)) return CVT_SUCCESS;
+  } else if (count <= 16 && end - field >= 8) {
+    u64 low;
+    const bool digits = closing_digits(field, end - 8, count - 8, value) & closing_digits(field, end, 8, low);
+    value = value * 100000000 + low;
+    if (digits) return CVT_SUCCESS;
+  } else if (count <= kSafeDecimalDigits) {
+    const char* p = text;
+    for (u32 digit; p != end && (digit = static_cast<u8>(*p) - u32{'0'}) < kDecimal; ++p) value = value * 10 + digit;
+    if (p == end) return CVT_SUCCESS;
   }
+  value = 0;
   return accumulate(text, end, radix, options, value);
 }
 
@@ -80,7 +94,7 @@ inline int text_to_unsigned(const char* text, i32 length, i32 radix, u32 options
   const u32 base = static_cast<u32>(radix);
   if (base < kMinRadix || base > kMaxRadix) return CVT_INVALID_RADIX;
   u64 value;
-  const int status = scan_unsigned(text, text + length, base, options, value);
+  const int status = scan_unsigned(text, text, text + length, base, options, value);
   if (status != CVT_SUCCESS) return status;
   if (value > std::numeric_limits<Unsigned>::max()) return CVT_VALUE_OVERFLOW;
   narrow = static_cast<Unsigned>(value);
@@ -94,12 +108,13 @@ inline int text_to_signed(const char* text, i32 length, u32 options, Int* result
   memcpy(result, &narrow, sizeof narrow);
   if (length < 0) return CVT_INVALID_LENGTH;
   if (!valid_options(options)) return CVT_INVALID_OPTIONS;
+  const char* const field = text;
   const char* const end = text + length;
   if (!skip_leading(text, end, options)) return CVT_INVALID_CHARACTER;
   bool negative = false;
   if (text != end && (*text == '-' || *text == '+')) negative = *text++ == '-';
   u64 magnitude;
-  const int status = scan_unsigned(text, end, kDecimal, options, magnitude);
+  const int status = scan_unsigned(field, text, end, kDecimal, options, magnitude);
   if (status != CVT_SUCCESS) return status;
   const u64 largest = static_cast<u64>(std::numeric_limits<Int>::max());
   if (magnitude > largest + negative) return CVT_VALUE_OVERFLOW;
