@@ -609,4 +609,44 @@ TEST(TextToReal, nothing_outside_the_field_is_read_and_no_text_does_harm) {
   }
 }
 
+template <class Real>
+constexpr auto kWriter = cvt_ieee_t_to_text_ex;
+template <>
+constexpr auto kWriter<float> = cvt_ieee_s_to_text_ex;
+template <>
+constexpr auto kWriter<_Float128> = cvt_ieee_x_to_text_ex;
+
+/// Writes random values of all magnitudes, denormals among them, and reads them back. Returns how many came back
+/// changed; none may be further off than its neighbour.
+template <class Real>
+int changed_by_a_round_trip(int count, u32 form, int digits, int width) {
+  std::mt19937_64 random(17);
+  int changed = 0;
+  for (int i = 0; i < count; ++i) {
+    Real value;
+    do {
+      u64 words[2] = {random(), random()};
+      memcpy(&value, reinterpret_cast<char*>(words) + 16 - sizeof value, sizeof value);
+    } while (!(value - value == 0));
+    char field[64];
+    i32 length = 0;
+    EXPECT_EQ(0, kWriter<Real>(reinterpret_cast<const typename Interface<Real>::Result*>(&value), width, 0, digits, 0,
+                               5, kEven | form | CVT_M_EXPONENT_GIVEN, field, 4, &length));
+    const Real back = read<Real>(std::string(field, width));
+    EXPECT_LE(static_cast<i64>(distance(value, back)), 1) << std::string(field, width);
+    changed += !same(value, back);
+  }
+  return changed;
+}
+
+TEST(TextToReal, written_then_read_gives_it_back) {
+  EXPECT_EQ(0, changed_by_a_round_trip<float>(60000, CVT_M_E_FORM, 9, 20));
+  EXPECT_LE(changed_by_a_round_trip<double>(60000, CVT_M_E_FORM, 17, 30), 60);  // the reader is not always exact
+  EXPECT_LE(changed_by_a_round_trip<_Float128>(30000, CVT_M_E_FORM, 36, 50), 10);
+  constexpr u32 kHexForm = CVT_M_ES_FORM | CVT_M_HEX_FORM | CVT_M_HEX_UPPER;
+  EXPECT_EQ(0, changed_by_a_round_trip<float>(20000, kHexForm, 5, 30));
+  EXPECT_EQ(0, changed_by_a_round_trip<double>(20000, kHexForm, 13, 40));
+  EXPECT_EQ(0, changed_by_a_round_trip<_Float128>(20000, kHexForm, 28, 50));
+}
+
 }  // namespace
