@@ -108,8 +108,7 @@ contains
     point = index(text, '.')
     if (status /= 0 .or. point == 0) return
     decimals = letter - point - 1
-    unit = 0
-    if (exponent - decimals > -4900) unit = 10.0_16**(exponent - decimals)
+    unit = 10.0_16**(exponent/2)*10.0_16**(exponent - exponent/2 - decimals)
     is_rounded = abs(found - expected) <= unit/2 + 2*spacing(expected)
   end function
 end program
