@@ -92,12 +92,17 @@ void call_library(Statement* statement, const u8* list, u64* args) {
   take_result(statement, result);
 }
 
+void empty_batch(Statement* statement) {
+  statement->items = 0;
+  statement->words = 0;
+  statement->text_words = 0;
+}
+
 /// Passes the batch on.
 void send(Statement* statement, For_Item_Type end) {
   statement->list[2 * statement->items] = end;
   statement->list[2 * statement->items + 1] = 0;
-  statement->items = 0;
-  statement->words = 0;
+  empty_batch(statement);
   call_library(statement, statement->list, statement->args);
 }
 
@@ -109,9 +114,11 @@ void report_recursion(const Console* console, Statement* from = t_innermost) {
   if (from->console == console && !from->started) send(from, ITM_END_CALL);
 }
 
-/// Enters an item into the batch and gives its argument words; null when the items before it ended the statement.
-u64* add_item(Statement* statement, For_Item_Type type, For_Item_Access access, int words) {
-  if (statement->items == kBatchItems || statement->words + words > kBatchWords) {
+/// Enters an item into the batch, with room for a copied text, and gives its argument words; null when the items before
+/// it ended the statement.
+u64* add_item(Statement* statement, For_Item_Type type, For_Item_Access access, int words, int text_words = 0) {
+  const int used = statement->words + statement->text_words;
+  if (statement->items == kBatchItems || used + words + text_words > kBatchWords) {
     send(statement, ITM_END_CALL);
     if (statement->over) return nullptr;
   }
@@ -120,8 +127,18 @@ u64* add_item(Statement* statement, For_Item_Type type, For_Item_Access access, 
   ++statement->items;
   u64* args = &statement->args[statement->words];
   statement->words = static_cast<u8>(statement->words + words);
+  statement->text_words = static_cast<u8>(statement->text_words + text_words);
   statement->numeric_text = false;
   return args;
+}
+
+constexpr int words_of(size_t bytes) { return static_cast<int>((bytes + sizeof(u64) - 1) / sizeof(u64)); }
+
+/// A number that went as text has no type that would put a blank between it and a character item.
+void separate_numeric_text(Statement* statement) {
+  if (!statement->numeric_text) return;
+  statement->numeric_text = false;
+  put_text(statement, " ", 1);
 }
 
 /// True when the text, without trailing blanks and regard to case, is the word.
@@ -147,8 +164,7 @@ void begin_statement(Gfc_Dt* block, Console* console) {
   statement->started = false;
   statement->over = false;
   statement->numeric_text = false;
-  statement->items = 0;
-  statement->words = 0;
+  empty_batch(statement);
   t_innermost = statement;
   if (console->our_depth > 1) report_recursion(console);
 }
@@ -166,30 +182,38 @@ bool abandon_statement(Statement* statement) {
 
 void put_value(Statement* statement, For_Item_Type type, const void* value, size_t bytes) {
   if (statement->over) return;
-  u64* args = add_item(statement, type, ACC_INLINE, static_cast<int>((bytes + sizeof(u64) - 1) / sizeof(u64)));
+  u64* args = add_item(statement, type, ACC_INLINE, words_of(bytes));
   if (args == nullptr) return;
   *args = 0;
   memcpy(args, value, bytes);
 }
 
 void put_text(Statement* statement, const char* text, i64 length) {
-  const u64 words[] = {static_cast<u64>(length), reinterpret_cast<u64>(text)};
-  put_reference(statement, ITM_CHARACTER, ACC_SCALAR, words, 2);
+  if (length < 0 || length > kCopiedText) {
+    const u64 words[] = {static_cast<u64>(length), reinterpret_cast<u64>(text)};
+    return put_reference(statement, ITM_CHARACTER, ACC_SCALAR, words, 2);
+  }
+  if (statement->over) return;
+  separate_numeric_text(statement);
+  if (statement->over) return;
+  const auto bytes = static_cast<size_t>(length);
+  u64* args = add_item(statement, ITM_CHARACTER, ACC_SCALAR, 2, words_of(bytes));
+  if (args == nullptr) return;
+  u64* copy = &statement->args[kBatchWords - statement->text_words];
+  if (bytes > 0) memcpy(copy, text, bytes);
+  args[0] = bytes;
+  args[1] = reinterpret_cast<u64>(copy);
 }
 
 void put_reference(Statement* statement, For_Item_Type type, For_Item_Access access, const u64* words, int count) {
   if (statement->over) return;
-  if (type == ITM_CHARACTER && statement->numeric_text) {
-    statement->numeric_text = false;
-    put_text(statement, " ", 1);
-    if (statement->over) return;
-  }
+  if (type == ITM_CHARACTER) separate_numeric_text(statement);
+  if (statement->over) return;
   if (count <= kBatchWords) {
     u64* args = add_item(statement, type, access, count);
     if (args == nullptr) return;
     memcpy(args, words, static_cast<size_t>(count) * sizeof(u64));
-    send(statement, ITM_END_CALL);
-    return;
+    return send(statement, ITM_END_CALL);
   }
   if (statement->items > 0) send(statement, ITM_END_CALL);
   if (statement->over) return;

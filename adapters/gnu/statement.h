@@ -9,10 +9,11 @@
 #include "tamrun/context.h"
 #include "tamrun/item_list.h"
 
-/// Values passed inline wait for company, so that most statements are one call of the library; an item by reference is
-/// sent at once, since what it refers to may be a temporary of the expression.
+/// Values and short texts are copied and wait for company, so that most statements are one call of the library; what goes
+/// by reference is sent at once, since it may be a temporary of the expression.
 inline constexpr int kBatchItems = 20;
 inline constexpr int kBatchWords = 20;
+inline constexpr i64 kCopiedText = 40;
 
 /// Stands in the part of the parameter block that belongs to the server, so that statements may nest to any depth.
 struct Statement {
@@ -24,7 +25,8 @@ struct Statement {
   bool over;          ///< has failed: the library wants no further call
   bool numeric_text;  ///< the last item was a number passed as text: a character item needs a blank before it
   u8 items;
-  u8 words;
+  u8 words;       ///< argument words, from the start of `args`
+  u8 text_words;  ///< copied texts, from the end of `args`
   u8 list[2 * (kBatchItems + 1)];
   u64 args[kBatchWords];
 };
@@ -43,7 +45,7 @@ void end_statement(Statement* statement);
 /// A scalar number or logical, copied before the call returns.
 void put_value(Statement* statement, For_Item_Type type, const void* value, size_t bytes);
 
-/// A character scalar.
+/// A character scalar, copied or sent before the call returns.
 void put_text(Statement* statement, const char* text, i64 length);
 
 /// An item by reference with its argument words.
