@@ -84,12 +84,7 @@ void generate(Fraction<Words>& fraction, char* text, int count) {
   constexpr int kChunk = 19;
   while (count > 0) {
     const int digits = std::min(count, kChunk);
-    u64 chunk = fraction.multiply(kPowersOfTen[digits]);
-    int left = digits;
-    for (; left >= 8; left -= 8, chunk /= 100000000) {
-      put_eight_digits(text + left - 8, static_cast<u32>(chunk % 100000000));
-    }
-    for (; left > 0; --left, chunk /= 10) text[left - 1] = static_cast<char>('0' + chunk % 10);
+    put_digits_before(text + digits, fraction.multiply(kPowersOfTen[digits]), digits);
     text += digits;
     count -= digits;
   }

@@ -76,6 +76,30 @@ inline char* put_decimal_before(char* end, u64 value) {
   return end;
 }
 
+/// Writes the lowest `count` digits of `value` before `end` and returns the number that stands before them.
+inline u64 put_digits_before(char* end, u64 value, int count) {
+  constexpr u32 kEight = 100000000;
+  while (count >= 8) {
+    const u64 rest = value / kEight;
+    end -= 8;
+    put_eight_digits(end, static_cast<u32>(value - rest * kEight));
+    value = rest;
+    count -= 8;
+  }
+  for (; count >= 2; count -= 2) {
+    const u64 rest = value / 100;
+    end -= 2;
+    put_digit_pair(end, static_cast<u32>(value - rest * 100));
+    value = rest;
+  }
+  if (count != 0) {
+    const u64 rest = value / 10;
+    *--end = static_cast<char>('0' + (value - rest * 10));
+    value = rest;
+  }
+  return value;
+}
+
 /// Fills `count` columns with `c`. Widths are the same from call to call, so the branches on them are cheap; the
 /// stores overlap instead of counting down.
 inline void fill_columns(char* dst, char c, u32 count) {

@@ -79,28 +79,4 @@ inline Rounded_Digits round_to_digits(const Unpacked<u64>& value, int count, u32
   return {integer, exponent, carried, scaled.certain};
 }
 
-/// Writes the lowest `count` digits of `value` before `end` and returns the number that stands before them.
-inline u64 put_digits_before(char* end, u64 value, int count) {
-  constexpr u32 kEight = 100000000;
-  while (count >= 8) {
-    const u64 rest = value / kEight;
-    end -= 8;
-    put_eight_digits(end, static_cast<u32>(value - rest * kEight));
-    value = rest;
-    count -= 8;
-  }
-  for (; count >= 2; count -= 2) {
-    const u64 rest = value / 100;
-    end -= 2;
-    put_digit_pair(end, static_cast<u32>(value - rest * 100));
-    value = rest;
-  }
-  if (count != 0) {
-    const u64 rest = value / 10;
-    *--end = static_cast<char>('0' + (value - rest * 10));
-    value = rest;
-  }
-  return value;
-}
-
 #endif

@@ -3,6 +3,7 @@
 // One real in one output field: the forms F, E, D, EN, ES, EX and G, with the rules for width, sign, leading zero,
 // exponent letter, NaN and Infinity.
 #include "convert/digit_engine.h"
+#include "convert/short_field.h"
 
 #include <algorithm>
 #include <bit>
@@ -94,9 +95,8 @@ int Field<Ieee>::build() {
     en_ = true;
     d_ += 2;
     k_ = 3;
-  }
-  if (option(CVT_M_ES_FORM)) {
-    ex_ = !en_ && option(CVT_M_HEX_FORM) && option(CVT_M_ROUND_GIVEN);
+  } else if (option(CVT_M_ES_FORM)) {
+    ex_ = option(CVT_M_HEX_FORM) && option(CVT_M_ROUND_GIVEN);
     k_ = 1;
   }
   if (ext(CVT_X_WIDTH_COMPUTED) && ext(CVT_X_G0) && ext(CVT_X_STANDARD_G0)) {
@@ -139,7 +139,7 @@ int Field<Ieee>::g_form() {
     k_ = 0;
     if (!ext(CVT_X_LIST_G)) {
       if (d_ < 1) return stars(width_, CVT_FIELD_OVERFLOW);
-      reduction = e_ != 0 ? e_ + 2 : 4;
+      reduction = e_ > 0 ? e_ + 2 : 4;
       --d_;
     }
     return f_form(width_ - reduction);
@@ -166,7 +166,7 @@ bool Field<Ieee>::g_is_fixed(i64* reduction) {
   const i64 exponent = digits_.exponent;
   if (digits_.status != CVT_SUCCESS || exponent < 0 || exponent > d_) return false;
   d_ -= exponent;
-  *reduction = reserve_digits_ ? count_digits(exponent) + 2 : e_ != 0 ? e_ + 2 : 4;
+  *reduction = reserve_digits_ ? count_digits(exponent) + 2 : e_ > 0 ? e_ + 2 : 4;
   return true;
 }
 
@@ -379,10 +379,55 @@ int Field<Ieee>::special_field(const char* text, int length, i64 field, int stat
   return status;
 }
 
+/// The plain forms of a finite value. False: the builder has to do it.
+template <class Ieee>
+bool put_plain(typename Ieee::Bits bits, const Field_Request& r) {
+  constexpr u32 kE = CVT_M_E_FORM | CVT_M_ES_FORM;
+  constexpr u32 kPlain = kE | CVT_M_F_FORM | CVT_M_D_LETTER | CVT_M_FORCE_PLUS | CVT_M_EXPONENT_GIVEN |
+                         u32{CVT_ROUND_MASK} | CVT_M_ROUND_GIVEN | CVT_M_G_ZERO_AS_F | CVT_M_G_STANDARD;
+  constexpr u64 kPlainExt =
+      u64{CVT_X_MINUS_ZERO} | CVT_X_KEEP_ROUNDED_SIGN | CVT_X_DECIMAL_COMMA | CVT_X_STANDARD_G0 | CVT_X_D_GIVEN;
+  if ((r.options & ~kPlain) != 0 || (r.ext & ~kPlainExt) >> 32 != 0) return false;
+  const Unpacked<u64> value = unpack<Ieee>(bits);
+  if (value.cls != REAL_NORMAL && value.cls != REAL_DENORMAL) return false;
+  Short_Field field{r.dst,
+                    r.width,
+                    r.decimals,
+                    rounding_mask(r.options),
+                    (r.ext & CVT_X_DECIMAL_COMMA) != 0 ? ',' : '.',
+                    (r.options & CVT_M_FORCE_PLUS) != 0};
+  if ((r.options & (kE | CVT_M_F_FORM)) == CVT_M_F_FORM) {
+    return r.scale == 0 && put_short_fixed(value, field, r.limit);
+  }
+  const bool given = (r.options & CVT_M_EXPONENT_GIVEN) != 0;
+  if (r.e < given || r.e > kShortExponentDigits) return false;
+  const Short_Exponent exponent_format{(r.options & CVT_M_D_LETTER) != 0 ? 'D' : 'E', r.e, given};
+  if ((r.options & kE) == 0) {
+    i64 exponent;
+    const i64 significant = (r.ext & CVT_X_STANDARD_G0) != 0 ? r.decimals : kFastDigits;
+    if (!short_g_exponent(value, i64{r.width} - 1, r.decimals, significant, &exponent)) return false;
+    if (exponent >= 0 && exponent <= r.decimals) {
+      const i32 behind = r.e > 0 ? r.e + 2 : 4;
+      if (behind >= r.width) return false;
+      field.width -= behind;
+      field.decimals -= static_cast<i32>(exponent);
+      if (!put_short_fixed(value, field, r.limit)) return false;
+      fill_columns(r.dst + field.width, ' ', static_cast<size_t>(behind));
+      *r.out_len = field.width;
+      return true;
+    }
+  }
+  const i32 scale = (r.options & CVT_M_ES_FORM) != 0 ? 1 : r.scale;
+  return (scale == 0 || scale == 1) && put_short_scientific(value, field, scale, exponent_format);
+}
+
 template <class Ieee>
 int real_to_text(typename Ieee::Bits bits, const Field_Request& request) {
   if (request.width < 1) return CVT_INVALID_LENGTH;
   *request.out_len = request.width;
+  if constexpr (sizeof(typename Ieee::Significand) == sizeof(u64)) {
+    if (put_plain<Ieee>(bits, request)) return CVT_SUCCESS;
+  }
   return Field<Ieee>(bits, request).build();
 }
 
