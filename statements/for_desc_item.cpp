@@ -21,7 +21,7 @@ constexpr For_Item_Row kNone = {ITEM_SIZE_INVALID, 0};
 
 }  // namespace
 
-extern "C" const For_Item_Row for__dsc_itm_table[kItemTypes] = {
+constexpr For_Item_Row for__dsc_itm_table[kItemTypes] = {
     kNone,        kMark,    kMark,     kNone,  kNone,  kByte,  kByte,  kHalf,  kHalf,        kWord,     // 0 to 9
     kWord,        kLong,    kLong,     kWord,  kByte,  kHalf,  kWord,  kLong,  kNone,        kNone,     // 10 to 19
     kNone,        kNone,    kNone,     kNone,  kNone,  kWord,  kWord,  kNone,  kLong,        kLong,     // 20 to 29
@@ -64,12 +64,18 @@ int inconsistent_list() {
 i64 not_negative(i64 bytes) { return std::max<i64>(bytes, 0); }
 
 /// Bytes of one value by its type: of a complex number one part. Text without a length is one character.
-i64 value_bytes(u32 type) {
-  const i64 size = for__dsc_itm_table[type].size;
-  if (item_is_character(type)) return 1;
-  if (size < 0) return 0;
-  return item_is_complex(type) ? size / 2 : size;
-}
+constexpr auto kValueBytes = [] {
+  struct {
+    u8 of[kItemTypes];
+  } bytes = {};
+  for (int type = 0; type < kItemTypes; ++type) {
+    const int size = for__dsc_itm_table[type].size;
+    bytes.of[type] = item_is_character(type) ? 1 : size < 0 ? 0 : item_is_complex(type) ? size / 2 : size;
+  }
+  return bytes;
+}();
+
+i64 value_bytes(u32 type) { return kValueBytes.of[type]; }
 
 /// Element length of an item that brings one: 0 or MSG_INVALID_ARGUMENT. A number's element is never shorter than the
 /// number, and that of a complex number is a part whatever the list says.

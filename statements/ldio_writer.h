@@ -91,8 +91,6 @@ class Ldio_Writer {
   Ldio_Result write_items(const u8* list, void* args) {
     For_Value_Info val;
     For_Item_Shape shape;
-    ItemWalker walker;
-    Item_Run run;
     for (;;) {
       if (int code = for__desc_ret_item(&list, &args, &val, &shape)) return failure(code);
       if (val.val_type == ITM_END_STATEMENT) return {Ldio_End::statement, 0, 0};
@@ -104,20 +102,8 @@ class Ldio_Writer {
         target_.after_child();
         continue;
       }
-      const bool array = item_is_array(shape.shp_access);
-      const bool section = item_is_section(shape.shp_access);
-      walker.start(val, shape, s_.lub.lub_f_f90_rtl);
-      if (walker.count() == 0) {
-        if (!section) s_.lub.lub_zero_item = 1;
-        continue;
-      }
-      if (s_.lub.lub_f_f90_rtl || section || !array) {
-        s_.lub.lub_f_item_seen = 1;
-        s_.lub.lub_zero_item = 0;
-      }
-      while (walker.next(run)) {
-        if (int code = write_run(val.val_type, run)) return failure(code);
-      }
+      const int code = item_is_array(shape.shp_access) ? write_array(val, shape) : write_scalar(val);
+      if (code != 0) return failure(code);
     }
   }
 
@@ -126,6 +112,32 @@ class Ldio_Writer {
     // A complex value that no record holds is a write that failed for want of room.
     const int user_code = code == MSG_WRITE_ERROR && complex_too_wide_ ? MSG_RECORD_OVERFLOW : code;
     return {Ldio_End::failed, code, user_code};
+  }
+
+  int write_scalar(const For_Value_Info& val) {
+    s_.lub.lub_f_item_seen = 1;
+    s_.lub.lub_zero_item = 0;
+    const i64 parts = item_is_complex(val.val_type) ? 2 : 1;
+    return write_run(val.val_type, {val.val_data, val.val_elem, parts, val.val_elem});
+  }
+
+  int write_array(const For_Value_Info& val, const For_Item_Shape& shape) {
+    ItemWalker walker;
+    walker.start(val, shape, s_.lub.lub_f_f90_rtl);
+    const bool section = item_is_section(shape.shp_access);
+    if (walker.count() == 0) {
+      if (!section) s_.lub.lub_zero_item = 1;
+      return 0;
+    }
+    if (s_.lub.lub_f_f90_rtl || section) {
+      s_.lub.lub_f_item_seen = 1;
+      s_.lub.lub_zero_item = 0;
+    }
+    Item_Run run;
+    while (walker.next(run)) {
+      if (int code = write_run(val.val_type, run)) return code;
+    }
+    return 0;
   }
 
   int write_run(u32 type, const Item_Run& run) {

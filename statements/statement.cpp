@@ -262,6 +262,7 @@ int position_stream_output(For_Lub& lub) {
     lub.lub_file_pos = lub.lub_disk_pos = lub.lub_pos_request;
     lub.lub_f_read_ahead = 0;
     lub.lub_read_ahead = 0;
+    lub.lub_a_read_next = lub.lub_a_read_end = nullptr;
   } else {
     lub.lub_disk_pos += lub.lub_rec_buffered;
   }

@@ -4,10 +4,13 @@
 
 #include <gtest/gtest.h>
 #include <string.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <random>
 
 #include "list_output.h"
+#include "support/fail_malloc.h"
 #include "tamrun/messages.h"
 
 namespace {
@@ -166,6 +169,30 @@ TEST(WriteListReal, OverflowingPartEndsTheStatement) {
   items.complex16(-1.2345678901234567e100, 1).int4(7).end();
   EXPECT_EQ(unit.write(items, nullptr, kIostat | iof_ignore_conv_error), 0);
   EXPECT_EQ(unit.text(), " (" + std::string(23, '*') + ",1.000000000000000)           7\n");
+}
+
+TEST(WriteListReal, OneWriteForEachRecordAndNothingFromTheHeap) {
+  int ends[2];
+  ASSERT_EQ(socketpair(AF_UNIX, SOCK_DGRAM, 0, ends), 0);  // each write arrives as a message of its own
+  Connected_Unit unit(40, ends[1], {});
+  For_Context ctx{};
+  for (int i = 1; i <= 3; ++i) {
+    ItemList items;
+    items.int4(i).real8(i).end();
+    const tamrun_test::Fail_Vm fail(1);
+    EXPECT_EQ(first_call(for_write_seq_lis, ctx, 40, kIostat, items), 0);
+    EXPECT_FALSE(fail.hit());
+  }
+  char message[200];
+  for (int i = 1; i <= 3; ++i) {
+    char integer[16];
+    snprintf(integer, sizeof integer, "%12d", i);
+    const ssize_t got = recv(ends[0], message, sizeof message, MSG_DONTWAIT);
+    ASSERT_GT(got, 0);
+    EXPECT_EQ(std::string(message, got), integer + r8(i) + "\n");
+  }
+  EXPECT_LT(recv(ends[0], message, sizeof message, MSG_DONTWAIT), 0);
+  close(ends[0]);
 }
 
 TEST(WriteListReal, MsfLayoutSpreadsPairs) {
