@@ -27,6 +27,10 @@ program mixed
   flush (6)
   print '(a)', 'short format'
   call flush(6)
-  print *, 'end'
+  write (*, '(i5)', iostat=i) 'not an integer'
+  print *, i > 0, 1.5
+  write (*, '(a)', err=10, iostat=i) 'no', 'error'
+  print *, i, 2.5
+10 print *, 'end'
   write (*, '(a)') 'last'
 end program
