@@ -68,8 +68,10 @@ class External_Target {
     return for__adjust_buffer(&lub_, needed, needed) == 0 ? 0 : MSG_RECORD_OVERFLOW;
   }
 
-  /// Ends the line and begins the next: false when that failed, which is then remembered.
+  /// Ends the line and begins the next: false when that failed, which is then remembered and not tried again.
   bool new_record() {
+    const i64 error = s_.ldir.ldir_error;
+    if (error != 0 && error != MSG_OUTPUT_CONVERSION) return false;
     if (!lub_.lub_f_stream) {
       s_.ldir.ldir_flags |= LDIR_NEED_BLANK;
       lub_.lub_zero_item = 0;
