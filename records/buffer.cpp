@@ -43,7 +43,18 @@ void rebase(u8*& pointer, const u8* from, u8* to) {
   if (pointer != nullptr) pointer = to + (pointer - from);
 }
 
-int reallocate(For_Lub& lub, i64 bytes) {
+void forget_read_ahead(For_Lub& lub) {
+  lub.lub_f_read_ahead = 0;
+  lub.lub_a_read_next = nullptr;
+  lub.lub_a_read_end = nullptr;
+  lub.lub_a_cursor = nullptr;
+  lub.lub_read_ahead = 0;
+  lub.lub_a_rec_end = lub.lub_a_buffer;
+}
+
+}  // namespace
+
+int resize_buffer(For_Lub& lub, i64 bytes) {
   const u8* old = lub.lub_a_buffer;
   void* block = lub.lub_a_buffer;
   const i64 guard = sizeof kBufferGuard;
@@ -59,17 +70,6 @@ int reallocate(For_Lub& lub, i64 bytes) {
   return 0;
 }
 
-void forget_read_ahead(For_Lub& lub) {
-  lub.lub_f_read_ahead = 0;
-  lub.lub_a_read_next = nullptr;
-  lub.lub_a_read_end = nullptr;
-  lub.lub_a_cursor = nullptr;
-  lub.lub_read_ahead = 0;
-  lub.lub_a_rec_end = lub.lub_a_buffer;
-}
-
-}  // namespace
-
 int for__adjust_buffer(For_Lub* lub_pointer, i64 needed, i64 wanted) {
   For_Lub& lub = *lub_pointer;
   constexpr i64 kMostGrowth = 1ll << 48;  // above every limit of a record, far from overflow
@@ -84,7 +84,7 @@ int for__adjust_buffer(For_Lub* lub_pointer, i64 needed, i64 wanted) {
   i64 grown = growth.room;
   if (used + growth.room > lub.lub_buffer_size) {
     if (used + growth.needed > lub.lub_buffer_size) {
-      if (int code = reallocate(lub, lub.lub_buffer_size + growth.room)) return code;
+      if (int code = resize_buffer(lub, lub.lub_buffer_size + growth.room)) return code;
     } else {
       grown = growth.needed;
     }
@@ -141,10 +141,8 @@ i64 read_ahead_bytes(const For_Lub& lub) {
   if (lub.lub_rectype == RECTYPE_STREAM) {
     return lub.lub_f_read_ahead ? lub.lub_a_rec_end - lub.lub_a_cursor : lub.lub_read_ahead;
   }
-  if (lub.lub_a_read_next != nullptr && lub.lub_a_read_end != nullptr) {
-    return std::max<i64>(lub.lub_a_read_end - lub.lub_a_read_next, 0);
-  }
-  return lub.lub_read_ahead;
+  const bool known = lub.lub_a_read_next != nullptr && lub.lub_a_read_end != nullptr;
+  return known ? unread_bytes(lub) : lub.lub_read_ahead;
 }
 
 int for__flush_readahead(For_Lub* lub_pointer, i64 delta) {

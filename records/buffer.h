@@ -23,6 +23,16 @@ extern "C" {
 /// Largest single read or write of the unit.
 inline i64 transfer_chunk(const For_Lub& lub) { return lub.lub_blocksize > 0 ? lub.lub_blocksize : kDefaultBlocksize; }
 
+/// Gives the buffer `bytes` usable bytes, writes the guard and moves every pointer into it along: 0 or MSG_NO_MEMORY,
+/// which leaves everything as it was.
+[[nodiscard]] int resize_buffer(For_Lub& lub, i64 bytes);
+
+/// Bytes in the buffer that have come from the file and that no record has taken. Not for STREAM units.
+inline i64 unread_bytes(const For_Lub& lub) {
+  if (lub.lub_a_read_next == nullptr || lub.lub_a_read_end == nullptr) return 0;
+  return lub.lub_a_read_end > lub.lub_a_read_next ? lub.lub_a_read_end - lub.lub_a_read_next : 0;
+}
+
 /// Bytes by which the file stands ahead of the unit's logical position, while the buffer holds input. There is one
 /// count: what lies between lub_a_read_next and lub_a_read_end, on a STREAM unit between lub_a_cursor and
 /// lub_a_rec_end. Where no next record is known, lub_read_ahead tells it.

@@ -27,10 +27,6 @@ struct Span {
   i64 length() const { return end - start; }
 };
 
-bool is_variable(const For_Lub& lub) {
-  return lub.lub_rectype == RECTYPE_VARIABLE || lub.lub_rectype == RECTYPE_VARIABLE_KEYWORD;
-}
-
 /// The line-end state that all units on the file share.
 For_File_Info& line_state(For_Lub& lub, For_File_Info& none) {
   return lub.lub_a_file_info != nullptr ? *lub.lub_a_file_info : none;

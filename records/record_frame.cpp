@@ -56,7 +56,7 @@ int layout_formatted_record(For_Lub& lub) {
   if (lub.lub_rectype == RECTYPE_SEGMENTED) return MSG_RECORD_TYPE;
   apply_frame(lub, kFrame[lub.lub_rectype]);
   if (is_crlf_direct(lub)) {
-    lub.lub_a_rec_end -= 2;
+    lub.lub_a_rec_end -= kCrLf;
   } else if (lub.lub_cc == CC_FORTRAN || lub.lub_cc == CC_LIST) {
     if (lub.lub_cc == CC_FORTRAN) lub.lub_a_cursor += kFortranWork;
     if (!has_line_end_in_type(lub)) lub.lub_a_rec_end -= 1;

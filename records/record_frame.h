@@ -13,6 +13,14 @@ inline constexpr int kLengthWord = 4;
 /// control character expands to.
 inline constexpr int kFortranWork = 5;
 
+/// Bytes of the CR LF that ends a record.
+inline constexpr int kCrLf = 2;
+
+/// Both values of VARIABLE.
+inline bool is_variable(const For_Lub& lub) {
+  return lub.lub_rectype == RECTYPE_VARIABLE || lub.lub_rectype == RECTYPE_VARIABLE_KEYWORD;
+}
+
 /// FIXED records of a direct formatted unit that end in CR LF, which lub_rec_bytes counts on top of RECL.
 inline bool is_crlf_direct(const For_Lub& lub) {
   return lub.lub_rectype == RECTYPE_FIXED && lub.lub_f_direct && lub.lub_f_formatted && lub.lub_f_compat_io;

@@ -93,7 +93,7 @@ void begin_statement(For_Lub& lub, For_Context* ctx, int statement) {
     lub.lub_f_after_rewind = statement == STMT_REWIND;
   lub.lub_statement = static_cast<u8>(statement == STMT_OPEN_ASYNC ? STMT_OPEN : statement);
   lub.lub_f_nml_position = 0;
-  lub.lub_f_list_read = 0;
+  lub.lub_f_ldio_read = 0;
 }
 
 /// Gives the keywords that the statement overrode their value of the connection back.

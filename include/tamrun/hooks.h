@@ -51,6 +51,9 @@ int for__close_default(For_Lub* lub, int release);
 /// write failed. Length 0 flushes.
 int for__write_output(For_Lub* lub, const u8* data, i64 length);
 
+/// Provided by records/ with unformatted output: ends the length-byte file that lub_f_ufseq_write_open tells of. 0 or a
+/// message number. Without it nobody sets that flag.
+[[nodiscard]] int for__finish_ufseq_write(For_Lub* lub);
 /// Provided by records/: reads the four size variables at start-up.
 void for__default_io_sizes_env_init(void);
 

@@ -203,6 +203,9 @@ struct For_Lub {
   i64 lub_span_bytes;                          ///< bytes from the file since the last re-alignment, for BACKSPACE
   i64 lub_span_left;                           ///< bytes carried over to the buffer's start at the last fill
   i64 lub_cache_first_rec, lub_cache_end_rec;  ///< direct access: records held, first and one past the last
+  i64 lub_rec_left;                            ///< bytes left in the subrecord; negative while a successor follows
+  void* lub_a_user_target;                     ///< variable that receives a record directly, null none
+  i64 lub_user_target_len;                     ///< its bytes
   u8* lub_a_internal_pos;                      ///< internal file: where the next record goes
   i64 lub_internal_size;                       ///< internal file: bytes of the whole variable
   i64 lub_fmt_record_done;                     ///< a pass of the format has ended and the new record holds nothing yet
@@ -274,6 +277,9 @@ struct For_Lub {
   u32 lub_f_virtual_recl : 1;      ///< the buffer holds less than RECL and grows on demand
   u32 lub_f_convert : 1;           ///< a CONVERT conversion is in force
   u32 lub_f_big_endian_words : 1;  ///< the file is big-endian
+  u32 lub_f_rec_continued : 1;     ///< the current subrecord has a successor
+  u32 lub_f_in_field_read : 1;     ///< a record is being read by field, past the buffer
+  u32 lub_f_ufseq_write_open : 1;  ///< a length-byte file has been written to and wants its end mark
   u32 lub_f_closing : 1;           ///< CLOSE has begun
   u32 lub_f_files_from_cmd : 1;    ///< a blank file name comes from the command line or is asked for
   u32 lub_f_buffered_default : 1;  ///< default of BUFFERED= is 'YES'
@@ -305,7 +311,7 @@ struct For_Lub {
   u32 lub_f_nml_position : 1;  ///< namelist read: the diagnostic adds line and position
   u32 lub_f_nml_eof : 1;
   u32 lub_f_nml_blank_name : 1;
-  u32 lub_f_list_read : 1;       ///< the list-read mark that each acquisition clears
+  u32 lub_f_ldio_read : 1;       ///< a list-directed READ runs; each acquisition clears it
   u32 lub_f_child_iomsg : 1;     ///< a child has set the IOMSG= text
   u32 lub_f_nested_inquire : 1;  ///< an INQUIRE runs inside a statement of the same thread on this unit
   u32 lub_f_busy : 1;            ///< a statement holds the unit

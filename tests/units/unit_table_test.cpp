@@ -170,12 +170,12 @@ TEST_P(UnitTable, StatementMarks) {
     acquire(12, statement);
     EXPECT_TRUE(lub->lub_f_after_rewind) << statement;
   }
-  lub->lub_f_nml_position = lub->lub_f_list_read = 1;
+  lub->lub_f_nml_position = lub->lub_f_ldio_read = 1;
   EXPECT_EQ(0, for__release_lun(12));
   acquire(12, STMT_READ);
   EXPECT_FALSE(lub->lub_f_after_rewind);
   EXPECT_FALSE(lub->lub_f_nml_position);
-  EXPECT_FALSE(lub->lub_f_list_read);
+  EXPECT_FALSE(lub->lub_f_ldio_read);
   EXPECT_EQ(0, for__deallocate_lub(12));
 }
 
