@@ -1,10 +1,12 @@
 # SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
 #
+# The converters round each product on its own: -ffp-contract=off keeps a compiler from fusing them.
+#
 # tamrun_library(folders...): compiles every source of the folders once and makes of the objects
 #   libtamrunmt.so.5     the shared library; what it exports is the union of <folder>/exports.list
 #   libtamrun_internals  the same objects as an archive, for tests of internals
 
-set(TAMRUN_CXX_FLAGS -fno-exceptions -fno-rtti -fno-threadsafe-statics -fvisibility=hidden -Wall -Wextra -Wvla
+set(TAMRUN_CXX_FLAGS -ffp-contract=off -fno-exceptions -fno-rtti -fno-threadsafe-statics -fvisibility=hidden -Wall -Wextra -Wvla
                      -Wno-unknown-warning-option)
 add_library(tamrun_options INTERFACE)
 target_include_directories(tamrun_options INTERFACE ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR})

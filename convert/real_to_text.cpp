@@ -386,7 +386,8 @@ bool put_plain(typename Ieee::Bits bits, const Field_Request& r) {
   constexpr u32 kPlain = kE | CVT_M_F_FORM | CVT_M_D_LETTER | CVT_M_FORCE_PLUS | CVT_M_EXPONENT_GIVEN |
                          u32{CVT_ROUND_MASK} | CVT_M_ROUND_GIVEN | CVT_M_G_ZERO_AS_F | CVT_M_G_STANDARD;
   constexpr u64 kPlainExt =
-      u64{CVT_X_MINUS_ZERO} | CVT_X_KEEP_ROUNDED_SIGN | CVT_X_DECIMAL_COMMA | CVT_X_STANDARD_G0 | CVT_X_D_GIVEN;
+      u64{CVT_X_MINUS_ZERO} | CVT_X_KEEP_ROUNDED_SIGN | CVT_X_DECIMAL_COMMA | CVT_X_STANDARD_G0 | CVT_X_D_GIVEN |
+      CVT_X_LIST_DIRECTED | CVT_X_VALUE_OPTION;  // the last two are read by no form
   if ((r.options & ~kPlain) != 0 || (r.ext & ~kPlainExt) >> 32 != 0) return false;
   const Unpacked<u64> value = unpack<Ieee>(bits);
   if (value.cls != REAL_NORMAL && value.cls != REAL_DENORMAL) return false;
