@@ -53,22 +53,15 @@ Fraction<3> multiply(u64 significand, const Scaled_128& power, int* bexp) {
 }
 
 Fraction<4> multiply(u128 significand, const Scaled_128& power, int* bexp) {
-  Fraction<4> product{{0, 0, static_cast<u64>(significand >> 64), static_cast<u64>(significand)}};
-  Fraction<4> upper = product;
-  product.multiply(static_cast<u64>(power.mantissa));
-  upper.multiply(static_cast<u64>(power.mantissa >> 64));
-  // product fills the words 1 to 3, and upper, which counts one word higher, the words 0 to 2
-  const u128 w2 = static_cast<u128>(product.word[2]) + upper.word[3];
-  const u128 w1 = static_cast<u128>(product.word[1]) + upper.word[2] + static_cast<u64>(w2 >> 64);
-  Fraction<4> sum{
-      {upper.word[1] + static_cast<u64>(w1 >> 64), static_cast<u64>(w1), static_cast<u64>(w2), product.word[3]}};
+  Product_256 product = multiply_128(significand, power.mantissa);
   *bexp += power.exponent;
-  if ((sum.word[0] >> 63) == 0) {
-    for (int i = 0; i < 3; ++i) sum.word[i] = sum.word[i] << 1 | sum.word[i + 1] >> 63;
-    sum.word[3] <<= 1;
+  if ((product.high >> 127) == 0) {
+    product.high = product.high << 1 | product.low >> 127;
+    product.low <<= 1;
     --*bexp;
   }
-  return sum;
+  return {{static_cast<u64>(product.high >> 64), static_cast<u64>(product.high), static_cast<u64>(product.low >> 64),
+           static_cast<u64>(product.low)}};
 }
 
 Fraction<3> unscaled(u64 significand) { return {{significand, 0, 0}}; }

@@ -159,7 +159,8 @@ TAMRUN_ENTRY int cvt_ieee_x_to_text(const Cvt_Quad* value, i32 width, i32 scale,
                                     u32 options, char* dst);
 
 // Digit engines: digits in dst[start] .. dst[end - 1], dst[end] NUL, value 0.d1d2d3... x 10^exponent. `dst` holds
-// capacity + 2 bytes. The result points at the first digit. `start`, `end` and `status` may be null.
+// capacity + 2 bytes, which also bound the spelling of an infinity. The result points at the first digit. `start`, `end`
+// and `status` may be null.
 
 TAMRUN_ENTRY char* cvtas_s_to_a(i64 capacity, i64 fraction, u32 options, char* dst, i32* start, i32* end, i32* exponent,
                                 i32* cls, i32* status, float value);

@@ -2,6 +2,7 @@
 //
 // The digit engines of single and double against the C library's exact printf and against big integers.
 #include "support/exact_decimal.h"
+#include "support/soak.h"
 #include "tamrun/cvt.h"
 
 #include <gtest/gtest.h>
@@ -21,12 +22,6 @@ namespace {
 constexpr u32 kModes[] = {CVT_ROUND_NEAREST, CVT_ROUND_ZERO, CVT_ROUND_DOWN, CVT_ROUND_UP, CVT_ROUND_AWAY};
 constexpr Rounding kOracleModes[] = {Rounding::nearest, Rounding::zero, Rounding::down, Rounding::up, Rounding::away};
 constexpr int kHardwareModes[] = {FE_TONEAREST, FE_TOWARDZERO, FE_DOWNWARD, FE_UPWARD};
-
-/// Counts of the random tests grow by this factor for a longer run.
-int soak() {
-  const char* factor = getenv("TAMRUN_TEST_SOAK");
-  return factor != nullptr ? atoi(factor) : 1;
-}
 
 struct Result {
   std::string digits;
@@ -133,11 +128,11 @@ int hardware_mode(int i, bool negative) {
 }
 
 template <class Real>
-void significant_against_printf(int count) {
+void significant_against_printf(long count) {
   Values values;
-  for (int i = 0; i < count && !testing::Test::HasFailure(); ++i) {
+  for (long i = 0; i < count && !testing::Test::HasFailure(); ++i) {
     const Real value = values.next<Real>();
-    const int digits = 1 + i % 17, mode = static_cast<int>(values.below(4));
+    const int digits = 1 + static_cast<int>(i % 17), mode = static_cast<int>(values.below(4));
     const u32 options = CVT_M_E_FORM | CVT_M_ROUND_GIVEN | kModes[mode];
     const Result r = convert(value, digits, 0, options);
     fesetround(hardware_mode(mode, value < 0));
@@ -148,8 +143,8 @@ void significant_against_printf(int count) {
   }
 }
 
-TEST(DigitEngine, DoubleSignificantDigitsLikePrintf) { significant_against_printf<double>(1000000 * soak()); }
-TEST(DigitEngine, SingleSignificantDigitsLikePrintf) { significant_against_printf<float>(1000000 * soak()); }
+TEST(DigitEngine, DoubleSignificantDigitsLikePrintf) { significant_against_printf<double>(soak_cases(1000000)); }
+TEST(DigitEngine, SingleSignificantDigitsLikePrintf) { significant_against_printf<float>(soak_cases(1000000)); }
 
 /// Digits of an F form as they stand in printf's text, without leading zeros.
 std::string fixed_by_printf(double value, int fraction) {
@@ -163,9 +158,9 @@ std::string fixed_by_printf(double value, int fraction) {
 }
 
 template <class Real>
-void fixed_against_printf(int count) {
+void fixed_against_printf(long count) {
   Values values;
-  for (int i = 0; i < count && !testing::Test::HasFailure(); ++i) {
+  for (long i = 0; i < count && !testing::Test::HasFailure(); ++i) {
     const Real value = values.next<Real>();
     const int mode = static_cast<int>(values.below(4)), capacity = 1 + static_cast<int>(values.below(30));
     const int exponent = static_cast<int>(floor(log10(fabs(static_cast<double>(value)))));
@@ -189,13 +184,13 @@ void fixed_against_printf(int count) {
   }
 }
 
-TEST(DigitEngine, DoubleFixedDigitsLikePrintf) { fixed_against_printf<double>(500000 * soak()); }
-TEST(DigitEngine, SingleFixedDigitsLikePrintf) { fixed_against_printf<float>(500000 * soak()); }
+TEST(DigitEngine, DoubleFixedDigitsLikePrintf) { fixed_against_printf<double>(soak_cases(500000)); }
+TEST(DigitEngine, SingleFixedDigitsLikePrintf) { fixed_against_printf<float>(soak_cases(500000)); }
 
 // Ties away from zero and dropped whole digits, which printf does not know.
 TEST(DigitEngine, AllModesLikeBigIntegers) {
   Values values;
-  for (int i = 0; i < 150000 * soak() && !HasFailure(); ++i) {
+  for (long i = 0, cases = soak_cases(150000); i < cases && !HasFailure(); ++i) {
     const double value = values.next<double>();
     const Exact_Decimal exact(binary(value));
     const int mode = i % 3 == 0 ? static_cast<int>(values.below(5)) : 4;
@@ -207,7 +202,7 @@ TEST(DigitEngine, AllModesLikeBigIntegers) {
     EXPECT_EQ(r.exponent, expected.exponent) << describe(value, digits, 0, options);
 
     options |= CVT_M_F_FORM;
-    const int places = digits - exact.exponent() - (i % 2) * 2;
+    const int places = digits - exact.exponent() - static_cast<int>(i % 2) * 2;
     const int dropped = std::max(-places, 0);
     if (exact.exponent() + places > 16 || exact.exponent() > 350) continue;
     r = convert(value, 400, places, options);
@@ -245,6 +240,7 @@ TEST(DigitEngine, SpecialValues) {
       {quiet, 17, 0, kAlt, "nan", 3, 5, 0},
       {-quiet, 17, 0, kAlt | CVT_M_SPECIAL_STATUS, "nan", 3, -5, CVT_IS_NAN},
       {signalling, 17, 0, kAlt | CVT_M_HEX_UPPER, "NAN", 3, 6, 0},
+      {infinity, 3, 0, 0, "Infi", 4, 4, 0},  // what capacity + 2 bytes hold
       {0.0, 5, 0, 0, "00000", 1, 1, CVT_IS_ZERO},
       {-0.0, 5, 0, CVT_M_STRIP_ZEROS, "0", 1, -1, CVT_IS_ZERO},
       {0.0, 5, 2, CVT_M_F_FORM, "000", 1, 1, CVT_IS_ZERO},

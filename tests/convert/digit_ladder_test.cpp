@@ -9,6 +9,7 @@
 // and the two are held against each other as well.
 #include "convert/powers_of_ten.h"
 #include "support/exact_decimal.h"
+#include "support/soak.h"
 #include "tamrun/cvt.h"
 
 #include <gtest/gtest.h>
@@ -27,11 +28,6 @@
 namespace {
 
 constexpr int kMostDigits = 39;
-
-int soak() {
-  const char* factor = getenv("TAMRUN_TEST_SOAK");
-  return factor != nullptr ? atoi(factor) : 1;
-}
 
 /// A power of ten as mantissa / 2^128 * 2^bexp.
 struct Power {
@@ -210,10 +206,10 @@ TEST(DigitLadder, QuadDigitsLikeTheLibrary) {
   constexpr u32 kModes[] = {CVT_ROUND_NEAREST, CVT_ROUND_ZERO, CVT_ROUND_DOWN, CVT_ROUND_UP};
   Quads quads;
   int differing = 0;
-  const int count = 500000 * soak();
-  for (int i = 0; i < count && !HasFailure(); ++i) {
+  const long count = soak_cases(500000);
+  for (long i = 0; i < count && !HasFailure(); ++i) {
     const __float128 value = quads.next();
-    const int digits = 1 + i % 33;
+    const int digits = 1 + static_cast<int>(i % 33);
     const bool checked = digits <= 17 && value < 1e340Q && value > 1e-340Q;
     const int mode = checked ? static_cast<int>(quads.below(4)) : 0;
     const Result r = convert(value, digits, CVT_M_ROUND_GIVEN | kModes[mode]);
@@ -231,10 +227,10 @@ TEST(DigitLadder, QuadDigitsLikeTheLibrary) {
 
 TEST(DigitLadder, QuadTiesAwayLikeBigIntegers) {
   Quads quads;
-  for (int i = 0; i < 3000 * soak() && !HasFailure(); ++i) {
+  for (long i = 0, cases = soak_cases(3000); i < cases && !HasFailure(); ++i) {
     const __float128 value = i % 2 == 0 ? static_cast<__float128>(quads.below(1u << 20)) / 64 + 1 : quads.next();
     if (value > 1e340Q || value < 1e-340Q) continue;
-    const int digits = 1 + i % 17;
+    const int digits = 1 + static_cast<int>(i % 17);
     const Result r = convert(value, digits, u32{CVT_M_ROUND_GIVEN} | CVT_ROUND_AWAY);
     const Decimal_Value expected = Exact_Decimal(binary(value)).significant(digits, Rounding::away);
     EXPECT_EQ(r.digits, expected.digits.substr(0, digits)) << describe(value, digits);
@@ -255,8 +251,8 @@ void expect_procedure(Real value, int digits) {
 
 TEST(DigitLadder, ManyDigitsFollowTheProcedure) {
   Quads quads;
-  for (int i = 0; i < 8000 * soak() && !testing::Test::HasFailure(); ++i) {
-    const int digits = 18 + i % 30;
+  for (long i = 0, cases = soak_cases(8000); i < cases && !testing::Test::HasFailure(); ++i) {
+    const int digits = 18 + static_cast<int>(i % 30);
     expect_procedure(quads.next(), digits);
     const double narrow = static_cast<double>(quads.next());
     if (std::isfinite(narrow) && narrow != 0) expect_procedure(narrow, digits);

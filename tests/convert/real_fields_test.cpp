@@ -3,6 +3,7 @@
 // Random fields: against Fortran's rules applied to printf's digits, the short cut against the builder, and any
 // arguments at all without a write outside the field.
 #include "support/exact_decimal.h"
+#include "support/soak.h"
 #include "tamrun/cvt.h"
 
 #include <gtest/gtest.h>
@@ -21,11 +22,6 @@ namespace {
 
 constexpr u32 kHarmless = 0x8;  // an option bit without a meaning, which keeps the short cut out
 constexpr char kGuard = '\x7f';
-
-int soak() {
-  const char* factor = getenv("TAMRUN_TEST_SOAK");
-  return factor != nullptr ? atoi(factor) : 1;
-}
 
 struct Arguments {
   i32 w, k, d, limit, e;
@@ -230,7 +226,7 @@ class Random {
 TEST(RealFields, FollowFortransRules) {
   Random random;
   constexpr u32 kForms[] = {CVT_M_F_FORM, CVT_M_E_FORM, CVT_M_ES_FORM, CVT_M_EN_FORM, 0};
-  for (int i = 0; i < 400000 * soak() && !HasFailure(); ++i) {
+  for (long i = 0, cases = soak_cases(400000); i < cases && !HasFailure(); ++i) {
     const u32 form = kForms[i % 5];
     const double value = random.value();
     Arguments a{random.in(2, 30),
@@ -283,7 +279,7 @@ void short_cut_is_the_builder() {
   Random random;
   constexpr u64 kExt[] = {CVT_X_MINUS_ZERO, CVT_X_KEEP_ROUNDED_SIGN, CVT_X_DECIMAL_COMMA, CVT_X_STANDARD_G0,
                           CVT_X_D_GIVEN};
-  for (int i = 0; i < 250000 * soak() && !testing::Test::HasFailure(); ++i) {
+  for (long i = 0, cases = soak_cases(250000); i < cases && !testing::Test::HasFailure(); ++i) {
     Real value = static_cast<Real>(random.value());
     if (i % 3 == 0) {
       const u64 bits = random.bits();
@@ -324,7 +320,7 @@ TEST(RealFields, AnyArgumentsStayInside) {
     if (kind == 1) return static_cast<i32>(random.bits());
     return random.in(low, high);
   };
-  for (int i = 0; i < 400000 * soak() && !HasFailure(); ++i) {
+  for (long i = 0, cases = soak_cases(400000); i < cases && !HasFailure(); ++i) {
     Arguments a{0, any(-5, 5), any(-1, 45), any(0, 30), any(0, 6), static_cast<u32>(random.bits()), random.bits()};
     a.w = random.in(0, 20) == 0 ? -random.in(0, 0x7FFFFFFE) : random.in(0, 90);
     if (random.in(0, 1) == 0) a.options &= static_cast<u32>(random.bits());

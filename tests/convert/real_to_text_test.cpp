@@ -219,6 +219,7 @@ TEST(RealToText, MinimalForms) {
       {kNan, 2, 3, 0, ES, kW0, "**", 14, 2},
       {0.5, 12, 4, 0, G, kStandard | CVT_X_D_GIVEN, "    .5000   ", 0, 9},
       {1e-10, 12, 4, 0, G, kStandard | CVT_X_D_GIVEN, "    .1000E-9", 0, 12},
+      {1.2345e-10, 12, 4, 0, G, kStandard, "       .1E-9", 0, 12},
       {123456.0, 12, 4, 0, G, kG0, "   .1235E+06", 0, 12},
   };
   for (const auto& row : rows) {
