@@ -64,6 +64,7 @@ WEAK int for__compute_filename(For_Lub* lub, For_File_Name_Args* ctx, char* out,
   i64 length = ctx->file_length;
   if (lub->lub_unit < UNIT_STDERR || name == nullptr) {
     name = getenv(variable_of(lub->lub_unit, variable));
+    if (lub->lub_unit < UNIT_STDERR && lub->lub_f_files_from_cmd && !lub->lub_f_legacy_defaults) name = nullptr;
     if (name == nullptr && standard_descriptor(lub->lub_unit) >= 0) {
       lub->lub_fd = standard_descriptor(lub->lub_unit);
       *needs_open = *positionable = 0;

@@ -16,7 +16,7 @@ void close_unit(For_Lub* lub) {
   const int unit = lub->lub_unit;
   if (lub->lub_f_connected) {
     lub->lub_f_closing = 1;
-    if (int code = for__close_proc(lub, nullptr)) {
+    if (int code = for__close_proc(nullptr, lub)) {
       lub->lub_f_connected = 0;
       const char* name = lub->lub_a_file_name != nullptr ? lub->lub_a_file_name : "\"Unknown\"";
       for__issue_diagnostic(code, 2, unit, name);

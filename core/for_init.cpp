@@ -53,7 +53,7 @@ extern "C" {
 i32 for__l_argc;
 char** for__a_argv;
 i32 for__l_current_arg = 1;
-i32 for__l_fmtrecl = -1, for__l_ufmtrecl = -1, for__l_blocksize = -1, for__l_buffercount = -1;
+i32 for__l_fmtrecl, for__l_ufmtrecl, for__l_blocksize, for__l_buffercount;
 double for_process_start_time = 0.0;
 
 void for_rtl_init_(int* argc, char** argv) {

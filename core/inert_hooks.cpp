@@ -30,6 +30,5 @@ i32 for_get_hbw_availability(void) { return 0; }
 
 int for__udio_lis(For_Lub*, For_Value_Info*, int, int) { return MSG_INVALID_ARGUMENT; }
 int for__finish_ufseq_write(For_Lub*) { return 0; }
-void for__default_io_sizes_env_init(void) {}
 
 }  // extern "C"

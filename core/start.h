@@ -17,7 +17,7 @@ TAMRUN_ENTRY u32 for__l_ovfcnt;
 TAMRUN_ENTRY u32 for__l_div0cnt;
 TAMRUN_ENTRY u32 for__l_invcnt;
 TAMRUN_ENTRY u32 for__l_inecnt;
-TAMRUN_ENTRY i32 for__l_fmtrecl;  ///< size variables: -1 unset, -2 bad syntax, otherwise the number
+TAMRUN_ENTRY i32 for__l_fmtrecl;  ///< size variables: 0 not read yet, -1 unset, -2 bad, otherwise the number
 TAMRUN_ENTRY i32 for__l_ufmtrecl;
 TAMRUN_ENTRY i32 for__l_blocksize;
 TAMRUN_ENTRY i32 for__l_buffercount;

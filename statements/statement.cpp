@@ -14,6 +14,7 @@
 #include "tamrun/open_args.h"
 #include "units/connection_options.h"
 #include "units/open.h"
+#include "units/specifiers.h"
 #include "units/unit_table.h"
 
 namespace {
@@ -92,10 +93,6 @@ int apply_pos(For_Lub& lub, const For_Value_Info& val, int* user_code) {
   return 0;
 }
 
-constexpr int kBlankNull = 2, kDelimApostrophe = 1, kDelimQuote = 3, kAnswerYes = 2;
-
-u8 delimiter(i64 value) { return value == kDelimApostrophe ? '\'' : value == kDelimQuote ? '"' : '\0'; }
-
 void warn_of_pad(For_IO_Flags flags) {
   const bool refused = (flags & iof_advance_given) ? (flags & iof_pad_option49) != 0 : (flags & iof_f90_rtl) == 0;
   if (refused) for__issue_diagnostic(MSG_PAD_WITH_F77RTL, 0);
@@ -107,7 +104,7 @@ void apply_mode(For_Lub& lub, int key, i64 value, For_IO_Flags flags) {
   switch (key) {
     case KEY_BLANK:
       lub.lub_f_blank_saved = lub.lub_f_blank_null;
-      lub.lub_f_blank_null = value == kBlankNull;
+      lub.lub_f_blank_null = value == BLANK_NULL;
       lub.lub_f_blank_override = 1;
       break;
     case KEY_DECIMAL:
@@ -117,13 +114,13 @@ void apply_mode(For_Lub& lub, int key, i64 value, For_IO_Flags flags) {
       break;
     case KEY_DELIM:
       lub.lub_delim_saved = lub.lub_delim;
-      lub.lub_delim = delimiter(value);
+      lub.lub_delim = delimiter_character(static_cast<u64>(value));
       lub.lub_f_delim_override = 1;
       break;
     case KEY_PAD:
       warn_of_pad(flags);
       lub.lub_f_pad_saved = lub.lub_f_pad;
-      lub.lub_f_pad = value == kAnswerYes && (flags & iof_f90_rtl) != 0;
+      lub.lub_f_pad = value == ANSWER_YES && (flags & iof_f90_rtl) != 0;
       lub.lub_f_pad_override = 1;
       break;
     case KEY_ROUND:
@@ -153,27 +150,20 @@ void store_statement_flags(For_Lub& lub, For_IO_Flags flags) {
   lub.lub_pos_request = lub.lub_file_pos;
 }
 
-/// The unit could not be had, so that no LUB carries the statement's specifiers.
-int fail_without_unit(int code, int unit, For_IO_Flags flags, const Control_List& control) {
-  if ((flags & (iof_err | iof_iostat)) == 0) {
-    for__issue_diagnostic(code, 2, unit, "unknown");
-    return code;
-  }
+/// The unit could not be had, so that no LUB carries the statement's specifiers: a control list begins with IOMSG=.
+int fail_without_lub(int code, int unit, For_IO_Flags flags, const Control_List& control) {
+  Specifiers specifiers = {flags};
   For_Value_Info val;
   For_Item_Shape shape;
   int key = 0;
   const u8* items = control.items;
   void* args = control.args;
-  if (items == nullptr || *items != ITM_CHARACTER) return code;
-  if (for__key_desc_ret_item(&items, &args, &val, &shape, &key) != 0 || key != KEY_IOMSG) return code;
-
-  For_Lub* scratch = nullptr;
-  if (for__create_lub(unit, &scratch) != 0) return code;
-  scratch->lub_f_err = scratch->lub_f_iostat = 1;
-  apply_iomsg(*scratch, val);
-  const int result = for__io_return(FOR_IOR_NONE, code, code, scratch);
-  free_scratch_lub(scratch);
-  return result;
+  if (items != nullptr && *items == ITM_CHARACTER && for__key_desc_ret_item(&items, &args, &val, &shape, &key) == 0 &&
+      key == KEY_IOMSG) {
+    specifiers.iomsg = reinterpret_cast<char*>(val.val_data);
+    specifiers.iomsg_length = val.val_total;
+  }
+  return fail_without_unit(code, unit, specifiers);
 }
 
 /// Connects an unconnected unit as the statement implies: 0 or a message number.
@@ -222,7 +212,7 @@ Statement_Start begin_statement(const Statement_Rule& rule, For_Context* ctx, in
   For_Lub* held = nullptr;
   const int wanted = unit == UNIT_INTERNAL ? UNIT_INTERNAL_TOP : unit;
   if (int code = for__acquire_lun(wanted, &held, ctx, rule.code)) {
-    return {nullptr, fail_without_unit(code, unit, flags, control)};
+    return {nullptr, fail_without_lub(code, unit, flags, control)};
   }
   For_Lub& lub = *held;
   store_statement_flags(lub, flags);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
 //
-// Steps that every connection of a unit to a descriptor goes through.
+// What connecting and disconnecting a unit have in common.
 #ifndef TAMRUN_UNITS_CONNECTION_H
 #define TAMRUN_UNITS_CONNECTION_H
 
@@ -11,15 +11,20 @@
 /// Descriptors of the console, which the library never closes.
 inline bool is_standard_stream(int fd) { return fd >= STDIN_FILENO && fd <= STDERR_FILENO; }
 
+/// Units that print on standard output when nothing else is said.
+inline bool prints_on_standard_output(const For_Lub& lub) {
+  return lub.lub_unit == UNIT_TYPE || lub.lub_unit == UNIT_PRINT || lub.lub_unit == UNIT_STDOUT;
+}
+
 /// Gives the unit a name of its own, heap-owned: 0 or MSG_NO_MEMORY.
 [[nodiscard]] int store_file_name(For_Lub& lub, const char* name);
 
-/// Connects a unit that has its name, descriptor, form, access and direction, as far as no keyword says otherwise:
-/// record type, carriage control, sizes, buffering, file-info record, buffer and state block. 0 or a message number; a
-/// unit that failed is left half-filled for FOR_IOR_ABANDON.
-[[nodiscard]] int connect_descriptor(For_Lub& lub, bool positionable);
+/// Replaces the disposition of the unit by a value of DISPOSE=, 0 for no change: 0, MSG_INCONSISTENT_OPEN_CLOSE or
+/// MSG_INVALID_ARGUMENT, with the disposition as it was.
+[[nodiscard]] int set_disposition(For_Lub& lub, u64 value, bool may_delete);
 
-/// Points a default unit at its standard stream, which is open already, and connects it.
-[[nodiscard]] int connect_console(For_Lub& lub);
+/// Runs the commands that the disposition asks for and removes the file if that is left to do: 0, MSG_CLOSE_ERROR with
+/// lub_errno set, or MSG_NO_MEMORY.
+[[nodiscard]] int dispose_of_file(For_Lub& lub);
 
 #endif

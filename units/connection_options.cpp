@@ -23,3 +23,14 @@ void store_connection_options(For_Lub& lub, For_IO_Flags given) {
   lub.lub_f_blank_unformatted_ok = has(iof_blank_unformatted_ok);
   lub.lub_f_check_blank_unformatted = has(iof_advance_given);  // at an OPEN the bit means BLANK= checking
 }
+
+void store_convert_option(For_Lub& lub, For_IO_Flags flags) {
+  constexpr u8 kNoOption = 255;
+  const u8 option = static_cast<u8>(flags >> 8);
+  const bool given = (flags & iof_convert_given) != 0;
+  // A connected file keeps its byte order when the OPEN says nothing.
+  if (!given && (option == 0 || option == kNoOption)) return;
+  lub.lub_convert = option;
+  lub.lub_f_convert = 1;
+  lub.lub_f_big_endian_words = given;
+}

@@ -10,4 +10,7 @@
 /// Stores the bits of connection scope in the LUB. CONVERT, which only an OPEN brings, is not among them.
 void store_connection_options(For_Lub& lub, For_IO_Flags flags);
 
+/// Stores the CONVERT value that an OPEN may bring in its flags.
+void store_convert_option(For_Lub& lub, For_IO_Flags flags);
+
 #endif

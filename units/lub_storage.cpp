@@ -22,7 +22,7 @@ void free_state_block(For_Lub& lub) {
   lub.lub_a_ldir_isb = nullptr;
   if (block == nullptr) return;
   if (block->isb_flags & ISB_RUNTIME_FORMAT) for__free_vm(const_cast<u8*>(block->isb_fmt_base));
-  for__free_vm(block);
+  if (!in_child_statement(lub)) for__free_vm(block);  // the child's statement still runs on it
 }
 
 int free_connection(For_Lub& lub) {

@@ -11,7 +11,7 @@
 #include "tamrun/lub.h"
 #include "tamrun/types.h"
 
-struct For_Open_Args;
+struct For_Close_Args;
 
 /// Exception context of a failure that a signal raised: provided by exceptions/.
 struct For_Excpt_Info {
@@ -40,8 +40,9 @@ void for__forget_row_owners(void);
 /// lub_a_hash_next, lub_a_backup_scope, lub_a_context, lub_f_busy. A default unit is DEFAULT_UNCONNECTED again.
 void for__abandon_connection(For_Lub* lub);
 
-/// Provided by units/: disconnects a unit at CLOSE or exit. `args` is null for no keywords.
-[[nodiscard]] int for__close_proc(For_Lub* lub, const For_Open_Args* args);
+/// Provided by units/: disconnects a unit at CLOSE or exit. `args` is null for no keywords. 0 or a message number; but
+/// for a refused disposition the unit is disconnected all the same.
+[[nodiscard]] int for__close_proc(const For_Close_Args* args, For_Lub* lub);
 /// Provided by units/: closes a unit with its default disposition; `release` not 0 also ends the statement.
 int for__close_default(For_Lub* lub, int release);
 
@@ -54,7 +55,7 @@ int for__write_output(For_Lub* lub, const u8* data, i64 length);
 /// Provided by records/ with unformatted output: ends the length-byte file that lub_f_ufseq_write_open tells of. 0 or a
 /// message number. Without it nobody sets that flag.
 [[nodiscard]] int for__finish_ufseq_write(For_Lub* lub);
-/// Provided by records/: reads the four size variables at start-up.
+/// Provided by units/: reads the four size variables at start-up.
 void for__default_io_sizes_env_init(void);
 
 /// Provided by exceptions/: appends the call stack to the diagnostic. Without it no trace is printed.

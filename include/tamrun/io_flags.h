@@ -34,6 +34,7 @@ enum For_IO_Flag_Bits TAMRUN_BASE_U64 {
   iof_compact_ldio = 1ull << 39,       ///< connection: compact list-directed output
   iof_buffered_stdout = 1ull << 41,    ///< connection: buffering of the standard streams
   iof_no_wrap_margin = 1ull << 42,     ///< connection: list-directed records fold only at the buffer's size
+  iof_close_warning = 1ull << 43,      ///< CLOSE: warn of a unit that is not open
   iof_ldio_value_option = 1ull << 44,  ///< statement, list-directed output
   iof_udio_strict = 1ull << 45,        ///< statement: strict checks of a child's IOSTAT and IOMSG
   iof_statement46 = 1ull << 46,        ///< statement flag without a reader in the library

@@ -269,6 +269,7 @@ struct For_Lub {
   u32 lub_f_truncate_on_write : 1;  ///< the next record written ends the file
   u32 lub_f_no_terminator : 1;      ///< the record goes out without its line end
   u32 lub_f_at_end : 1;
+  u32 lub_f_check_file_mark : 1;  ///< length-byte form: the file mark has not been read or written yet
   u32 lub_f_write_through : 1;
   u32 lub_f_item_seen : 1;
   u32 lub_f_buffered : 1;          ///< output records collect in the buffer
@@ -286,6 +287,7 @@ struct For_Lub {
   u32 lub_f_buffer_stdout : 1;     ///< console units are buffered
   u32 lub_f_compact_ldio : 1;
   u32 lub_f_no_wrap_margin : 1;
+  u32 lub_f_device : 1;          ///< flag of the device table; nothing reads it
   u32 lub_f_after_rewind : 1;    ///< the last positioning statement was REWIND
   u32 lub_f_closed_default : 1;  ///< a default unit has been closed explicitly
 

@@ -10,7 +10,7 @@
 enum For_Key : int {
   KEY_ACCESS = 2,
   KEY_ASSOCIATEVARIABLE = 4,
-  KEY_ASSOCIATEVARIABLE_TYPE = 5,
+  KEY_ASSOCIATEVARIABLE_ALT = 5,
   KEY_BLANK = 6,
   KEY_CARRIAGECONTROL = 8,
   KEY_DEFAULTFILE = 10,
@@ -28,14 +28,19 @@ enum For_Key : int {
   KEY_BLOCKSIZE = 50,
   KEY_BUFFERCOUNT = 51,
   KEY_CONVERT = 52,
+  KEY_UNREAD54 = 54,  ///< 54 to 56, 66 and 69 have no effect
+  KEY_UNREAD55 = 55,
+  KEY_UNREAD56 = 56,
   KEY_USEROPEN = 57,
   KEY_ACTION = 58,
   KEY_DELIM = 59,
   KEY_PAD = 60,
   KEY_POSITION = 61,
   KEY_RECL_BYTES = 65,
+  KEY_UNREAD66 = 66,
   KEY_MODE = 67,
   KEY_SHARE = 68,
+  KEY_UNREAD69 = 69,
   KEY_BUFFERED = 71,
   KEY_NOSHARED = 72,
   KEY_ASYNCHRONOUS = 75,
@@ -112,5 +117,55 @@ struct For_Open_Args {
   u64 word[OPENW_WORDS];
 };
 static_assert(sizeof(For_Open_Args) == 400);
+
+/// Values of the keywords' words, which compiled code may also pass as numbers.
+enum For_Access_Value : u64 {
+  ACCESS_SEQUENTIAL = 1,
+  ACCESS_DIRECT = 2,
+  ACCESS_APPEND = 3,
+  ACCESS_KEYED = 4,
+  ACCESS_STREAM = 5
+};
+enum For_Blank_Value : u64 { BLANK_ZERO = 1, BLANK_NULL = 2 };
+enum For_Dispose_Value : u64 {
+  DISPOSE_KEEP = 1,
+  DISPOSE_DELETE = 2,
+  DISPOSE_PRINT = 3,
+  DISPOSE_SUBMIT = 4,
+  DISPOSE_PRINT_DELETE = 5,
+  DISPOSE_SUBMIT_DELETE = 6
+};
+enum For_Form_Value : u64 { FORM_FORMATTED = 1, FORM_UNFORMATTED = 2, FORM_BINARY_ALT = 3, FORM_BINARY = 4 };
+enum For_Status_Value : u64 {
+  STATUS_OLD = 1,
+  STATUS_NEW = 2,
+  STATUS_SCRATCH = 3,
+  STATUS_UNKNOWN = 4,
+  STATUS_REPLACE = 5
+};
+enum For_Convert_Value : u64 { CONVERT_NATIVE = 9 };
+enum For_Mode_Value : u64 { MODE_READ = 1, MODE_READWRITE = 2, MODE_WRITE = 3 };
+enum For_Delim_Value : u64 { DELIM_APOSTROPHE = 1, DELIM_NONE = 2, DELIM_QUOTE = 3 };
+/// Character that encloses text: 0 none.
+constexpr u8 delimiter_character(u64 delim) {
+  return delim == DELIM_APOSTROPHE ? '\'' : delim == DELIM_QUOTE ? '"' : '\0';
+}
+enum For_Position_Value : u64 { POSITION_APPEND = 1, POSITION_ASIS = 2, POSITION_REWIND = 3 };
+enum For_Share_Value : u64 {
+  SHARE_COMPAT = 1,
+  SHARE_DENYNONE = 2,
+  SHARE_DENYRD = 3,
+  SHARE_DENYRW = 4,
+  SHARE_DENYWR = 5
+};
+enum For_Answer_Value : u64 { ANSWER_NO = 1, ANSWER_YES = 2 };
+
+/// The argument block of CLOSE: three words.
+struct For_Close_Args {
+  u64 disposition;  ///< For_Dispose_Value, 0 absent
+  char* iomsg;
+  i64 iomsg_length;
+};
+static_assert(sizeof(For_Close_Args) == 24);
 
 #endif

@@ -48,7 +48,7 @@ int __wrap_for__close_default(For_Lub* lub, int deallocate) {
   return 0;
 }
 void __wrap_for__abandon_connection(For_Lub* lub) { note("abandon", lub->lub_unit); }
-int __wrap_for__close_proc(For_Lub* lub, const For_Open_Args* args) {
+int __wrap_for__close_proc(const For_Close_Args* args, For_Lub* lub) {
   note("close", lub->lub_unit, lub->lub_f_closing + 0, args != nullptr);
   return doubles().close_result[lub->lub_unit];
 }

@@ -158,7 +158,7 @@ TEST(DefaultUnits, ClosingWipesTheBlockInPlace) {
     lub->lub_a_backup_scope = scope;
     lub->lub_maxrec = lub->lub_iomsg_len = 99;
     lub->lub_f_closing = 1;
-    EXPECT_EQ(0, for__close_proc(lub, nullptr));
+    EXPECT_EQ(0, for__close_proc(nullptr, lub));
     EXPECT_FALSE(lub->lub_f_connected);
     EXPECT_STREQ("\"Unknown\"", lub->lub_a_file_name);
     EXPECT_EQ(0, lub->lub_name_len);

@@ -152,14 +152,14 @@ TEST(HeldRecord, AFailedWriteIsReportedAndTheUnitReleased) {
     lub = acquire(7, STMT_CLOSE);
     leave_open(*lub, "lost");
     lub->lub_f_closing = 1;
-    EXPECT_EQ(MSG_WRITE_ERROR, for__close_proc(lub, nullptr));
+    EXPECT_EQ(MSG_WRITE_ERROR, for__close_proc(nullptr, lub));
     EXPECT_FALSE(lub->lub_f_connected) << "the rest of the closing was done";
     EXPECT_EQ(0, for__deallocate_lub(7));
 
     lub = connect_file(8, "/dev/null");
     close(lub->lub_fd);
     lub->lub_f_closing = 1;
-    EXPECT_EQ(MSG_CLOSE_ERROR, for__close_proc(lub, nullptr));
+    EXPECT_EQ(MSG_CLOSE_ERROR, for__close_proc(nullptr, lub));
     EXPECT_EQ(EBADF, lub->lub_errno);
     EXPECT_EQ(0, for__deallocate_lub(8));
   });
