@@ -9,6 +9,7 @@
 
 #include "core/failure.h"
 #include "records/buffer.h"
+#include "records/for_get.h"
 #include "records/record_frame.h"
 #include "statements/for_desc_item.h"
 #include "tamrun/open_args.h"
@@ -277,6 +278,70 @@ int begin_output_record(For_Lub& lub, bool* continues) {
   }
   if (lub.lub_f_f90_rtl && fi.fi_read_open && !isatty(lub.lub_fd)) fi.fi_read_open = 0;
   return 0;
+}
+
+namespace {
+
+/// Makes the byte of the file at `position` the next to be read, if the buffer holds it.
+bool move_within_buffer(For_Lub& lub, i64 position) {
+  if (!lub.lub_f_read_ahead || lub.lub_a_read_next == nullptr) return false;
+  const i64 offset = position - (lub.lub_disk_pos - lub.lub_span_left);
+  if (offset < 0 || offset >= lub.lub_a_read_end - lub.lub_a_buffer) return false;
+  lub.lub_a_cursor = lub.lub_a_read_next = lub.lub_a_buffer + offset;
+  lub.lub_read_ahead = lub.lub_a_read_end - lub.lub_a_cursor;
+  return true;
+}
+
+}  // namespace
+
+int position_stream_input(For_Lub& lub) {
+  if (!lub.lub_f_stream || in_child_statement(lub)) return 0;
+  if (lub.lub_f_buffer_held) {
+    if (int code = for__flush_file_buffer(&lub)) return code;
+  }
+  const i64 position = lub.lub_pos_request;
+  For_File_Info* fi = lub.lub_a_file_info;
+  const bool stays = position == lub.lub_file_pos;
+  // What cannot seek is where it is, and an open record goes on at its cursor.
+  if (stays && (!lub.lub_f_seekable || (fi != nullptr && fi->fi_read_open))) return 0;
+  if (fi != nullptr) fi->fi_read_open = 0;
+  if (lub.lub_f_seekable && move_within_buffer(lub, position)) return 0;
+  if (lseek(lub.lub_fd, position, SEEK_SET) < 0) {
+    lub.lub_errno = errno;
+    return MSG_READ_ERROR;
+  }
+  lub.lub_disk_pos = lub.lub_file_pos = position;
+  lub.lub_rec_buffered = lub.lub_span_bytes = lub.lub_span_left = 0;
+  lub.lub_read_ahead = 0;
+  lub.lub_f_read_ahead = 0;
+  lub.lub_a_read_next = lub.lub_a_read_end = nullptr;
+  return 0;
+}
+
+int next_input_record(For_Lub& lub) {
+  if (int code = for__get_s(&lub, nullptr, nullptr)) return code;
+  lub.lub_a_data_start = lub.lub_a_cursor;
+  ++lub.lub_next_rec;
+  lub.lub_f_at_end = 0;
+  return 0;
+}
+
+int begin_input_record(For_Lub& lub, bool* fetched) {
+  *fetched = false;
+  if (in_child_statement(lub)) return 0;
+  For_File_Info* fi = lub.lub_a_file_info;
+  if (fi != nullptr && fi->fi_read_open) {
+    fi->fi_read_open = 0;
+    lub.lub_a_data_start = lub.lub_a_cursor;
+    return 0;
+  }
+  *fetched = true;
+  return next_input_record(lub);
+}
+
+void leave_input_record(For_Lub& lub) {
+  const u8* next = lub.lub_a_read_next != nullptr ? lub.lub_a_read_next : lub.lub_a_rec_end;
+  lub.lub_file_pos = lub.lub_disk_pos + (next - lub.lub_a_buffer) - lub.lub_span_left;
 }
 
 int end_statement(For_Lub& lub) {

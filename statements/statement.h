@@ -71,6 +71,20 @@ struct Statement_Start {
 /// then tells: 0, MSG_WRITE_ERROR or MSG_RECORD_TYPE.
 [[nodiscard]] int begin_output_record(For_Lub& lub, bool* continues);
 
+/// Moves a stream unit that is read to lub_pos_request, within the buffer where it holds that byte: 0, MSG_WRITE_ERROR or
+/// MSG_READ_ERROR. Nothing for other units and for child statements.
+[[nodiscard]] int position_stream_input(For_Lub& lub);
+
+/// Brings the next input record: 0, or what for__get_s gives.
+[[nodiscard]] int next_input_record(For_Lub& lub);
+
+/// Begins the first input record of a statement: the one that an earlier READ left open, in a child statement the
+/// parent's, otherwise the next one, which `fetched` then tells. 0, or what for__get_s gives.
+[[nodiscard]] int begin_input_record(For_Lub& lub, bool* fetched);
+
+/// Where the file stands behind the input record, which is dropped: lub_file_pos.
+void leave_input_record(For_Lub& lub);
+
 /// Clears the statement's marks in the LUB and releases the unit: what for__release_lun gives.
 int end_statement(For_Lub& lub);
 
