@@ -12,6 +12,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <random>
 #include <thread>
 
@@ -45,12 +46,14 @@ ssize_t __wrap_read(int fd, void* data, size_t length) {
     errno = EINTR;
     return -1;
   }
-  if (reads.fail_behind >= 0 && reads.given >= reads.fail_behind) {
+  const off_t at = lseek(fd, 0, SEEK_CUR);
+  const i64 given = at >= 0 ? at : reads.given;  // what is given back and read again counts once
+  if (reads.fail_behind >= 0 && given >= reads.fail_behind) {
     errno = EIO;
     return -1;
   }
   if (reads.most > 0) length = std::min<size_t>(length, reads.most);
-  if (reads.fail_behind >= 0) length = std::min<size_t>(length, reads.fail_behind - reads.given);
+  if (reads.fail_behind >= 0) length = std::min<size_t>(length, reads.fail_behind - given);
   const ssize_t got = __real_read(fd, data, length);
   if (got > 0) reads.given += got;
   return got;
@@ -136,9 +139,11 @@ Connection connection(u8 type, i64 buffer_size, i64 fixed = 0, bool big_endian =
 
 /// Reads all records and holds each, its position and the end against the oracle. Every `flush_every`-th record the
 /// read-ahead is given back in between.
-void expect_records(const std::string& bytes, Source source, const Connection& c, int flush_every) {
+void expect_records(const std::string& bytes, Source source, const Connection& c, int flush_every,
+                    const Read_Double& trouble = {}) {
   const Oracle all = oracle(bytes, c.rectype, c.recl, c.big_endian);
   Input input(bytes, source);
+  reads = trouble;
   Loose_Lub lub(input.fd(), c);
   const auto expect_position = [&](i64 end) {
     if (source == Source::stdin_file && c.rectype >= RECTYPE_STREAM_LF) {
@@ -231,6 +236,329 @@ TEST(GetRecord, FilesByTypeSourceAndBuffer) {
       }
     }
   }
+}
+
+/// A file of random records of the type, now and then with one that breaks the rules.
+std::string random_file(std::mt19937& random, u8 type, bool big_endian, i64 longest) {
+  std::string file;
+  for (int records = static_cast<int>(random() % 40); records > 0; records--) {
+    const i64 length = random() % 8 == 0 ? random() % longest : random() % 40;
+    std::string data(length, '.');
+    for (char& c : data) c = "\n\r\x1a ab\0z"[random() % 8];
+    if (random() % 2 == 0)
+      std::replace_if(
+          data.begin(), data.end(), [](char c) { return c < ' '; }, '-');
+    switch (type) {
+      case RECTYPE_VARIABLE_KEYWORD:
+      case RECTYPE_VARIABLE: {
+        const u32 word = random() % 200 == 0 ? random() : random() % 10 == 0 ? -length : length;
+        file += length_word(word, big_endian) + data + length_word(length, big_endian);
+        break;
+      }
+      case RECTYPE_SEGMENTED:
+        file += static_cast<char>(length);
+        file += static_cast<char>(length >> 8);
+        file += data.substr(0, length & 0xffff) + std::string(length % 2, '\0');
+        break;
+      default:
+        file += data + (random() % 3 == 0 ? "\r\n" : random() % 2 == 0 ? "\n" : "\r");
+    }
+  }
+  if (random() % 3 == 0) file.resize(file.size() - std::min<size_t>(file.size(), random() % 50));
+  return file;
+}
+
+TEST(GetRecord, RandomFiles) {
+  std::mt19937 random(20261122);
+  for (long n = soak_cases(1000); n > 0; n--) {
+    const u8 type = kTypes[random() % std::size(kTypes)];
+    const Source source = kSources[random() % std::size(kSources)];
+    const bool big_endian = random() % 2 == 0;
+    const i64 buffer = 512ll << random() % 8;
+    const i64 fixed = 1 + random() % (random() % 2 == 0 ? 16 : 512);
+    Connection c = connection(type, buffer, fixed, big_endian);
+    c.blocksize = random() % 3 == 0 ? 512 : 0;
+    const std::string file =
+        random_file(random, type, big_endian, source != Source::stdin_pipe && random() % 4 == 0 ? 70000 : 2000);
+    SCOPED_TRACE("case " + std::to_string(n) + " type " + std::to_string(type) + " source " +
+                 std::to_string(static_cast<int>(source)) + " buffer " + std::to_string(buffer) + " size " +
+                 std::to_string(file.size()));
+    Read_Double trouble;
+    if (random() % 2 == 0) trouble.interrupt = 2 + random() % 5;
+    if (random() % 4 == 0) trouble.most = 1 + random() % 600;
+    expect_records(file, source, c, random() % 5, trouble);
+    if (HasFailure()) return;
+  }
+}
+
+TEST(GetRecord, ReadsOnlyAsOftenAsTheBufferIsEmpty) {
+  struct Row {
+    const char* what;
+    std::string file;
+    u8 type;
+    Source source;
+    i64 buffer;
+    int most_calls;
+  };
+  std::string lines, counted;
+  for (int i = 0; i < 10000; i++) lines += "a line of text that is of no great length\n";
+  for (int i = 0; i < 5000; i++) counted += length_word(56) + std::string(56, 'd') + length_word(56);
+  const int tail_room = 6;  // each fill carries a part of a record over, and the end wants calls of its own
+  const Row rows[] = {
+      {"lines", lines, RECTYPE_STREAM_LF, Source::file, 8192, static_cast<int>(lines.size() / 8192) + tail_room},
+      {"lines", lines, RECTYPE_STREAM_LF, Source::file, 131072, static_cast<int>(lines.size() / 131072) + tail_room},
+      {"counted", counted, RECTYPE_VARIABLE, Source::file, 8192, static_cast<int>(counted.size() / 8192) + tail_room},
+      {"fixed", counted, RECTYPE_FIXED, Source::file, 8192, static_cast<int>(counted.size() / 8192) + tail_room},
+      {"one line", std::string(1 << 20, 'x'), RECTYPE_STREAM_LF, Source::file, 512, 40},
+      {"one line of standard input", std::string(60000, 'x'), RECTYPE_STREAM_LF, Source::stdin_file, 512, 30},
+  };
+  for (const Row& row : rows) {
+    Input input(row.file, row.source);
+    Loose_Lub lub(input.fd(), connection(row.type, row.buffer, 64));
+    const int before = reads.calls;
+    while (for__get_s(&lub.lub(), nullptr, nullptr) == 0) continue;
+    EXPECT_LE(reads.calls - before, row.most_calls) << row.what << " buffer " << row.buffer;
+  }
+}
+
+/// The record that is cut off by a failing read comes whole when reads work again.
+TEST(GetRecord, AFailedReadLosesNothing) {
+  const std::string word = length_word(6);
+  for (u8 type : kTypes) {
+    std::string record = type == RECTYPE_STREAM_CR ? "record\r" : "record\n";
+    if (type == RECTYPE_VARIABLE || type == RECTYPE_VARIABLE_KEYWORD) record = word + "record" + word;
+    if (type == RECTYPE_SEGMENTED) record = std::string("\6\0record", 8);
+    if (type == RECTYPE_FIXED) record = "record";
+    for (Source source : kSources) {
+      for (i64 good = 0; good <= static_cast<i64>(3 * record.size()); good++) {
+        SCOPED_TRACE("type " + std::to_string(type) + " source " + std::to_string(static_cast<int>(source)) +
+                     " failing behind " + std::to_string(good));
+        Input input(record + record + record, source);
+        Loose_Lub lub(input.fd(), connection(type, 512, 6));
+        reads.fail_behind = good;
+        int taken = 0, code = 0;
+        for (; (code = for__get_s(&lub.lub(), nullptr, nullptr)) == 0; taken++) {
+          ASSERT_EQ(record_of(lub.lub()), "record");
+        }
+        EXPECT_EQ(code, MSG_READ_ERROR);
+        EXPECT_EQ(lub->lub_errno, EIO);
+        EXPECT_EQ(taken, good / static_cast<i64>(record.size()));
+        reads.fail_behind = -1;
+        for (; (code = for__get_s(&lub.lub(), nullptr, nullptr)) == 0; taken++) {
+          ASSERT_EQ(record_of(lub.lub()), "record");
+        }
+        EXPECT_EQ(code, MSG_END_OF_FILE);
+        EXPECT_EQ(taken, 3);
+      }
+    }
+  }
+}
+
+TEST(GetRecord, DescriptorsThatCannotBeRead) {
+  const int directory = open("/", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  const int closed = dup(directory);
+  for (u8 type : {u8{RECTYPE_FIXED}, u8{RECTYPE_VARIABLE}, u8{RECTYPE_STREAM}, u8{RECTYPE_STREAM_LF}}) {
+    Loose_Lub of_directory(directory, connection(type, 512, 6)), of_closed(closed, connection(type, 512, 6));
+    if (type == RECTYPE_FIXED) close(closed);
+    EXPECT_EQ(for__get_s(&of_directory.lub(), nullptr, nullptr), MSG_READ_ERROR);
+    EXPECT_EQ(of_directory->lub_errno, EISDIR);
+    EXPECT_EQ(for__get_s(&of_closed.lub(), nullptr, nullptr), MSG_READ_ERROR);
+    EXPECT_EQ(of_closed->lub_errno, EBADF);
+  }
+  close(directory);
+}
+
+TEST(GetRecord, NoMemoryForALongRecord) {
+  const std::string line(5000, 'x');
+  const std::string counted = length_word(5000) + line + length_word(5000);
+  for (Source source : kSources) {
+    for (u8 type : {u8{RECTYPE_STREAM_LF}, u8{RECTYPE_VARIABLE}}) {
+      int failures = 0;
+      for (bool hit = true; hit; failures++) {
+        Input input(type == RECTYPE_VARIABLE ? counted : line + "\n", source);
+        Loose_Lub lub(input.fd(), connection(type, 512));
+        const tamrun_test::Fail_Vm fail(failures + 1);
+        const int code = for__get_s(&lub.lub(), nullptr, nullptr);
+        hit = fail.hit();
+        EXPECT_EQ(code, hit ? MSG_NO_BUFFER_MEMORY : 0);
+        if (hit && source == Source::file) {
+          EXPECT_EQ(position_by_account(lub.lub()), 0);
+        }
+        if (hit) {
+          EXPECT_EQ(for__get_s(&lub.lub(), nullptr, nullptr), 0);  // the next call gets the memory
+        }
+        EXPECT_EQ(record_of(lub.lub()), line);
+      }
+      EXPECT_GE(failures, 4) << "the buffer did not grow step by step";
+    }
+  }
+}
+
+TEST(GetRecord, LengthsDictateNoAllocation) {
+  for (u32 word : {0x7fffffffu, 0x80000000u, 0x80000001u, 100000u}) {
+    for (Source source : kSources) {
+      Input input(length_word(word) + std::string(3000, 'd'), source);
+      Loose_Lub lub(input.fd(), connection(RECTYPE_VARIABLE, 512));
+      EXPECT_EQ(for__get_s(&lub.lub(), nullptr, nullptr), MSG_READ_ERROR);
+      EXPECT_LE(lub->lub_buffer_size, 2 * 3004);
+    }
+  }
+  Input input(std::string(100, 'f'), Source::file);
+  Loose_Lub lub(input.fd(), connection(RECTYPE_FIXED, 512, 513));
+  EXPECT_EQ(for__get_s(&lub.lub(), nullptr, nullptr), MSG_RECORD_TOO_LONG);
+}
+
+TEST(GetRecord, SubrecordsTellOfTheirSuccessor) {
+  Input input(length_word(-3) + "abc" + length_word(3) + length_word(2) + "de" + length_word(-3), Source::file);
+  Loose_Lub lub(input.fd(), connection(RECTYPE_VARIABLE, 512));
+  for (const auto& [data, continued] : {std::pair{"abc", 1u}, {"de", 0u}}) {
+    ASSERT_EQ(for__get_s(&lub.lub(), nullptr, nullptr), 0);
+    EXPECT_EQ(record_of(lub.lub()), data);
+    EXPECT_EQ(lub->lub_f_rec_continued, continued);
+    EXPECT_EQ(lub->lub_rec_left, static_cast<i64>(strlen(data)));
+  }
+}
+
+TEST(GetRecord, ControlZEndsTheFileByForm) {
+  struct Row {
+    u8 type;
+    bool formatted;
+    std::string file;
+    int code;
+  };
+  const std::string counted = length_word(1) + "\x1a" + length_word(1);
+  const Row rows[] = {
+      {RECTYPE_STREAM_LF, true, "\x1a\nx\n", MSG_END_OF_FILE},
+      {RECTYPE_STREAM_LF, false, "\x1a\nx\n", 0},
+      {RECTYPE_STREAM_LF, false, "last", 0},
+      {RECTYPE_STREAM, true, "\x1a", MSG_END_OF_FILE},
+      {RECTYPE_STREAM, false, "\x1a", 0},
+      {RECTYPE_VARIABLE, true, counted, MSG_END_OF_FILE},
+      {RECTYPE_VARIABLE, false, counted, MSG_END_OF_FILE},
+      {RECTYPE_FIXED, true, "\x1a", MSG_END_OF_FILE},
+      {RECTYPE_FIXED, false, "\x1a", 0},
+      {RECTYPE_SEGMENTED, false, std::string("\1\0\x1a", 3), MSG_END_OF_FILE},
+      {RECTYPE_NONE, true, "x", MSG_END_OF_FILE},
+  };
+  for (const Row& row : rows) {
+    Input input(row.file, Source::file);
+    Connection c = connection(row.type, 512, 1);
+    c.formatted = row.formatted;
+    Loose_Lub lub(input.fd(), c);
+    lub->lub_f_at_end = 1;
+    lub->lub_next_rec = 7;
+    EXPECT_EQ(for__get_s(&lub.lub(), nullptr, nullptr), row.code) << int{row.type} << ' ' << row.formatted;
+    const bool counts = row.code != 0 && row.type != RECTYPE_NONE;
+    EXPECT_EQ(lub->lub_next_rec, counts ? 8 : 7) << int{row.type} << ' ' << row.formatted;
+    EXPECT_EQ(lub->lub_f_at_end, !counts) << int{row.type} << ' ' << row.formatted;
+  }
+}
+
+TEST(GetRecord, CarriageReturnsOfCompatibleUnits) {
+  for (bool compat : {false, true}) {
+    for (bool list : {false, true}) {
+      Input input("a\r\r\r\n\r\r\n", Source::file);
+      Connection c = connection(RECTYPE_STREAM_LF, 512);
+      c.compat = compat;
+      Loose_Lub lub(input.fd(), c);
+      lub->lub_f_ldio_read = list;
+      ASSERT_EQ(for__get_s(&lub.lub(), nullptr, nullptr), 0);
+      EXPECT_EQ(record_of(lub.lub()), compat && list ? "a" : "a\r\r");
+      ASSERT_EQ(for__get_s(&lub.lub(), nullptr, nullptr), 0);
+      EXPECT_EQ(record_of(lub.lub()), compat && list ? "" : "\r");
+    }
+  }
+  Input input("data\r\nmore\r\n", Source::file);
+  Connection c = connection(RECTYPE_FIXED, 512, 4);
+  c.compat = c.direct = true;
+  Loose_Lub lub(input.fd(), c);
+  ASSERT_EQ(for__get_s(&lub.lub(), nullptr, nullptr), 0);
+  EXPECT_EQ(record_of(lub.lub()), "data");
+  EXPECT_EQ(position_by_account(lub.lub()), 6);
+}
+
+TEST(GetStream, BytesByTheBuffer) {
+  std::string bytes(3000, 's');
+  for (size_t i = 0; i < bytes.size(); i++) bytes[i] = static_cast<char>('!' + i % 90);
+  for (Source source : kSources) {
+    Input input(bytes, source);
+    Loose_Lub lub(input.fd(), connection(RECTYPE_STREAM, 1000));
+    std::string seen;
+    while (for__get_s(&lub.lub(), nullptr, nullptr) == 0) {
+      const u8* const cursor = lub->lub_a_cursor;
+      const int calls = reads.calls;
+      ASSERT_EQ(for__get_s(&lub.lub(), nullptr, nullptr), 0);  // nothing is read while something is left
+      EXPECT_EQ(lub->lub_a_cursor, cursor);
+      EXPECT_EQ(reads.calls, calls);
+      const i64 take = std::min<i64>(lub->lub_a_rec_end - cursor, 300);
+      seen.append(cursor, cursor + take);
+      lub->lub_a_cursor += take;
+      if (!seekable(source)) continue;
+      if (seen.size() % 700 == 0) {
+        ASSERT_EQ(for__flush_readahead(&lub.lub(), 0), 0);
+      }
+      EXPECT_EQ(lseek(input.fd(), 0, SEEK_CUR) - read_ahead_bytes(lub.lub()), static_cast<i64>(seen.size()));
+    }
+    EXPECT_EQ(seen, bytes);
+  }
+}
+
+TEST(GetStream, StraightToTheVariable) {
+  const std::string bytes(5000, 'v');
+  Input input(bytes, Source::file);
+  Loose_Lub lub(input.fd(), connection(RECTYPE_STREAM, 512));
+  std::string variable(4000, '#');
+  lub->lub_a_user_target = variable.data();
+  lub->lub_user_target_len = 4000;
+  ASSERT_EQ(for__get_s(&lub.lub(), nullptr, nullptr), 0);
+  EXPECT_EQ(variable, bytes.substr(0, 4000));
+  EXPECT_EQ(lub->lub_a_user_target, nullptr);
+  EXPECT_EQ(record_of(lub.lub()), "");
+  EXPECT_EQ(lub->lub_rec_buffered, 4000);
+  ASSERT_EQ(for__get_s(&lub.lub(), nullptr, nullptr), 0);
+  EXPECT_EQ(record_of(lub.lub()), bytes.substr(0, 512));
+  EXPECT_EQ(lub->lub_disk_pos, 4000);
+}
+
+TEST(GetRecord, OutputBeforeInput) {
+  const int fd = memory_file();
+  Connection c = connection(RECTYPE_STREAM_LF, 8192);
+  c.buffered = true;
+  {
+    Loose_Lub lub(fd, c);
+    memcpy(lub->lub_a_buffer, "held\n", 5);
+    lub->lub_a_rec_start = lub->lub_a_buffer + 5;
+    lub->lub_f_buffer_held = 1;
+    lub.file().fi_cc_after_cr = lub.file().fi_cc_after_prompt = lub.file().fi_cc_unterminated = 1;
+    EXPECT_EQ(for__get_s(&lub.lub(), nullptr, nullptr), MSG_END_OF_FILE);
+    EXPECT_EQ(contents(fd), "held\n\n");
+    EXPECT_FALSE(lub.file().fi_cc_after_cr || lub.file().fi_cc_after_prompt || lub.file().fi_cc_unterminated);
+    EXPECT_EQ(lub->lub_disk_pos, 6);
+  }
+  close(fd);
+  Input input("x\n", Source::pipe);
+  Loose_Lub lub(input.fd(), c);
+  lub.file().fi_cc_after_cr = 1;
+  EXPECT_EQ(for__get_s(&lub.lub(), nullptr, nullptr), MSG_WRITE_ERROR);
+  EXPECT_EQ(lub->lub_errno, EBADF);
+}
+
+TEST(GetRecord, StandardInputBelongsToTheFirstImage) {
+  Input input("x\n", Source::stdin_file);
+  Loose_Lub lub(input.fd(), connection(RECTYPE_STREAM_LF, 512));
+  lub->lub_unit_copy = UNIT_READ;
+  u8 byte;
+  i64 got = 9;
+  this_image = 2;
+  EXPECT_EQ(for__get_s(&lub.lub(), nullptr, nullptr), MSG_ONLY_IMAGE_1_MAY_READ);
+  EXPECT_EQ(for__read_input(input.fd(), &byte, 1, &got, &lub.lub()), 1);
+  EXPECT_EQ(got, 0);
+  lub->lub_unit_copy = UNIT_STDIN;
+  EXPECT_EQ(for__get_s(&lub.lub(), nullptr, nullptr), 0);
+  this_image = 1;
+  lub->lub_unit_copy = UNIT_READ;
+  EXPECT_EQ(for__get_s(&lub.lub(), nullptr, nullptr), MSG_END_OF_FILE);
+  this_image = 0;
 }
 
 }  // namespace
