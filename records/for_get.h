@@ -20,6 +20,12 @@ extern "C" {
 /// `item_list` and `item_args` are the statement's items, or null.
 [[nodiscard]] int for__get_s(For_Lub* lub, const u8* item_list, void** item_args);
 
+/// Reads the direct access record lub_next_rec: 0, MSG_NO_SUCH_RECORD or MSG_READ_ERROR (errno in lub_errno). On
+/// success it stands at lub_a_read_next, lub_rec_bytes long, and a connection with lub_f_buffered has the records
+/// lub_cache_first_rec up to lub_cache_end_rec in the buffer. With lub_f_direct_done set it has gone to
+/// lub_a_user_target instead, which happens when that is as long as the buffer.
+[[nodiscard]] int for__get_d(For_Lub* lub);
+
 /// Reads up to `length` bytes into `data` and stores their number in *got; a connection that cannot seek gives what
 /// it has. 1, also at the end of the file, or 0 with errno when a read failed; bytes before the failure count in *got.
 [[nodiscard]] int for__read_input(int fd, u8* data, i64 length, i64* got, For_Lub* lub);

@@ -280,6 +280,7 @@ struct For_Lub {
   u32 lub_f_big_endian_words : 1;  ///< the file is big-endian
   u32 lub_f_rec_continued : 1;     ///< the current subrecord has a successor
   u32 lub_f_in_field_read : 1;     ///< a record is being read by field, past the buffer
+  u32 lub_f_direct_done : 1;       ///< the record has gone between file and lub_a_user_target
   u32 lub_f_ufseq_write_open : 1;  ///< a length-byte file has been written to and wants its end mark
   u32 lub_f_closing : 1;           ///< CLOSE has begun
   u32 lub_f_files_from_cmd : 1;    ///< a blank file name comes from the command line or is asked for

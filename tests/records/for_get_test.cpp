@@ -561,4 +561,84 @@ TEST(GetRecord, StandardInputBelongsToTheFirstImage) {
   this_image = 0;
 }
 
+TEST(GetDirect, RecordsByNumber) {
+  std::string file;
+  for (int i = 1; i <= 20; i++) file += "record" + std::to_string(100 + i) + "\n";
+  file += "part";
+  for (bool formatted : {false, true}) {
+    for (bool buffered : {false, true}) {
+      for (i64 held : {1, 2, 5}) {
+        Input input(file, Source::file);
+        Connection c = connection(RECTYPE_FIXED, 10 * held, 10);
+        c.direct = true;
+        c.formatted = formatted;
+        c.buffered = buffered;
+        Loose_Lub lub(input.fd(), c);
+        for (i64 record : {1, 2, 3, 20, 21, 7, 5, 6, 21, 20, 4}) {
+          SCOPED_TRACE("record " + std::to_string(record) + " of " + std::to_string(held));
+          lub->lub_next_rec = record;
+          const int calls = reads.calls;
+          const bool cached = record >= lub->lub_cache_first_rec && record < lub->lub_cache_end_rec;
+          ASSERT_EQ(for__get_d(&lub.lub()), 0);
+          EXPECT_EQ(reads.calls == calls, buffered && cached);
+          std::string expected = file.substr(10 * (record - 1), 10);
+          expected.resize(10, formatted ? ' ' : '\0');
+          EXPECT_EQ(std::string(lub->lub_a_read_next, lub->lub_a_read_next + 10), expected);
+          EXPECT_GE(lub->lub_a_read_next, lub->lub_a_buffer);
+          EXPECT_LE(lub->lub_a_read_next + 10, lub->lub_a_buffer + lub->lub_buffer_size);
+        }
+        for (const auto& [record, code] : {std::pair{22ll, MSG_NO_SUCH_RECORD},
+                                           {1000000ll, MSG_NO_SUCH_RECORD},
+                                           {1ll << 62, MSG_NO_SUCH_RECORD},
+                                           {-5ll, MSG_READ_ERROR}}) {
+          lub->lub_next_rec = record;
+          EXPECT_EQ(for__get_d(&lub.lub()), code) << record;
+          EXPECT_EQ(lub->lub_errno, code == MSG_READ_ERROR ? EINVAL : 0);
+        }
+        lub->lub_next_rec = 11;
+        reads.fail_behind = 105;
+        EXPECT_EQ(for__get_d(&lub.lub()), MSG_READ_ERROR);
+        EXPECT_EQ(lub->lub_errno, EIO);
+        reads.fail_behind = -1;
+        EXPECT_EQ(for__get_d(&lub.lub()), 0);  // nothing of the failed read counts as held
+        EXPECT_EQ(std::string(lub->lub_a_read_next, lub->lub_a_read_next + 9), "record111");
+      }
+    }
+  }
+}
+
+TEST(GetDirect, StraightToTheVariable) {
+  Input input("0123456789abcdefghij", Source::file);
+  Connection c = connection(RECTYPE_FIXED, 10, 10);
+  c.direct = true;
+  c.formatted = false;
+  Loose_Lub lub(input.fd(), c);
+  std::string variable(10, '#');
+  lub->lub_a_user_target = variable.data();
+  for (i64 length : {10, 9}) {
+    lub->lub_user_target_len = length;
+    lub->lub_next_rec = 2;
+    ASSERT_EQ(for__get_d(&lub.lub()), 0);
+    EXPECT_EQ(lub->lub_f_direct_done, length == 10);
+    EXPECT_EQ(variable, length == 10 ? "abcdefghij" : "##########");
+    variable.assign(10, '#');
+  }
+}
+
+TEST(GetDirect, DeletedRecordsOfRelativeFiles) {
+  for (bool legacy : {false, true}) {
+    Input input(std::string(" aaa\0bbb@ccc dddAeee", 20), Source::file);
+    Connection c = connection(RECTYPE_FIXED, 12, 4);
+    c.direct = c.buffered = true;
+    Loose_Lub lub(input.fd(), c);
+    lub->lub_org = ORG_RELATIVE;
+    lub->lub_f_legacy_defaults = legacy;
+    for (i64 record = 1; record <= 5; record++) {
+      lub->lub_next_rec = record;
+      const bool deleted = legacy && (record == 2 || record == 3);
+      EXPECT_EQ(for__get_d(&lub.lub()), deleted ? int{MSG_NO_SUCH_RECORD} : 0) << record;
+    }
+  }
+}
+
 }  // namespace

@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
+//
+// Direct access records from the file into the buffer, as many whole ones as the buffer holds.
+
+#include "records/for_get.h"
+
+#include <errno.h>
+#include <string.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "tamrun/messages.h"
+
+namespace {
+
+/// Moves the file to the record lub_next_rec: 0, MSG_READ_ERROR, or MSG_NO_SUCH_RECORD for one that no file can
+/// hold.
+int seek_record(For_Lub& lub) {
+  i64 offset;
+  if (__builtin_mul_overflow(lub.lub_next_rec - 1, lub.lub_rec_bytes, &offset)) return MSG_NO_SUCH_RECORD;
+  const bool found = lseek(lub.lub_fd, offset, SEEK_SET) >= 0;
+  lub.lub_errno = found ? 0 : errno;
+  return found ? 0 : MSG_READ_ERROR;
+}
+
+/// Reads the buffer's worth of records at the file's position, straight to the variable when that is what the statement
+/// wants: 0, MSG_READ_ERROR or MSG_NO_SUCH_RECORD. A record inside which the file ends is filled up.
+int read_records(For_Lub& lub) {
+  const bool direct =
+      !lub.lub_f_formatted && lub.lub_a_user_target != nullptr && lub.lub_user_target_len == lub.lub_buffer_size;
+  u8* const data = direct ? static_cast<u8*>(lub.lub_a_user_target) : lub.lub_a_buffer;
+  const i64 record_bytes = std::min(lub.lub_rec_bytes, lub.lub_buffer_size);
+  lub.lub_f_direct_done = direct;
+  lub.lub_cache_first_rec = lub.lub_cache_end_rec = 0;
+  i64 got = 0;
+  const int ok = for__read_input(lub.lub_fd, data, lub.lub_buffer_size, &got, &lub);
+  if (!ok) lub.lub_errno = errno;
+  if (!ok && got < record_bytes) return MSG_READ_ERROR;
+  if (got == 0) return MSG_NO_SUCH_RECORD;
+  if (got < record_bytes) memset(data + got, lub.lub_f_formatted ? ' ' : '\0', record_bytes - got);
+  if (direct) return 0;
+  lub.lub_a_read_end = lub.lub_a_buffer + got;
+  lub.lub_a_cursor = lub.lub_a_read_next = lub.lub_a_buffer;
+  lub.lub_read_ahead = got;
+  lub.lub_cache_first_rec = lub.lub_next_rec;
+  lub.lub_cache_end_rec = lub.lub_next_rec + std::max<i64>(got / record_bytes, 1);
+  return 0;
+}
+
+/// Relative files mark a record that was deleted or never written in its first byte, by nothing or by this bit.
+bool is_deleted(const For_Lub& lub, const u8* record) {
+  constexpr u8 kDeleted = 64;
+  return lub.lub_f_legacy_defaults && lub.lub_org == ORG_RELATIVE && (*record & ~kDeleted) == 0;
+}
+
+}  // namespace
+
+int for__get_d(For_Lub* lub_pointer) {
+  For_Lub& lub = *lub_pointer;
+  const i64 ahead = lub.lub_next_rec - lub.lub_cache_first_rec;
+  if (lub.lub_f_buffered && ahead >= 0 && lub.lub_next_rec < lub.lub_cache_end_rec) {
+    lub.lub_a_read_next = lub.lub_a_buffer + ahead * lub.lub_rec_bytes;
+  } else {
+    if (int code = seek_record(lub)) return code;
+    if (int code = read_records(lub)) return code;
+    if (lub.lub_f_direct_done) return 0;  // never on a relative file: its status byte is no data
+  }
+  return is_deleted(lub, lub.lub_a_read_next) ? MSG_NO_SUCH_RECORD : 0;
+}
