@@ -252,8 +252,10 @@ int Field<Ieee>::e_form() {
     may_zero = !must_zero && !minimal_;
     need += must_zero;
   }
-  if (need > width_) return stars(width_, CVT_FIELD_OVERFLOW);
-  const i64 right = option(CVT_M_LEFT_JUSTIFY) ? need : width_;
+  // A minimal field takes what the text needs; its caller has the room.
+  const bool minimal_field = option(CVT_M_LEFT_JUSTIFY);
+  if (need > width_ && !minimal_field) return stars(width_, CVT_FIELD_OVERFLOW);
+  const i64 right = minimal_field ? need : width_;
   put_e(right, exponent, count, letter, must_zero || (may_zero && need < width_));
   return CVT_SUCCESS;
 }
@@ -269,11 +271,12 @@ bool Field<Ieee>::e_digits(i64* significant) {
     *significant = k_ < 1 ? d_ + k_ : d_ + 1;
   }
   digits(*significant, 0, CVT_M_E_FORM);
-  const i64 fewest = k_ > 0 ? k_ + 3 : std::max(-k_, i64{1});
-  if (search_ && !ex_ && fewest < *significant) {
-    *significant = fewest + (k_ > 0);
-    digits(*significant, 0, CVT_M_E_FORM);
-    d_ = fewest;
+  if (search_ && !ex_) {
+    // As few digits as tell the value that all of them tell.
+    const i64 fewest = k_ > 0 ? k_ + 3 : std::max(-k_, i64{1});
+    const i64 enough = digits_.significant() - (k_ > 0 ? 1 : k_);
+    d_ = std::clamp(enough, std::min(fewest, d_), d_);
+    *significant = k_ < 1 ? d_ + k_ : d_ + 1;
   }
   return true;
 }
@@ -385,9 +388,9 @@ bool put_plain(typename Ieee::Bits bits, const Field_Request& r) {
   constexpr u32 kE = CVT_M_E_FORM | CVT_M_ES_FORM;
   constexpr u32 kPlain = kE | CVT_M_F_FORM | CVT_M_D_LETTER | CVT_M_FORCE_PLUS | CVT_M_EXPONENT_GIVEN |
                          u32{CVT_ROUND_MASK} | CVT_M_ROUND_GIVEN | CVT_M_G_ZERO_AS_F | CVT_M_G_STANDARD;
-  constexpr u64 kPlainExt =
-      u64{CVT_X_MINUS_ZERO} | CVT_X_KEEP_ROUNDED_SIGN | CVT_X_DECIMAL_COMMA | CVT_X_STANDARD_G0 | CVT_X_D_GIVEN |
-      CVT_X_LIST_DIRECTED | CVT_X_VALUE_OPTION;  // the last two are read by no form
+  constexpr u64 kPlainExt = u64{CVT_X_MINUS_ZERO} | CVT_X_KEEP_ROUNDED_SIGN | CVT_X_DECIMAL_COMMA | CVT_X_STANDARD_G0 |
+                            CVT_X_D_GIVEN | CVT_X_LIST_DIRECTED |
+                            CVT_X_VALUE_OPTION;  // the last two are read by no form
   if ((r.options & ~kPlain) != 0 || (r.ext & ~kPlainExt) >> 32 != 0) return false;
   const Unpacked<u64> value = unpack<Ieee>(bits);
   if (value.cls != REAL_NORMAL && value.cls != REAL_DENORMAL) return false;

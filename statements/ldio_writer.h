@@ -219,7 +219,7 @@ class Ldio_Writer {
     s_.parts.type = type;
     s_.parts.width = field.width;
     for (i64 left = run.count; left > 0; --left, val.val_data += run.stride) {
-      if (int code = edit_part(val, field.width)) return code;
+      if (int code = edit_part(val)) return code;
       s_.real_waiting = !s_.real_waiting;
       if (s_.real_waiting) {
         s_.ldir.ldir_flags |= LDIR_REAL_DONE;
@@ -232,14 +232,15 @@ class Ldio_Writer {
     return 0;
   }
 
-  int edit_part(const For_Value_Info& val, i64 width) {
+  int edit_part(const For_Value_Info& val) {
     u8* text = s_.real_waiting ? s_.parts.imag : s_.parts.real;
     memset(text, ' ', kComplexPartBytes);
     if (int code = for__format_value(&val, &s_.isb, reinterpret_cast<char*>(text))) {
       if (code != MSG_OUTPUT_CONVERSION) return code;
       s_.remember_conversion();
     }
-    (s_.real_waiting ? s_.parts.imag_length : s_.parts.real_length) = std::find(text, text + width, ' ') - text;
+    (s_.real_waiting ? s_.parts.imag_length : s_.parts.real_length) =
+        std::find(text, text + kComplexPartBytes, ' ') - text;
     return 0;
   }
 

@@ -143,7 +143,9 @@ TAMRUN_ENTRY int cvt_text_to_boolean64(const char* text, i32 length, i32 options
 /// The largest and the smallest signed 32-bit integer, each in both byte orders, behind 16 zero bytes.
 TAMRUN_ENTRY const u8 int_c[32];
 
-// Reals to text. `limit` bounds the integer digits of F form (0 none); `out_len` receives the length of the text.
+// Reals to text. `limit` bounds the integer digits of F form (0 none); `out_len` receives the length of the text. `dst`
+// holds `width` bytes; with CVT_M_LEFT_JUSTIFY an E form takes the columns that its text needs, which may be more:
+// decimals + exponent digits + 8 at most.
 
 TAMRUN_ENTRY int cvt_ieee_s_to_text_ex(const float* value, i32 width, i32 scale, i32 decimals, i32 limit, i32 e,
                                        u32 options, char* dst, u64 ext, i32* out_len);

@@ -219,7 +219,10 @@ TEST(RealToText, MinimalForms) {
       {kNan, 2, 3, 0, ES, kW0, "**", 14, 2},
       {0.5, 12, 4, 0, G, kStandard | CVT_X_D_GIVEN, "    .5000   ", 0, 9},
       {1e-10, 12, 4, 0, G, kStandard | CVT_X_D_GIVEN, "    .1000E-9", 0, 12},
-      {1.2345e-10, 12, 4, 0, G, kStandard, "       .1E-9", 0, 12},
+      {1.2345e-10, 12, 4, 0, G, kStandard, "    .1234E-9", 0, 12},  // 1.2345e-10 lies below the tie
+      {1.5e-10, 14, 9, 0, G, kStandard, "        .15E-9", 0, 14},   // no more digits than tell the value
+      {2e-10, 14, 9, 0, G, kStandard, "         .2E-9", 0, 14},
+      {1.0 / 3e10, 14, 7, 0, G, kStandard, "  .3333333E-10", 0, 14},
       {123456.0, 12, 4, 0, G, kG0, "   .1235E+06", 0, 12},
   };
   for (const auto& row : rows) {
@@ -228,6 +231,18 @@ TEST(RealToText, MinimalForms) {
     EXPECT_EQ(built.status, row.status) << row.value << ' ' << row.w;
     EXPECT_EQ(built.length, row.length) << row.value << ' ' << row.w;
   }
+}
+
+TEST(RealToText, MinimalFieldTakesWhatItNeeds) {
+  char space[32];
+  memset(space, '#', sizeof space);
+  const double value = -1.25e100;
+  i32 length = 0;
+  EXPECT_EQ(cvt_ieee_t_to_text_ex(&value, 11, 1, 4, 0, 3, E | CVT_M_EXPONENT_GIVEN | CVT_M_LEFT_JUSTIFY, space,
+                                  CVT_X_NONE, &length),
+            0);
+  EXPECT_EQ(std::string(space, 13), "-1.2500E+100#");
+  EXPECT_EQ(length, 12);
 }
 
 TEST(RealToText, FourDigitExponents) {

@@ -25,6 +25,9 @@ void require(bool condition) {
 
 bool known_status(int status) { return status >= CVT_SUCCESS && status <= CVT_RECORD_OVERFLOW && status != 7; }
 
+/// Columns that a minimal field may take beyond its width with the decimals and exponent digits of a Choice.
+constexpr i32 kMinimalField = 2 * 255 + 8;
+
 /// A field that holds no character that a number can have.
 class Field {
  public:
@@ -45,7 +48,7 @@ template <class Value, class Convert>
 void write_real(Convert convert, const Choice& choice) {
   Value value;
   memcpy(&value, choice.value, sizeof value);
-  Field field(choice.width);
+  Field field(choice.width + ((choice.options & CVT_M_LEFT_JUSTIFY) != 0 ? kMinimalField : 0));
   i32 length = 0;
   const int status = convert(&value, choice.width, choice.scale, choice.decimals, choice.limit, choice.e,
                              choice.options, field.text(), choice.ext, &length);
