@@ -3,6 +3,7 @@
 // What happens while nobody provides a service that a lower floor names: the case that needs nothing of it. Whoever
 // provides the service removes its lines here.
 
+#include "core/failure.h"
 #include "tamrun/hooks.h"
 #include "tamrun/messages.h"
 
@@ -30,5 +31,8 @@ i32 for_get_hbw_availability(void) { return 0; }
 
 int for__udio_lis(For_Lub*, For_Value_Info*, int, int) { return MSG_INVALID_ARGUMENT; }
 int for__finish_ufseq_write(For_Lub*) { return 0; }
+int for__udio_fmt(For_Lub* lub, For_Value_Info*, int, int) {
+  return report_failure(FOR_IOR_RELEASE, MSG_INVALID_ARGUMENT, MSG_INVALID_ARGUMENT, lub);
+}
 
 }  // extern "C"

@@ -305,6 +305,17 @@ int for__write_output(For_Lub* lub_pointer, const u8* data, i64 length) {
   return result < 0 ? -1 : 0;
 }
 
+void turn_into_prompt(For_Lub& lub) {
+  if (!lub.lub_f_no_terminator || lub.lub_cc != CC_FORTRAN) return;
+  u8& control = *formatted_record_data(lub);
+  if (control == ' ') {
+    control = '$';
+  } else if (control == '+') {
+    control = '\0';
+  }
+  lub.lub_f_no_terminator = 0;
+}
+
 int finish_formatted_record(For_Lub& lub, Record_End end) {
   const u8 cc = lub.lub_cc, rectype = lub.lub_rectype;
   if (end == Record_End::folded && lub.lub_f_stream) {

@@ -15,4 +15,8 @@ enum class Record_End : u8 { complete, folded };
 /// stream unit a folded line leaves no mark in the file. 0 or a message number.
 [[nodiscard]] int finish_formatted_record(For_Lub& lub, Record_End end);
 
+/// A FORTRAN carriage-control record that lub_f_no_terminator leaves without its advance to the next line says so in its
+/// control character; the mark is taken back.
+void turn_into_prompt(For_Lub& lub);
+
 #endif

@@ -51,6 +51,11 @@ bool has_line_end_in_type(const For_Lub& lub) {
 
 }  // namespace
 
+u8* formatted_record_data(const For_Lub& lub) {
+  const int lead = lub.lub_rectype < kRecordTypes ? kFrame[lub.lub_rectype].lead : 0;
+  return record_base(lub) + lead + (lub.lub_cc == CC_FORTRAN && !is_crlf_direct(lub) ? kFortranWork : 0);
+}
+
 int layout_formatted_record(For_Lub& lub) {
   if (lub.lub_rectype >= kRecordTypes) return unknown_record_type();
   if (lub.lub_rectype == RECTYPE_SEGMENTED) return MSG_RECORD_TYPE;

@@ -26,6 +26,9 @@ inline bool is_crlf_direct(const For_Lub& lub) {
   return lub.lub_rectype == RECTYPE_FIXED && lub.lub_f_direct && lub.lub_f_formatted && lub.lub_f_compat_io;
 }
 
+/// First data byte of the current formatted record, also of one that several statements have written.
+u8* formatted_record_data(const For_Lub& lub);
+
 /// Points cursor and limit at the data area of a fresh formatted record, sets lub_a_data_start and clears
 /// lub_a_high_water: 0, or MSG_RECORD_TYPE for SEGMENTED.
 [[nodiscard]] int layout_formatted_record(For_Lub& lub);

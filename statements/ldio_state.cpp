@@ -3,14 +3,14 @@
 // What list-directed writers share beside their walk.
 
 #include "statements/ldio_writer.h"
+#include "statements/statement.h"
 
 Ldio_State::Ldio_State(For_Lub& unit)
     : lub(unit), ldir(ldir_state(unit)), table(unit.lub_f_msf_layout ? for__wfs_msf_table : for__wfs_table), isb{} {
-  constexpr u32 kSignBits[] = {0, ISB_S, ISB_SP, ISB_SS};  // by For_Sign_Mode
   isb.isb_lub = &lub;
   isb.isb_scale = 1;
   isb.isb_round = lub.lub_round;
-  isb.isb_flags = ISB_LIST_G | (lub.lub_sign <= SIGN_SUPPRESS ? kSignBits[lub.lub_sign] : 0);
+  isb.isb_flags = ISB_LIST_G | sign_flags(lub);
   if (lub.lub_f_msf_layout) isb.isb_flags2 |= ISB2_MSF_LAYOUT;
   if (ldir.ldir_flags & LDIR_VALUE_OPTION) isb.isb_flags2 |= ISB2_VALUE_OPTION;
   ldir.ldir_error = 0;

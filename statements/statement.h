@@ -7,6 +7,7 @@
 #include <stdarg.h>
 
 #include "tamrun/context.h"
+#include "tamrun/fmt_isb.h"
 #include "tamrun/io_flags.h"
 #include "tamrun/lub.h"
 
@@ -84,6 +85,12 @@ struct Statement_Start {
 
 /// Where the file stands behind the input record, which is dropped: lub_file_pos.
 void leave_input_record(For_Lub& lub);
+
+/// The sign mode of the unit as bits of isb_flags.
+inline u32 sign_flags(const For_Lub& lub) {
+  constexpr u32 kSignBits[] = {0, ISB_S, ISB_SP, ISB_SS};  // by For_Sign_Mode
+  return lub.lub_sign <= SIGN_SUPPRESS ? kSignBits[lub.lub_sign] : 0;
+}
 
 /// Clears the statement's marks in the LUB and releases the unit: what for__release_lun gives.
 int end_statement(For_Lub& lub);

@@ -3,6 +3,7 @@
 // Finishing the record that a unit left open on a file, when another statement comes to that file.
 
 #include "core/failure.h"
+#include "records/for_put.h"
 #include "units/unit_table.h"
 
 namespace {
@@ -43,19 +44,6 @@ constexpr auto kRules = [] {
     for (int code = span.first; code <= span.last; ++code) table.by_statement[code] = span.rule;
   return table;
 }();
-
-/// A line that another statement interrupts ends without its advance to the next line: the Fortran carriage control
-/// character says so.
-void turn_into_prompt(For_Lub& lub) {
-  if (!lub.lub_f_no_terminator || lub.lub_cc != CC_FORTRAN) return;
-  if (u8* control = lub.lub_a_data_start) {
-    if (*control == ' ')
-      *control = '$';
-    else if (*control == '+')
-      *control = '\0';
-  }
-  lub.lub_f_no_terminator = 0;
-}
 
 int internal_error() {
   TAMRUN_INTERNAL_ERROR("for_lub_mgt");

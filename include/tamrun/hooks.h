@@ -90,6 +90,9 @@ i32 for_get_hbw_availability(void);
 
 /// Provided by statements/: defined I/O of a derived-type item. Without it MSG_INVALID_ARGUMENT.
 [[nodiscard]] int for__udio_lis(For_Lub* lub, For_Value_Info* value, int writing, int internal);
+/// Provided by statements/: the same for a DT edit descriptor; without it MSG_INVALID_ARGUMENT is reported. A result
+/// that is not 0 has ended the statement.
+[[nodiscard]] int for__udio_fmt(For_Lub* lub, For_Value_Info* value, int writing, int internal);
 
 // The coarray support library, weak: each is null unless the program links it.
 __attribute__((weak)) void for_rtl_PGAS_INIT(int argc, char*** argv, void (*diagnostic)(int, int, ...));

@@ -1,0 +1,305 @@
+// SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
+//
+// The loop of every formatted statement: the format interpreter says what comes next, the item list holds the values.
+// A transfer says what happens to them. It is a class with these members, all bound at compile time:
+//
+//   static constexpr bool kWriting, kInternal
+//   Fmt_End begin_pass()                          the format starts over with items left: another record
+//   Fmt_End slash()
+//   void dollar()                                 $ or backslash
+//   int  literal(const char*, i64)                0 or a message
+//   Fmt_End values(u32 type, const Item_Run&, i64 count)   the first `count` values of the run, with isb_code
+//   int  chars_left(u32 type, const Item_Run&)    Q
+//   int  error                                    message of a member that answers Fmt_End::failed
+#ifndef TAMRUN_STATEMENTS_FMT_LOOP_H
+#define TAMRUN_STATEMENTS_FMT_LOOP_H
+
+#include <limits>
+
+#include "format/for_fmt_val.h"
+#include "format/for_intrp_fmt.h"
+#include "statements/for_desc_item.h"
+#include "tamrun/fmt_isb.h"
+#include "tamrun/hooks.h"
+#include "tamrun/messages.h"
+
+/// How a call of the statement came to its end.
+enum class Fmt_End : u8 {
+  none,       ///< it has not
+  statement,  ///< the list or the format ends the statement
+  call,       ///< the end mark of the call
+  failed,     ///< a message is to be reported
+  reported,   ///< a failure has been reported and the unit released
+};
+struct Fmt_Result {
+  Fmt_End end;
+  int code;
+};
+
+/// What stands next in an item list.
+enum class List_Ahead : u8 { item, statement_end, call_end, malformed };
+
+/// Looks ahead on copies of the cursors, past the ends of derived types, and past empty arrays if asked to.
+List_Ahead look_ahead(const u8* list, void* args, bool past_empty_arrays);
+
+/// True when the data of an item that takes no part in formatted transfer, or has no value of its own, would be edited.
+constexpr bool item_has_no_value(u32 type) { return type > ITM_CHARACTER_ALT; }
+
+template <class Transfer>
+class Format_Loop {
+ public:
+  Format_Loop(For_Lub& lub, Transfer& transfer) : lub_(lub), isb_(*lub.lub_a_fmt_isb), transfer_(transfer) {}
+
+  /// Transfers the items up to the next end mark.
+  Fmt_Result transfer_items(const u8* list, void* args) {
+    list_ = list;
+    args_ = args;
+    Fmt_End end = Fmt_End::none;
+    if (lub_.lub_f_skip_to_marker) end = skip_components(1);
+    while (end == Fmt_End::none) {
+      end = next_descriptor();
+      if (end == Fmt_End::none) end = act();
+    }
+    return {end, code_};
+  }
+
+ private:
+  Fmt_End fail(int message) {
+    code_ = message;
+    return Fmt_End::failed;
+  }
+  Fmt_End pass_on(Fmt_End end) {
+    if (end == Fmt_End::failed) code_ = transfer_.error;
+    return end;
+  }
+  Fmt_End checked(int message) { return message == 0 ? Fmt_End::none : fail(message); }
+
+  /// The call is over and the current descriptor has not been used: the next call begins with it.
+  Fmt_End keep_for_next_call() {
+    if (isb_.isb_repeat < 1) isb_.isb_repeat = 1;
+    if (isb_.isb_repeat < std::numeric_limits<i64>::max()) ++isb_.isb_repeat;
+    return Fmt_End::call;
+  }
+
+  Fmt_End next_descriptor() {
+    if (isb_.isb_repeat >= 2) {
+      --isb_.isb_repeat;
+      isb_.isb_width = isb_.isb_width_saved;
+      return Fmt_End::none;
+    }
+    isb_.isb_flags &= ~u32{ISB_VFE_REACHED | ISB_CALL_ENDS | ISB_STATEMENT_ENDS};
+    if (!has_value()) {
+      const List_Ahead ahead = look_ahead(list_, args_, false);
+      if (ahead == List_Ahead::call_end) isb_.isb_flags |= ISB_CALL_ENDS;
+      if (ahead == List_Ahead::statement_end) isb_.isb_flags |= ISB_STATEMENT_ENDS;
+    }
+    if (const int code = for__interp_fmt(&lub_)) {
+      code_ = code;
+      return code == MSG_RECURSIVE_IO || code == MSG_RECORD_OVERFLOW ? Fmt_End::reported : Fmt_End::failed;
+    }
+    constexpr u32 kWaits = ISB_VFE_REACHED | ISB_CALL_ENDS;
+    if ((isb_.isb_flags & kWaits) == kWaits) return isb_.isb_repeat != 0 ? keep_for_next_call() : Fmt_End::call;
+    return Fmt_End::none;
+  }
+
+  Fmt_End act() {
+    switch (isb_.isb_code) {
+      case FMT_END:
+        return end_of_format();
+      case FMT_DOLLAR:
+        transfer_.dollar();
+        return Fmt_End::none;
+      case FMT_COLON:
+        return colon();
+      case FMT_SLASH:
+        lub_.lub_zero_item = 0;
+        return pass_on(transfer_.slash());
+      case FMT_LITERAL:
+        lub_.lub_zero_item = 0;
+        lub_.lub_f_item_seen = 1;
+        return checked(transfer_.literal(isb_.isb_literal, isb_.isb_width));
+      default:
+        return data_edit();
+    }
+  }
+
+  /// What a list that is over means at the end of the format or at a colon.
+  Fmt_End end_as(List_Ahead ahead) {
+    switch (ahead) {
+      case List_Ahead::item:
+        return Fmt_End::none;
+      case List_Ahead::statement_end:
+        return Fmt_End::statement;
+      case List_Ahead::call_end:
+        return keep_for_next_call();
+      case List_Ahead::malformed:
+        break;
+    }
+    return fail(MSG_INVALID_ARGUMENT);
+  }
+
+  Fmt_End end_of_format() {
+    if (!has_value()) {
+      const Fmt_End end = end_as(look_ahead(list_, args_, false));
+      if (end != Fmt_End::none) return end;
+    }
+    if (!(isb_.isb_flags & ISB_DATA_EDIT_SEEN)) {
+      const bool may_pass = lub_.lub_f_f90_rtl && (isb_.isb_flags & ISB_EMPTY_FORMAT) && !has_value();
+      const Fmt_End end = may_pass ? end_as(look_ahead(list_, args_, true)) : Fmt_End::none;
+      return end != Fmt_End::none ? end : fail(MSG_NO_DATA_EDIT);
+    }
+    // Empty arrays alone do not ask for another record to be read; one that is written has been begun by then.
+    const List_Ahead ahead = has_value() ? List_Ahead::item : look_ahead(list_, args_, true);
+    if (Transfer::kWriting) {
+      const Fmt_End end = pass_on(transfer_.begin_pass());
+      if (end != Fmt_End::none || ahead == List_Ahead::item || ahead == List_Ahead::call_end) return end;
+      lub_.lub_fmt_no_final_record = 1;
+      return end_as(ahead);
+    }
+    const Fmt_End end = end_as(ahead);
+    return end != Fmt_End::none ? end : pass_on(transfer_.begin_pass());
+  }
+
+  Fmt_End colon() { return has_value() ? Fmt_End::none : end_as(look_ahead(list_, args_, true)); }
+
+  bool has_value() const { return run_.count > 0; }
+
+  /// Fetches the next value into run_ if none is at hand. Fmt_End::none without one: a derived type has been done.
+  Fmt_End fetch_value(bool* done) {
+    while (run_.count == 0) {
+      if (const int code = for__desc_ret_item(&list_, &args_, &val_, &shape_)) return fail(code);
+      switch (val_.val_type) {
+        case ITM_END_STATEMENT:
+          return Fmt_End::statement;
+        case ITM_END_CALL:
+          return keep_for_next_call();
+        case ITM_DERIVED_CLOSE:
+          continue;
+        case ITM_DERIVED:
+        case ITM_DERIVED_OPEN:
+        case ITM_DERIVED_OPEN_DT:
+          if (isb_.isb_code == FMT_DT) {
+            *done = true;
+            return defined_transfer();
+          }
+          if (val_.val_type == ITM_DERIVED_OPEN) continue;  // its components come one by one
+          return fail(val_.val_type == ITM_DERIVED_OPEN_DT ? MSG_NEEDS_DT_EDIT : MSG_FORMAT_TYPE_MISMATCH);
+        default:
+          break;
+      }
+      if (isb_.isb_code == FMT_DT || item_has_no_value(val_.val_type)) return fail(MSG_FORMAT_TYPE_MISMATCH);
+      start_item();
+    }
+    return Fmt_End::none;
+  }
+
+  void start_item() {
+    if (!item_is_array(shape_.shp_access)) {
+      run_ = {val_.val_data, val_.val_elem, item_is_complex(val_.val_type) ? 2 : 1, val_.val_elem};
+      lub_.lub_f_item_seen = 1;
+      lub_.lub_zero_item = 0;
+      return;
+    }
+    walker_.start(val_, shape_, lub_.lub_f_f90_rtl);
+    if (walker_.count() == 0) {
+      lub_.lub_zero_item = 1;
+      return;
+    }
+    if (lub_.lub_f_f90_rtl || item_is_section(shape_.shp_access)) {
+      lub_.lub_f_item_seen = 1;
+      lub_.lub_zero_item = 0;
+    }
+    more_runs_ = walker_.next(run_);
+  }
+
+  Fmt_End data_edit() {
+    bool done = false;
+    const Fmt_End end = fetch_value(&done);
+    if (end != Fmt_End::none || done) return end;
+    const i64 uses = isb_.isb_repeat > 1 ? isb_.isb_repeat : 1;
+    const i64 count = run_.count < uses ? run_.count : uses;
+    const Item_Run run = run_;
+    run_.count -= count;
+    run_.data = reinterpret_cast<u8*>(reinterpret_cast<u64>(run.data) + static_cast<u64>(run.stride) * count);
+    if (run_.count == 0 && more_runs_) more_runs_ = walker_.next(run_);
+    isb_.isb_repeat = uses - count + 1;
+    return edit(run, count);
+  }
+
+  Fmt_End edit(const Item_Run& run, i64 count) {
+    u32 type = val_.val_type;
+    if (isb_.isb_code == FMT_Q && !Transfer::kWriting) {
+      for (i64 i = 0; i < count; ++i) {
+        if (const int code = transfer_.chars_left(type, {run.data + i * run.stride, run.elem, 1, run.stride})) {
+          return fail(code);
+        }
+      }
+      return Fmt_End::none;
+    }
+    if (lub_.lub_f_coerce_types && isb_.isb_code < kCoercedCodes) {
+      const u8* table = for__coerce_data_types[isb_.isb_code];
+      if (table != nullptr && table[type] != 0) type = table[type];
+    }
+    return pass_on(transfer_.values(type, run, count));
+  }
+
+  /// A derived type whose own routine transfers it. Its components stand behind it and are passed over.
+  Fmt_End defined_transfer() {
+    lub_.lub_zero_item = 0;
+    const bool has_components = val_.val_type != ITM_DERIVED;
+    // A failure below releases the unit, and with it the state block: the format is held here meanwhile.
+    const u32 owned = isb_.isb_flags & ISB_RUNTIME_FORMAT;
+    const u8* const format = isb_.isb_fmt_base;
+    isb_.isb_flags &= ~owned;
+    if (const int code = for__udio_fmt(&lub_, &val_, Transfer::kWriting, Transfer::kInternal)) {
+      if (owned) for__free_vm(const_cast<u8*>(format));
+      code_ = code;
+      return Fmt_End::reported;
+    }
+    isb_.isb_flags |= owned;
+    lub_.lub_f_item_seen = 1;  // which the child has cleared
+    return has_components ? skip_components(1) : Fmt_End::none;
+  }
+
+  /// Passes over the items up to the end of the derived type that has been entered `depth` times.
+  Fmt_End skip_components(int depth) {
+    lub_.lub_f_skip_to_marker = 0;
+    while (depth > 0) {
+      if (const int code = for__desc_ret_item(&list_, &args_, &val_, &shape_)) return fail(code);
+      switch (val_.val_type) {
+        case ITM_DERIVED:
+        case ITM_DERIVED_OPEN:
+        case ITM_DERIVED_OPEN_DT:
+          ++depth;
+          break;
+        case ITM_DERIVED_CLOSE:
+          --depth;
+          break;
+        case ITM_END_CALL:
+          lub_.lub_f_skip_to_marker = 1;
+          return Fmt_End::call;
+        case ITM_END_STATEMENT:
+          return Fmt_End::statement;
+        default:
+          break;
+      }
+    }
+    return Fmt_End::none;
+  }
+
+  static constexpr int kCoercedCodes = sizeof for__coerce_data_types / sizeof for__coerce_data_types[0];
+
+  For_Lub& lub_;
+  For_Fmt_Isb& isb_;
+  Transfer& transfer_;
+  const u8* list_ = nullptr;
+  void* args_ = nullptr;
+  For_Value_Info val_;
+  For_Item_Shape shape_;
+  ItemWalker walker_;
+  Item_Run run_ = {nullptr, 0, 0, 0};
+  bool more_runs_ = false;
+  int code_ = 0;
+};
+
+#endif

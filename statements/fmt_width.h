@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
+//
+// Fields of edit descriptors that leave their width open.
+#ifndef TAMRUN_STATEMENTS_FMT_WIDTH_H
+#define TAMRUN_STATEMENTS_FMT_WIDTH_H
+
+#include "tamrun/fmt_isb.h"
+#include "tamrun/types.h"
+
+/// How one descriptor edits values of one type.
+struct Fmt_Field {
+  int failure;  ///< 0, or the message of a type that the descriptor does not take
+  i64 width;    ///< columns; of a minimal field the columns to edit in, from which the text is cut
+  u16 d, e;
+  u16 flags2;    ///< For_Isb_Flags2 bits of this value
+  bool minimal;  ///< the format says w = 0: only the text itself goes into the record
+};
+
+/// The bits of isb_flags2 that belong to one value.
+inline constexpr u16 kFieldFlags2 = ISB2_MINIMAL | ISB2_G_NO_WIDTH | ISB2_G_IN_PROGRESS | ISB2_D_GIVEN | ISB2_W_ZERO;
+
+/// The field of the current descriptor for a value of that type and element length. Input has no minimal fields.
+Fmt_Field plan_field(const For_Fmt_Isb& isb, u32 type, i64 element, bool writing);
+
+/// Text of a minimal field.
+struct Minimal_Text {
+  const char* start;
+  i64 length;
+};
+
+/// Cuts the text out of a field that was edited in `width` columns with the digits `d`.
+Minimal_Text minimal_text(const char* field, i64 width, u16 d);
+
+#endif

@@ -1,0 +1,165 @@
+// SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
+//
+// The writing transfer of the formatted loop: values are edited where they stand in the record. A target says where
+// records come from. It is a class with these members, all bound at compile time:
+//
+//   static constexpr bool kInternal
+//   int  admit(const u8*, i64)          may a value at this address be written: 0 or a message
+//   int  grow(i64 excess, i64 share)    makes the record `excess` bytes longer: 0 or a message; `share` is the part of
+//                                       the record by which it grows at least
+//   int  end_record()                   at a slash or the end of the format: 0 or a message
+//   void hold_line()                    $ or backslash
+#ifndef TAMRUN_STATEMENTS_FMT_WRITER_H
+#define TAMRUN_STATEMENTS_FMT_WRITER_H
+
+#include <string.h>
+
+#include <algorithm>
+
+#include "core/heap.h"
+#include "statements/fmt_loop.h"
+#include "statements/fmt_width.h"
+
+template <class Target>
+class Fmt_Writer {
+ public:
+  static constexpr bool kWriting = true;
+  static constexpr bool kInternal = Target::kInternal;
+
+  Fmt_Writer(For_Lub& lub, Target& target) : lub_(lub), isb_(*lub.lub_a_fmt_isb), target_(target) {}
+
+  int error = 0;
+
+  Fmt_End begin_pass() {
+    // A pass that put nothing but empty arrays into a fresh record has not used it up.
+    const bool unused = lub_.lub_zero_item && !lub_.lub_f_item_seen && lub_.lub_fmt_record_done;
+    if (unused) {
+      lub_.lub_a_cursor = lub_.lub_a_data_start;
+    } else if (slash() != Fmt_End::none) {
+      return Fmt_End::failed;
+    }
+    lub_.lub_fmt_record_done = 1;
+    lub_.lub_f_item_seen = 0;
+    return Fmt_End::none;
+  }
+
+  Fmt_End slash() {
+    error = target_.end_record();
+    return error == 0 ? Fmt_End::none : Fmt_End::failed;
+  }
+
+  void dollar() { target_.hold_line(); }
+
+  int literal(const char* text, i64 length) {
+    if (int code = make_room(length, kLiteralShare)) return code;
+    memcpy(lub_.lub_a_cursor, text, length);
+    lub_.lub_a_cursor += length;
+    mark_written();
+    return 0;
+  }
+
+  int chars_left(u32, const Item_Run&) { return 0; }
+
+  Fmt_End values(u32 type, const Item_Run& run, i64 count) {
+    const Fmt_Field field = plan_field(isb_, type, run.elem, true);
+    error = field.failure;
+    if (error == 0) {
+      const Raw_Field raw(isb_, field);
+      error = field.minimal ? put_minimal(type, run, count, field) : put_fields(type, run, count, field.width);
+    }
+    return error == 0 ? Fmt_End::none : Fmt_End::failed;
+  }
+
+ private:
+  static constexpr i64 kLiteralShare = 4, kValueShare = 2;
+  static constexpr i64 kWidestField = 1 << 30;  ///< the converters count columns in 32 bits
+
+  /// Puts the worked-out field into the state block, and the descriptor's own back for its next value.
+  class Raw_Field {
+   public:
+    Raw_Field(For_Fmt_Isb& isb, const Fmt_Field& field) : isb_(isb), d_(isb.isb_d), e_(isb.isb_e) {
+      isb.isb_width = field.width;
+      isb.isb_d = field.d;
+      isb.isb_e = field.e;
+      isb.isb_flags2 = static_cast<u16>((isb.isb_flags2 & ~kFieldFlags2) | field.flags2);
+    }
+    ~Raw_Field() {
+      isb_.isb_width = isb_.isb_width_saved;
+      isb_.isb_d = d_;
+      isb_.isb_e = e_;
+    }
+    Raw_Field(const Raw_Field&) = delete;
+    Raw_Field& operator=(const Raw_Field&) = delete;
+
+   private:
+    For_Fmt_Isb& isb_;
+    const u16 d_, e_;
+  };
+
+  int make_room(i64 width, i64 share) {
+    const i64 excess = lub_.lub_a_cursor - lub_.lub_a_rec_end + width;
+    return excess <= 0 ? 0 : target_.grow(excess, share);
+  }
+
+  void mark_written() { lub_.lub_a_high_water = std::max(lub_.lub_a_high_water, lub_.lub_a_cursor); }
+
+  /// A conversion that failed is kept for the end of the statement; its field holds asterisks.
+  int kept(int code) {
+    if (code != MSG_OUTPUT_CONVERSION) return code;
+    if (!lub_.lub_f_ignore_conv_error) isb_.isb_error = code;
+    return 0;
+  }
+
+  int put_fields(u32 type, const Item_Run& run, i64 count, i64 width) {
+    if (width < 0) return MSG_FORMAT_SYNTAX;
+    if (width > kWidestField) return MSG_RECORD_OVERFLOW;
+    For_Value_Info val = {run.data, run.elem, type, run.elem, nullptr};
+    for (; count > 0; --count) {
+      if (int code = target_.admit(val.val_data, run.elem)) return code;
+      if (lub_.lub_a_cursor + width > lub_.lub_a_rec_end) [[unlikely]] {
+        if (int code = make_room(width, kValueShare)) return code;
+      }
+      if (int code = for__format_value(&val, &isb_, reinterpret_cast<char*>(lub_.lub_a_cursor))) [[unlikely]] {
+        if (kept(code) != 0) return code;
+      }
+      lub_.lub_a_cursor += width;
+      val.val_data = step(val.val_data, run.stride);
+    }
+    mark_written();
+    return 0;
+  }
+
+  /// Fields of w = 0 are edited aside, in columns enough, and give only their text.
+  int put_minimal(u32 type, const Item_Run& run, i64 count, const Fmt_Field& field) {
+    constexpr i64 kColumns = 5120;  // every field but that of very many decimals
+    char columns[kColumns];
+    Vm_Block<char> heap;
+    char* text = columns;
+    if (field.width > kColumns) {
+      if (int code = heap.allocate(field.width)) return code;
+      text = heap.get();
+    }
+    For_Value_Info val = {run.data, run.elem, type, run.elem, nullptr};
+    for (; count > 0; --count) {
+      if (int code = target_.admit(val.val_data, run.elem)) return code;
+      memset(text, ' ', field.width);
+      if (int code = for__format_value(&val, &isb_, text)) {
+        if (kept(code) != 0) return code;
+      }
+      const Minimal_Text minimal = minimal_text(text, field.width, field.d);
+      if (int code = literal(minimal.start, minimal.length)) return code;
+      val.val_data = step(val.val_data, run.stride);
+    }
+    return 0;
+  }
+
+  static u8* step(u8* address, i64 stride) {
+    return reinterpret_cast<u8*>(reinterpret_cast<u64>(address) + static_cast<u64>(stride));
+  }
+
+  For_Lub& lub_;
+  For_Fmt_Isb& isb_;
+  Target& target_;
+};
+
+#endif
