@@ -169,7 +169,7 @@ int fail_without_lub(int code, int unit, For_IO_Flags flags, const Control_List&
 
 /// Connects an unconnected unit as the statement implies: 0 or a message number.
 int connect_by_default(For_Lub& lub, const Statement_Rule& rule, For_IO_Flags flags) {
-  if (lub.lub_f_connected || lub.lub_unit == UNIT_INTERNAL) return 0;
+  if (rule.connect_access == kConnectNever || lub.lub_f_connected || lub.lub_unit == UNIT_INTERNAL) return 0;
   store_connection_options(lub, flags);
   return for__open_default(&lub, rule.connect_access, rule.connect_status, rule.connect_form);
 }
@@ -229,7 +229,8 @@ Statement_Start begin_statement(const Statement_Rule& rule, For_Context* ctx, in
   if (int code = connect_by_default(lub, rule, flags)) {
     return {nullptr, report_failure(FOR_IOR_ABANDON, code, code, &lub)};
   }
-  if (rule.formatted && lub.lub_f_no_wrap_margin) lub.lub_rec_bytes = lub.lub_wrap_margin = lub.lub_buffer_size;
+  if (rule.connect_access != kConnectNever && rule.formatted && lub.lub_f_no_wrap_margin)
+    lub.lub_rec_bytes = lub.lub_wrap_margin = lub.lub_buffer_size;
   for (Mode_Check check : rule.checks) {
     if (is_refused(lub, check)) {
       const Check_Report& report = kCheckReports[static_cast<int>(check)];

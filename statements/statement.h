@@ -31,6 +31,7 @@ struct Statement_Rule {
   Mode_Check checks[4];                             ///< in order
 };
 
+inline constexpr int kConnectNever = 0;  ///< a statement that moves no data
 inline constexpr int kConnectSequential = 1;
 inline constexpr int kConnectInput = 1, kConnectOutput = 4;
 inline constexpr int kConnectFormatted = 1, kConnectUnformatted = 2;

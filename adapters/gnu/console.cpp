@@ -9,6 +9,7 @@
 #include <initializer_list>
 
 #include "adapters/gnu/peer.h"
+#include "adapters/gnu/program.h"
 #include "tamrun/context.h"
 #include "tamrun/io_flags.h"
 
@@ -35,7 +36,9 @@ void Console::flush_ours() {
   if (!our_bytes || our_depth > 0) return;
   our_bytes = false;
   For_Context context{};
-  if (for_flush != nullptr) (void)for_flush(&context, unit, iof_extended | iof_iostat);
+  // A FLUSH renews the options of the connection.
+  const For_IO_Flags flags = iof_extended | iof_f90_rtl | (keeps_sign_of_zero() ? iof_minus_zero : 0);
+  if (for_flush != nullptr) (void)for_flush(&context, unit, flags | iof_iostat);
 }
 
 void Console::enter_ours() {

@@ -29,4 +29,7 @@ TAMRUN_ENTRY int for_write_seq_lis(For_Context* ctx, int unit, For_IO_Flags flag
                                    ...);
 TAMRUN_ENTRY int for_write_seq_lis_xmit(For_Context* ctx, const u8* item_list, void* item_args);
 
+/* FLUSH: what the unit holds back goes to the file. With iof_control_list IOMSG= may follow. */
+TAMRUN_ENTRY int for_flush(For_Context* ctx, int unit, For_IO_Flags flags, ...);
+
 #endif
