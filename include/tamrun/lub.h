@@ -34,6 +34,17 @@ enum For_Organization : u8 { ORG_SEQUENTIAL = 1, ORG_RELATIVE = 2, ORG_INDEXED =
 /// lub_cc and lub_cc_default.
 enum For_Carriage_Control : u8 { CC_UNSET = 0, CC_FORTRAN = 1, CC_LIST = 2, CC_NONE = 3 };
 
+/// lub_convert. CONVERT= for another byte order alone is FOREIGN_NONE.
+enum For_Foreign_Format : u8 {
+  FOREIGN_NONE = 0,
+  FOREIGN_VAXG = 1,
+  FOREIGN_VAXD = 2,
+  FOREIGN_IBM = 3,
+  FOREIGN_CRAY = 4,
+  FOREIGN_FDX = 5,
+  FOREIGN_FGX = 6,
+};
+
 /// lub_round, lub_decimal and lub_sign: values of the keyword tables, 0 unset.
 enum For_Round_Mode : u8 {
   ROUND_UNSET = 0,
@@ -180,7 +191,7 @@ struct For_Lub {
   u8 lub_org;                            ///< For_Organization
   u8 lub_cc;                             ///< For_Carriage_Control
   u8 lub_assoc_var_type;                 ///< item type of ASSOCIATEVARIABLE=
-  u8 lub_convert;                        ///< 0 none or endian, 1 VAXG, 2 VAXD, 3 IBM, 4 CRAY, 5 FDX, 6 FGX
+  u8 lub_convert;                        ///< For_Foreign_Format
   u8 lub_delim, lub_delim_saved;         ///< delimiter character, 0 none
   u8 lub_statement;                      ///< For_Statement_Code of the running statement
   u8 lub_round, lub_round_saved;         ///< For_Round_Mode
