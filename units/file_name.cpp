@@ -15,13 +15,12 @@
 
 #include "core/failure.h"
 #include "core/start.h"
+#include "tamrun/open_args.h"
 
 namespace {
 
 using std::string_view;
 using namespace std::string_view_literals;
-
-constexpr u64 kStatusScratch = 3;
 
 /// Longest DEFAULTFILE=, which leaves room for a '/'.
 constexpr i64 kMaxDirectory = kMaxFileName - 1;
@@ -163,22 +162,6 @@ FILE* standard_stream(int unit) {
   }
 }
 
-/// The variable that names the file of a unit without a number, or null.
-const char* unnumbered_variable(int unit) {
-  switch (unit) {
-    case UNIT_READ:
-      return "FOR_READ";
-    case UNIT_ACCEPT:
-      return "FOR_ACCEPT";
-    case UNIT_TYPE:
-      return "FOR_TYPE";
-    case UNIT_PRINT:
-      return "FOR_PRINT";
-    default:
-      return nullptr;
-  }
-}
-
 /// Room for the names that are made here.
 using Name_Buffer = char[kMaxFileName + 1];
 
@@ -202,8 +185,7 @@ Base_Name console_name(For_Lub& lub, Name_Buffer& buffer) {
 /// The name of the unit's file before it is completed. A blank one is still to be found.
 Base_Name choose_name(For_Lub& lub, For_File_Name_Args& ctx, Name_Buffer& buffer) {
   const int unit = lub.lub_unit;
-  const char* variable = unnumbered_variable(unit);
-  if (variable != nullptr && (!lub.lub_f_files_from_cmd || lub.lub_f_legacy_defaults)) {
+  if (const char* variable = unnumbered_unit_variable(lub)) {
     if (const char* value = getenv(variable)) return {value};
     return console_name(lub, buffer);
   }
@@ -230,10 +212,26 @@ string_view next_argument() {
 
 }  // namespace
 
+const char* unnumbered_unit_variable(const For_Lub& lub) {
+  if (lub.lub_f_files_from_cmd && !lub.lub_f_legacy_defaults) return nullptr;
+  switch (lub.lub_unit) {
+    case UNIT_READ:
+      return "FOR_READ";
+    case UNIT_ACCEPT:
+      return "FOR_ACCEPT";
+    case UNIT_TYPE:
+      return "FOR_TYPE";
+    case UNIT_PRINT:
+      return "FOR_PRINT";
+    default:
+      return nullptr;
+  }
+}
+
 extern "C" {
 
 int for__compute_filename(For_Lub* lub, For_File_Name_Args* ctx, char* out, int* needs_open, int* positionable) {
-  if (ctx->status == kStatusScratch && !lub->lub_f_connected) {
+  if (ctx->status == STATUS_SCRATCH && !lub->lub_f_connected) {
     if (ctx->file != nullptr) for__issue_diagnostic(MSG_FILE_SPECIFIER_IGNORED_WHEN_STATUS, 0);
     *needs_open = 0;
     *positionable = 1;

@@ -19,6 +19,10 @@ struct For_File_Name_Args {
 };
 static_assert(sizeof(For_File_Name_Args) == 40);
 
+/// The variable that names the file of a unit without a number. Null for other units, and for all units while blank
+/// names come from the command line, unless the program has the old defaults.
+const char* unnumbered_unit_variable(const For_Lub& lub);
+
 extern "C" {
 /// Writes the path, of at most kMaxFileName bytes and a NUL, to `out`. *needs_open is 1 when the file must still be
 /// opened by name, 0 when lub_fd holds its descriptor; *positionable is 0 for a standard stream. 0, MSG_FILE_NAME,

@@ -3,6 +3,7 @@
 // The connection that a unit gets without an OPEN statement.
 
 #include "core/failure.h"
+#include "units/file_name.h"
 #include "units/open.h"
 
 #include <stdlib.h>
@@ -15,15 +16,14 @@ constexpr int kDecideOnly = -1;
 /// A default unit that no variable redirects.
 struct Console_Rule {
   int unit;
-  const char* variable;  ///< names the unit's file when set, or null
   u64 action, status;
 };
 
 constexpr Console_Rule kConsoleRules[] = {
-    {UNIT_READ, "FOR_READ", MODE_READ, STATUS_OLD},      {UNIT_ACCEPT, "FOR_ACCEPT", MODE_READ, STATUS_OLD},
-    {UNIT_TYPE, "FOR_TYPE", MODE_WRITE, STATUS_UNKNOWN}, {UNIT_PRINT, "FOR_PRINT", MODE_WRITE, STATUS_UNKNOWN},
-    {UNIT_STDERR, nullptr, 0, STATUS_UNKNOWN},           {UNIT_STDIN, nullptr, MODE_READ, STATUS_OLD},
-    {UNIT_STDOUT, nullptr, MODE_WRITE, STATUS_UNKNOWN}};
+    {UNIT_READ, MODE_READ, STATUS_OLD},       {UNIT_ACCEPT, MODE_READ, STATUS_OLD},
+    {UNIT_TYPE, MODE_WRITE, STATUS_UNKNOWN},  {UNIT_PRINT, MODE_WRITE, STATUS_UNKNOWN},
+    {UNIT_STDERR, 0, STATUS_UNKNOWN},         {UNIT_STDIN, MODE_READ, STATUS_OLD},
+    {UNIT_STDOUT, MODE_WRITE, STATUS_UNKNOWN}};
 
 const Console_Rule* console_rule(int unit) {
   for (const Console_Rule& rule : kConsoleRules) {
@@ -32,10 +32,9 @@ const Console_Rule* console_rule(int unit) {
   return nullptr;
 }
 
-/// Variables name the files of the units without a number, unless blank names come from the command line.
-bool is_redirected(const For_Lub& lub, const Console_Rule& rule) {
-  if (rule.variable == nullptr || (lub.lub_f_files_from_cmd && !lub.lub_f_legacy_defaults)) return false;
-  return getenv(rule.variable) != nullptr;
+bool is_redirected(const For_Lub& lub) {
+  const char* variable = unnumbered_unit_variable(lub);
+  return variable != nullptr && getenv(variable) != nullptr;
 }
 
 u64 delim_value(u8 character) {
@@ -81,7 +80,7 @@ extern "C" int for__open_default(For_Lub* lub, int access, int status, int form)
       TAMRUN_INTERNAL_ERROR("for_open");
       return MSG_INTERNAL_CONSISTENCY;
     }
-    if (is_redirected(*lub, *console)) {
+    if (is_redirected(*lub)) {
       lub->lub_default_state = DEFAULT_FROM_ENV;
       console = nullptr;
     }
