@@ -52,12 +52,6 @@ For_Value_Group group_of(const For_Value_Info& val) {
   return val.val_type < kItemTypes ? for__value_groups[val.val_type] : VG_NONE;
 }
 
-/// A unit that is absent, as when a conversion runs outside any statement, has the decimal point.
-bool decimal_comma(const For_Fmt_Isb& isb) {
-  if (isb.isb_flags2 & (ISB2_DC | ISB2_DP)) return (isb.isb_flags2 & ISB2_DP) == 0;
-  return isb.isb_lub != nullptr && isb.isb_lub->lub_decimal == DECIMAL_COMMA;
-}
-
 constexpr int output_message(int status) {
   switch (status) {
     case CVT_SUCCESS:
@@ -81,7 +75,7 @@ u64 real_ext(const For_Fmt_Isb& isb) {
   const u64 flags2 = isb.isb_flags2;
   u64 ext = CVT_X_NONE;
   if (isb.isb_lub->lub_f_minus_zero) ext |= CVT_X_MINUS_ZERO;
-  if (decimal_comma(isb)) ext |= CVT_X_DECIMAL_COMMA;
+  if (for__decimal_comma(isb)) ext |= CVT_X_DECIMAL_COMMA;
   ext |= moved<ISB2_MINIMAL | ISB2_STANDARD_G0, CVT_X_WIDTH_COMPUTED | CVT_X_STANDARD_G0>(flags2);
   ext |= moved<ISB2_KEEP_ROUNDED_SIGN | ISB2_VALUE_OPTION | ISB2_D_GIVEN | ISB2_W_ZERO,
                CVT_X_KEEP_ROUNDED_SIGN | CVT_X_VALUE_OPTION | CVT_X_D_GIVEN | CVT_X_W_ZERO>(flags2);
@@ -447,7 +441,7 @@ int read_real(const For_Fmt_Isb& isb, const char* field, For_Value_Info& val) {
     return 0;
   }
   const u32 options = real_input_options(isb);
-  const u64 ext = CVT_X_NONE | (decimal_comma(isb) ? u64{CVT_X_DECIMAL_COMMA} : 0);
+  const u64 ext = CVT_X_NONE | (for__decimal_comma(isb) ? u64{CVT_X_DECIMAL_COMMA} : 0);
   int status;
   if (group == VG_REAL4) {
     float value = 0;
@@ -502,6 +496,12 @@ int read_general(const For_Fmt_Isb& isb, const char* field, For_Value_Info& val)
 }
 
 }  // namespace
+
+/// A unit that is absent, as when a conversion runs outside any statement, has the decimal point.
+bool for__decimal_comma(const For_Fmt_Isb& isb) {
+  if (isb.isb_flags2 & (ISB2_DC | ISB2_DP)) return (isb.isb_flags2 & ISB2_DP) == 0;
+  return isb.isb_lub != nullptr && isb.isb_lub->lub_decimal == DECIMAL_COMMA;
+}
 
 int for__format_value(const For_Value_Info* val, For_Fmt_Isb* isb, char* field) {
   if (isb->isb_lub == nullptr) {

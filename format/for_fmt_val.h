@@ -62,6 +62,9 @@ extern const u8* const for__coerce_data_types[60];  ///< by isb_code: table by i
 extern const For_Value_Group for__value_groups[kItemTypes];
 extern const i32 forfloat_to_cvtfloat[28];  ///< by type - 25; -1: no real type
 
+/// True when the decimal comma is in force, and with it the semicolon as separator.
+bool for__decimal_comma(const For_Fmt_Isb& isb);
+
 /// Writes isb_width columns at `field`: 0, MSG_INVALID_ARGUMENT, MSG_FORMAT_TYPE_MISMATCH, MSG_OUTPUT_CONVERSION,
 /// MSG_INPUT_CONVERSION or MSG_RECORD_OVERFLOW.
 [[nodiscard]] int for__format_value(const For_Value_Info* val, For_Fmt_Isb* isb, char* field);

@@ -251,13 +251,18 @@ class Format_Loop {
     const u32 owned = isb_.isb_flags & ISB_RUNTIME_FORMAT;
     const u8* const format = isb_.isb_fmt_base;
     isb_.isb_flags &= ~owned;
+    const bool size_given = lub_.lub_f_size_given;
+    const i64 record_done = lub_.lub_fmt_record_done;
     if (const int code = for__udio_fmt(&lub_, &val_, Transfer::kWriting, Transfer::kInternal)) {
       if (owned) for__free_vm(const_cast<u8*>(format));
       code_ = code;
       return Fmt_End::reported;
     }
+    // A child statement begins these anew.
     isb_.isb_flags |= owned;
-    lub_.lub_f_item_seen = 1;  // which the child has cleared
+    lub_.lub_f_size_given = size_given;
+    lub_.lub_fmt_record_done = record_done;
+    lub_.lub_f_item_seen = 1;
     return has_components ? skip_components(1) : Fmt_End::none;
   }
 

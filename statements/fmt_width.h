@@ -22,6 +22,28 @@ inline constexpr u16 kFieldFlags2 = ISB2_MINIMAL | ISB2_G_NO_WIDTH | ISB2_G_IN_P
 /// The field of the current descriptor for a value of that type and element length. Input has no minimal fields.
 Fmt_Field plan_field(const For_Fmt_Isb& isb, u32 type, i64 element, bool writing);
 
+/// Puts a worked-out field into the state block, and the descriptor's own back for its next value.
+class Planned_Field {
+ public:
+  Planned_Field(For_Fmt_Isb& isb, const Fmt_Field& field) : isb_(isb), d_(isb.isb_d), e_(isb.isb_e) {
+    isb.isb_width = field.width;
+    isb.isb_d = field.d;
+    isb.isb_e = field.e;
+    isb.isb_flags2 = static_cast<u16>((isb.isb_flags2 & ~kFieldFlags2) | field.flags2);
+  }
+  ~Planned_Field() {
+    isb_.isb_width = isb_.isb_width_saved;
+    isb_.isb_d = d_;
+    isb_.isb_e = e_;
+  }
+  Planned_Field(const Planned_Field&) = delete;
+  Planned_Field& operator=(const Planned_Field&) = delete;
+
+ private:
+  For_Fmt_Isb& isb_;
+  const u16 d_, e_;
+};
+
 /// Text of a minimal field.
 struct Minimal_Text {
   const char* start;

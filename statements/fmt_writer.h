@@ -64,7 +64,7 @@ class Fmt_Writer {
     const Fmt_Field field = plan_field(isb_, type, run.elem, true);
     error = field.failure;
     if (error == 0) {
-      const Raw_Field raw(isb_, field);
+      const Planned_Field planned(isb_, field);
       error = field.minimal ? put_minimal(type, run, count, field) : put_fields(type, run, count, field.width);
     }
     return error == 0 ? Fmt_End::none : Fmt_End::failed;
@@ -73,28 +73,6 @@ class Fmt_Writer {
  private:
   static constexpr i64 kLiteralShare = 4, kValueShare = 2;
   static constexpr i64 kWidestField = 1 << 30;  ///< the converters count columns in 32 bits
-
-  /// Puts the worked-out field into the state block, and the descriptor's own back for its next value.
-  class Raw_Field {
-   public:
-    Raw_Field(For_Fmt_Isb& isb, const Fmt_Field& field) : isb_(isb), d_(isb.isb_d), e_(isb.isb_e) {
-      isb.isb_width = field.width;
-      isb.isb_d = field.d;
-      isb.isb_e = field.e;
-      isb.isb_flags2 = static_cast<u16>((isb.isb_flags2 & ~kFieldFlags2) | field.flags2);
-    }
-    ~Raw_Field() {
-      isb_.isb_width = isb_.isb_width_saved;
-      isb_.isb_d = d_;
-      isb_.isb_e = e_;
-    }
-    Raw_Field(const Raw_Field&) = delete;
-    Raw_Field& operator=(const Raw_Field&) = delete;
-
-   private:
-    For_Fmt_Isb& isb_;
-    const u16 d_, e_;
-  };
 
   int make_room(i64 width, i64 share) {
     const i64 excess = lub_.lub_a_cursor - lub_.lub_a_rec_end + width;

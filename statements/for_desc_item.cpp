@@ -4,6 +4,8 @@
 
 #include "statements/for_desc_item.h"
 
+#include <string.h>
+
 #include <algorithm>
 
 #include "core/failure.h"
@@ -293,6 +295,12 @@ int for__write_args(const u8** item_list, void** item_args, int* yes_no) {
 }
 
 }  // extern "C"
+
+bool store_integer(u32 type, u8* to, i64 value) {
+  if (!is_integer_item(type)) return false;
+  memcpy(to, &value, for__dsc_itm_table[type].size);
+  return true;
+}
 
 void ItemWalker::start(const For_Value_Info& val, const For_Item_Shape& shape, bool empty_text_counts) {
   const i64 parts = item_is_complex(val.val_type) ? 2 : 1;

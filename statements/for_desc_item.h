@@ -35,6 +35,12 @@ void* for__next_array_element(const For_Item_Shape* shape, i64* index);
 /// True when the type stands for text whose length comes with the item.
 constexpr bool item_is_character(u32 type) { return type == ITM_CHARACTER || type == ITM_CHARACTER_ALT; }
 
+/// True for the integers and logicals.
+constexpr bool is_integer_item(u32 type) { return type >= ITM_INTEGER1 && type <= ITM_LOGICAL8; }
+
+/// Stores a count in a variable of the program, cut to its type: false when the type is no integer or logical.
+bool store_integer(u32 type, u8* to, i64 value);
+
 /// True for the accesses that describe an array.
 constexpr bool item_is_array(u32 access) { return access >= ACC_ARRAY && access <= ACC_SECTION_ELEM; }
 constexpr bool item_is_section(u32 access) { return access == ACC_SECTION || access == ACC_SECTION_ELEM; }

@@ -7,6 +7,8 @@
 #include <errno.h>
 #include <unistd.h>
 
+#include <algorithm>
+
 #include "core/failure.h"
 #include "records/buffer.h"
 #include "records/for_get.h"
@@ -148,6 +150,8 @@ void store_statement_flags(For_Lub& lub, For_IO_Flags flags) {
   lub.lub_f_coerce_types = (flags & iof_coerce_types) != 0;
   lub.lub_f_strict_ldio = (flags & iof_strict_ldio) != 0;
   lub.lub_f_udio_strict = (flags & iof_udio_strict) != 0;
+  lub.lub_f_pad_option = (flags & iof_pad_option49) != 0;
+  lub.lub_f_advance_given = (flags & iof_advance_given) != 0;
   lub.lub_pos_request = lub.lub_file_pos;
 }
 
@@ -331,7 +335,8 @@ int begin_input_record(For_Lub& lub, bool* fetched) {
   *fetched = false;
   if (in_child_statement(lub)) return 0;
   For_File_Info* fi = lub.lub_a_file_info;
-  if (fi != nullptr && fi->fi_read_open) {
+  // Output in between, or another unit on the file, has no record in the buffer.
+  if (fi != nullptr && fi->fi_read_open && lub.lub_f_read_ahead) {
     fi->fi_read_open = 0;
     lub.lub_a_data_start = lub.lub_a_cursor;
     return 0;
@@ -340,8 +345,9 @@ int begin_input_record(For_Lub& lub, bool* fetched) {
   return next_input_record(lub);
 }
 
-void leave_input_record(For_Lub& lub) {
+void leave_input_record(For_Lub& lub, bool stays_open) {
   const u8* next = lub.lub_a_read_next != nullptr ? lub.lub_a_read_next : lub.lub_a_rec_end;
+  if (stays_open) next = std::min(lub.lub_a_cursor, lub.lub_a_rec_end);
   lub.lub_file_pos = lub.lub_disk_pos + (next - lub.lub_a_buffer) - lub.lub_span_left;
 }
 

@@ -84,8 +84,8 @@ struct Statement_Start {
 /// parent's, otherwise the next one, which `fetched` then tells. 0, or what for__get_s gives.
 [[nodiscard]] int begin_input_record(For_Lub& lub, bool* fetched);
 
-/// Where the file stands behind the input record, which is dropped: lub_file_pos.
-void leave_input_record(For_Lub& lub);
+/// Where the file stands behind the input record, which is dropped unless it `stays_open`: lub_file_pos.
+void leave_input_record(For_Lub& lub, bool stays_open = false);
 
 /// The sign mode of the unit as bits of isb_flags.
 inline u32 sign_flags(const For_Lub& lub) {

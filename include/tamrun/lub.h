@@ -312,6 +312,8 @@ struct For_Lub {
   u32 lub_f_coerce_types : 1;
   u32 lub_f_strict_ldio : 1;
   u32 lub_f_udio_strict : 1;
+  u32 lub_f_pad_option : 1;     ///< iof_pad_option49
+  u32 lub_f_advance_given : 1;  ///< ADVANCE= given
   u32 lub_f_size_given : 1;
   u32 lub_f_eor_pending : 1;
   u32 lub_f_pad_in_force : 1;  ///< PAD applies to the record being read

@@ -12,6 +12,7 @@
 
 #include "records/buffer.h"
 #include "records/for_put.h"
+#include "statements/for_rseq_fmt.h"
 #include "statements/for_wseq_fmt.h"
 #include "support/item_list.h"
 #include "support/unit.h"
@@ -61,6 +62,19 @@ class Fmt_Unit {
         kText | iof_advance_given);
   }
   int write_more(ItemList& items) { return for_write_seq_fmt_xmit(&ctx_, items.list(), items.args()); }
+
+  int read(const std::string& format, const Build& build, For_IO_Flags flags = kText, ControlList* control = nullptr) {
+    ItemList items;
+    build(items);
+    items.end();
+    return read_items(format, items, flags, control);
+  }
+  int read_items(const std::string& format, ItemList& items, For_IO_Flags flags = kText,
+                 ControlList* control = nullptr) {
+    const For_Fmt_Text text = {static_cast<i64>(format.size()), format.data()};
+    return formatted_call(for_read_seq_fmt, ctx_, number(), flags, items, &text, control);
+  }
+  int read_more(ItemList& items) { return for_read_seq_fmt_xmit(&ctx_, items.list(), items.args()); }
 
   /// The file, with what is held in the buffer.
   std::string text() {
