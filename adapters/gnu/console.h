@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
 //
-// The two units that the library and the peer share, standard output and standard error: who serves them, and in which
-// order the bytes of both reach the descriptor.
+// The units that the library and the peer share, the standard streams: who serves them, and in which order the bytes of
+// both reach the descriptor.
 #ifndef TAMGNU_CONSOLE_H
 #define TAMGNU_CONSOLE_H
 
@@ -16,14 +16,15 @@ struct Console {
   pthread_mutex_t mutex = PTHREAD_RECURSIVE_MUTEX_INITIALIZER_NP;
   int our_depth = 0;        ///< statements of the holder that the library serves
   int peer_depth = 0;       ///< statements of the holder that the peer serves
-  bool our_bytes = false;   ///< the library may hold bytes back
+  bool our_bytes = false;   ///< the library may hold bytes back, or have read some ahead
   bool peer_bytes = false;  ///< the peer may hold bytes back
-  bool peer_owned = false;  ///< the program or the environment connected the unit in the peer
+  bool peer_owned = false;  ///< the peer has the unit for good
 
   void lock() { pthread_mutex_lock(&mutex); }
   void unlock() { pthread_mutex_unlock(&mutex); }
 
-  /// Enters a statement of either side: what the other side holds back goes out first.
+  /// Enters a statement of either side: what the other side holds back goes out first, and whatever is held back of
+  /// standard output before standard error is written or input is waited for.
   void enter_ours();
   void enter_peers();
 
@@ -32,20 +33,25 @@ struct Console {
 
   /// The library's held bytes go out. The caller holds the console.
   void flush_ours();
+  /// The peer's held bytes go out. The caller holds the console.
+  void flush_peers();
+  /// The peer keeps the unit from now on, with what the library has read ahead of standard input; ends the program
+  /// when that cannot be given back. The caller holds the console.
+  void give_to_peer();
 };
 
 /// The console with this number, or null.
 Console* console_of(i32 unit);
 
-/// The peer keeps from now on what is written to the unit.
+/// The peer keeps the unit, when it is a console, from now on.
 void give_to_peer(i32 unit);
 
-/// The library's held bytes of the unit, or of both consoles when null, go out, unless another thread is in a
-/// statement there.
+/// The library's held bytes of the unit, or of all consoles when null, go out, unless another thread is in a statement
+/// there.
 void flush_ours_if_free(const i32* unit);
 
-/// Before the library starts. Consoles that GFORTRAN_STDOUT_UNIT and GFORTRAN_STDERR_UNIT give other numbers stay with
-/// the peer.
+/// Before the library starts. Consoles that GFORTRAN_STDIN_UNIT, GFORTRAN_STDOUT_UNIT and GFORTRAN_STDERR_UNIT give
+/// other numbers stay with the peer.
 void read_console_environment();
 
 #endif

@@ -20,11 +20,43 @@ enum Gfc_Flags : u32 {
   GFC_IOSTAT = 1u << 5,
   GFC_IOMSG = 1u << 6,
   GFC_DT_LIST_DIRECTED = 1u << 7,  ///< data transfers
+  GFC_DT_REC = 1u << 9,
+  GFC_DT_SIZE = 1u << 10,
+  GFC_DT_FORMAT = 1u << 12,
+  GFC_DT_ADVANCE = 1u << 13,
+  GFC_DT_INTERNAL = 1u << 14,
+  GFC_DT_POS = 1u << 17,
+  GFC_DT_ASYNCHRONOUS = 1u << 18,
+  GFC_DT_BLANK = 1u << 19,
   GFC_DT_DECIMAL = 1u << 20,
   GFC_DT_DELIM = 1u << 21,
+  GFC_DT_PAD = 1u << 22,
   GFC_DT_ROUND = 1u << 23,
   GFC_DT_SIGN = 1u << 24,
-  GFC_OPEN_NEWUNIT = 1u << 23,  ///< OPEN
+  GFC_DT_DEC_EXTENSIONS = 1u << 27,  ///< compiled with -fdec: no specifier
+  GFC_OPEN_RECL = 1u << 7,           ///< OPEN
+  GFC_OPEN_FILE = 1u << 8,
+  GFC_OPEN_STATUS = 1u << 9,
+  GFC_OPEN_ACCESS = 1u << 10,
+  GFC_OPEN_FORM = 1u << 11,
+  GFC_OPEN_BLANK = 1u << 12,
+  GFC_OPEN_POSITION = 1u << 13,
+  GFC_OPEN_ACTION = 1u << 14,
+  GFC_OPEN_DELIM = 1u << 15,
+  GFC_OPEN_PAD = 1u << 16,
+  GFC_OPEN_CONVERT = 1u << 17,
+  GFC_OPEN_DECIMAL = 1u << 18,
+  GFC_OPEN_ENCODING = 1u << 19,
+  GFC_OPEN_ROUND = 1u << 20,
+  GFC_OPEN_SIGN = 1u << 21,
+  GFC_OPEN_ASYNCHRONOUS = 1u << 22,
+  GFC_OPEN_NEWUNIT = 1u << 23,
+  GFC_OPEN_READONLY = 1u << 24,  ///< the word tells whether READONLY was given
+  GFC_OPEN_CARRIAGECONTROL = 1u << 25,
+  GFC_OPEN_SHARE = 1u << 26,
+  GFC_CLOSE_STATUS = 1u << 7,   ///< CLOSE
+  GFC_INQUIRE_EXIST = 1u << 7,  ///< INQUIRE
+  GFC_INQUIRE_FILE = 1u << 14,
 };
 
 /// Head of every parameter block.
@@ -48,21 +80,90 @@ inline constexpr size_t kServerBytes = 0x100;
 /// Parameter block of READ and WRITE. A character specifier is a pointer and a length, in either order.
 struct Gfc_Dt {
   Gfc_Common common;
-  u64 unserved1[18];
+  i64 rec;
+  i64* size;
+  u64 unserved1[2];
+  const char* format;  ///< with its parentheses; alive until the statement ends, unlike the other specifiers
+  i64 format_len;
+  i64 advance_len;
+  const char* advance;
+  u64 unserved2[5];
+  i64 pos;
+  const char* asynchronous;
+  i64 asynchronous_len;
+  i64 blank_len;
+  const char* blank;
   const char* decimal;
   i64 decimal_len;
   i64 delim_len;
   const char* delim;
-  u64 unserved2[2];
+  const char* pad;
+  i64 pad_len;
   i64 round_len;
   const char* round;
   const char* sign;
   i64 sign_len;
   alignas(8) char server[kServerBytes];
 };
+static_assert(offsetof(Gfc_Dt, size) == 0x38 && offsetof(Gfc_Dt, format) == 0x50);
+static_assert(offsetof(Gfc_Dt, advance) == 0x68 && offsetof(Gfc_Dt, pos) == 0x98 && offsetof(Gfc_Dt, blank) == 0xb8);
 static_assert(offsetof(Gfc_Dt, decimal) == 0xc0 && offsetof(Gfc_Dt, delim_len) == 0xd0);
 static_assert(offsetof(Gfc_Dt, round_len) == 0xf0 && offsetof(Gfc_Dt, sign) == 0x100);
 static_assert(offsetof(Gfc_Dt, server) == 0x110 && sizeof(Gfc_Dt) == 0x210);
+
+/// Parameter block of OPEN.
+struct Gfc_Open {
+  Gfc_Common common;
+  i64 recl;
+  i64 file_len;
+  const char* file;
+  const char* status;
+  i64 status_len;
+  i64 access_len;
+  const char* access;
+  const char* form;
+  i64 form_len;
+  i64 blank_len;
+  const char* blank;
+  const char* position;
+  i64 position_len;
+  i64 action_len;
+  const char* action;
+  const char* delim;
+  i64 delim_len;
+  i64 pad_len;
+  const char* pad;
+  const char* convert;
+  i64 convert_len;
+  i64 decimal_len;
+  const char* decimal;
+  const char* encoding;
+  i64 encoding_len;
+  i64 round_len;
+  const char* round;
+  const char* sign;
+  i64 sign_len;
+  i64 asynchronous_len;
+  const char* asynchronous;
+  i32* newunit;
+  i32 readonly;
+  i64 carriagecontrol_len;
+  const char* carriagecontrol;
+  const char* share;
+  i64 share_len;
+};
+static_assert(offsetof(Gfc_Open, status) == 0x48 && offsetof(Gfc_Open, form) == 0x68);
+static_assert(offsetof(Gfc_Open, action) == 0xa0 && offsetof(Gfc_Open, convert) == 0xc8);
+static_assert(offsetof(Gfc_Open, sign) == 0x108 && offsetof(Gfc_Open, newunit) == 0x128);
+static_assert(offsetof(Gfc_Open, carriagecontrol) == 0x140 && sizeof(Gfc_Open) == 0x158);
+
+/// Parameter block of CLOSE.
+struct Gfc_Close {
+  Gfc_Common common;
+  const char* status;
+  i64 status_len;
+};
+static_assert(sizeof(Gfc_Close) == 0x40);
 
 enum Gfc_Type : u8 {
   GFC_INTEGER = 1,

@@ -78,9 +78,29 @@ const Carrier& carrier_of(const Statement* statement, u8 type, int kind) {
   refuse_item(statement, what);
 }
 
+/// True when the format may edit integers as bits: then the width of an item shows in a negative value.
+bool format_shows_bits(const Gfc_Dt& block) {
+  for (i64 i = 0; i < block.format_len; ++i)
+    if (strchr("BbOoZz", block.format[i]) != nullptr && block.format[i] != '\0') return true;
+  return false;
+}
+
+/// An item of a format: as INTEGER(8), when that shows the same.
+void put_integer16_item(Statement* statement, i128 value) {
+  const auto narrow = static_cast<i64>(value);
+  if (narrow != value || (narrow < 0 && format_shows_bits(*statement->block)))
+    refuse_item(statement, "INTEGER, kind 16, with a value that INTEGER(8) does not stand for");
+  put_value(statement, ITM_INTEGER8, &narrow, sizeof narrow);
+}
+
 /// A 40-column field, right-justified.
 void put_integer16(Statement* statement, const void* address) {
-  if (wants_delimiters(statement->block)) refuse_item(statement, "INTEGER, kind 16, with DELIM=");
+  if (statement->formatted()) {
+    i128 item;
+    memcpy(&item, address, sizeof item);
+    return put_integer16_item(statement, item);
+  }
+  if (statement->delimited) refuse_item(statement, "INTEGER, kind 16, with DELIM=");
   i128 value;
   memcpy(&value, address, sizeof value);
   u128 rest = value < 0 ? -static_cast<u128>(value) : static_cast<u128>(value);
@@ -93,7 +113,7 @@ void put_integer16(Statement* statement, const void* address) {
   } while (rest != 0);
   if (value < 0)
     *--first = '-';
-  else if (wants_plus(statement->block))
+  else if (statement->plus)
     *--first = '+';
   put_text(statement, field, sizeof field);
   statement->numeric_text = true;
@@ -128,17 +148,85 @@ char* encode_utf8(u32 character, char* to) {
   return to;
 }
 
-void put_element(Statement* statement, const Carrier& carrier, const char* address, i64 length) {
+/// Reads into a stand-in of an element that has no item of its own: false when the element keeps its value.
+template <class Stand_In>
+bool read_stand_in(Statement* statement, For_Item_Type item, Stand_In* stand_in) {
+  const u64 word = reinterpret_cast<u64>(stand_in);
+  return put_reference(statement, item, ACC_POINTER, &word, 1);
+}
+
+/// Elements of 16 bytes are read as items of 8. A null value of a list leaves the stand-in, and so the element.
+void read_wide_number(Statement* statement, For_Item_Type item, char* address) {
+  i128 value;
+  memcpy(&value, address, sizeof value);
+  auto low = static_cast<i64>(value);
+  const i64 before = low;
+  if (!read_stand_in(statement, item, &low) || low == before) return;
+  value = low;
+  memcpy(address, &value, sizeof value);
+}
+
+/// Each byte of the input is a character.
+void read_wide_text(Statement* statement, u32* text, i64 length) {
+  char few[kWideOnStack];
+  char* bytes = few;
+  if (length > kWideOnStack) bytes = static_cast<char*>(malloc(static_cast<size_t>(length)));
+  if (bytes == nullptr) refuse("no memory for a text of %lld characters", static_cast<long long>(length));
+  bool narrow = true;
+  for (i64 i = 0; i < length; ++i) {
+    narrow = narrow && text[i] <= UINT8_MAX;
+    bytes[i] = static_cast<char>(text[i]);
+  }
+  const u64 words[] = {static_cast<u64>(length), reinterpret_cast<u64>(bytes)};
+  if (!narrow && !statement->formatted()) refuse_item(statement, "CHARACTER, kind 4, that holds wide characters");
+  if (put_reference(statement, ITM_CHARACTER, ACC_SCALAR, words, 2))
+    for (i64 i = 0; i < length; ++i) text[i] = static_cast<u8>(bytes[i]);
+  if (bytes != few) free(bytes);
+}
+
+void write_wide_text(Statement* statement, const u32* text, i64 length) {
+  char few[kWideOnStack * kUtf8Most];
+  few[0] = ' ';  // a text of no length has an address as well
+  char* bytes = few;
+  if (length > kWideOnStack) bytes = static_cast<char*>(malloc(static_cast<size_t>(length * kUtf8Most)));
+  if (bytes == nullptr) refuse("no memory for a text of %lld characters", static_cast<long long>(length));
+  char* end = bytes;
+  for (i64 i = 0; i < length; ++i) end = encode_utf8(text[i], end);
+  put_text(statement, bytes, end - bytes);
+  if (bytes != few) free(bytes);
+}
+
+void write_element(Statement* statement, const Carrier& carrier, const char* address, i64 length) {
   switch (carrier.road) {
     case ROAD_INTEGER16:
       return put_integer16(statement, address);
     case ROAD_LOGICAL16:
       return put_logical16(statement, address);
     case ROAD_WIDE:
-      return put_wide_text(statement, reinterpret_cast<const u32*>(address), length);
+      return write_wide_text(statement, reinterpret_cast<const u32*>(address), length);
     default:
       return put_value(statement, carrier.item, address, carrier.bytes);
   }
+}
+
+void read_element(Statement* statement, const Carrier& carrier, char* address, i64 length) {
+  switch (carrier.road) {
+    case ROAD_INTEGER16:
+      return read_wide_number(statement, ITM_INTEGER8, address);
+    case ROAD_LOGICAL16:
+      return read_wide_number(statement, ITM_LOGICAL8, address);
+    case ROAD_WIDE:
+      return read_wide_text(statement, reinterpret_cast<u32*>(address), length);
+    default:
+      (void)read_stand_in(statement, carrier.item, address);
+  }
+}
+
+void transfer_element(Statement* statement, const Carrier& carrier, char* address, i64 length) {
+  if (statement->verb == Verb::read)
+    read_element(statement, carrier, address, length);
+  else
+    write_element(statement, carrier, address, length);
 }
 
 /// The dimensions of an array with strides in bytes, without those that do not matter.
@@ -169,7 +257,7 @@ struct Shape {
 };
 
 /// One item of the library: a contiguous array or a section.
-void put_whole(Statement* statement, For_Item_Type item, const Gfc_Array& array, const Shape& shape) {
+void transfer_whole(Statement* statement, For_Item_Type item, const Gfc_Array& array, const Shape& shape) {
   const bool text = item == ITM_CHARACTER;
   u64 words[3 + 3 * kGfcMaxRank];
   int used = 0;
@@ -178,7 +266,8 @@ void put_whole(Statement* statement, For_Item_Type item, const Gfc_Array& array,
     words[used++] = static_cast<u64>(shape.count * (shape.elem > 0 ? shape.elem : 1));
     words[used++] = reinterpret_cast<u64>(array.data);
     if (text) words[used++] = static_cast<u64>(shape.elem);
-    return put_reference(statement, item, text ? ACC_ARRAY_ELEM : ACC_ARRAY, words, used);
+    (void)put_reference(statement, item, text ? ACC_ARRAY_ELEM : ACC_ARRAY, words, used);
+    return;
   }
   words[used++] = static_cast<u64>(shape.rank);
   words[used++] = reinterpret_cast<u64>(array.data);
@@ -188,15 +277,15 @@ void put_whole(Statement* statement, For_Item_Type item, const Gfc_Array& array,
     words[used++] = static_cast<u64>(shape.extent[i]);
     words[used++] = static_cast<u64>(shape.stride[i]);
   }
-  put_reference(statement, item, text ? ACC_SECTION_ELEM : ACC_SECTION, words, used);
+  (void)put_reference(statement, item, text ? ACC_SECTION_ELEM : ACC_SECTION, words, used);
 }
 
-void put_one_by_one(Statement* statement, const Carrier& carrier, const Gfc_Array& array, const Shape& shape,
-                    i64 length) {
+void transfer_one_by_one(Statement* statement, const Carrier& carrier, const Gfc_Array& array, const Shape& shape,
+                         i64 length) {
   i64 index[kGfcMaxRank] = {};
-  const char* address = array.data;
+  char* address = array.data;
   for (i64 left = shape.count; left > 0 && !statement->over; --left) {
-    put_element(statement, carrier, address, length);
+    transfer_element(statement, carrier, address, length);
     for (int i = 0; i < shape.rank; ++i) {
       address += shape.stride[i];
       if (++index[i] < shape.extent[i]) break;
@@ -208,37 +297,38 @@ void put_one_by_one(Statement* statement, const Carrier& carrier, const Gfc_Arra
 
 }  // namespace
 
-void put_scalar(Statement* statement, Gfc_Type type, int kind, const void* value) {
+void transfer_scalar(Statement* statement, Gfc_Type type, int kind, void* value) {
   if (statement->over) return;
-  put_element(statement, carrier_of(statement, type, kind), static_cast<const char*>(value), 0);
+  transfer_element(statement, carrier_of(statement, type, kind), static_cast<char*>(value), 0);
 }
 
-void put_wide_text(Statement* statement, const u32* text, i64 length) {
-  if (statement->over) return;
-  char few[kWideOnStack * kUtf8Most];
-  few[0] = ' ';  // a text of no length has an address as well
-  char* bytes = few;
-  if (length > kWideOnStack) bytes = static_cast<char*>(malloc(static_cast<size_t>(length * kUtf8Most)));
-  if (bytes == nullptr) refuse("no memory for a text of %lld characters", static_cast<long long>(length));
-  char* end = bytes;
-  for (i64 i = 0; i < length; ++i) end = encode_utf8(text[i], end);
-  put_text(statement, bytes, end - bytes);
-  if (bytes != few) free(bytes);
+void transfer_text(Statement* statement, char* text, i64 length) {
+  if (statement->verb == Verb::write) return put_text(statement, text, length);
+  const u64 words[] = {static_cast<u64>(length), reinterpret_cast<u64>(text)};
+  (void)put_reference(statement, ITM_CHARACTER, ACC_SCALAR, words, 2);
 }
 
-void put_array(Statement* statement, const Gfc_Array& array, int kind, i64 length) {
+void transfer_wide_text(Statement* statement, u32* text, i64 length) {
+  if (statement->over) return;
+  if (statement->verb == Verb::read)
+    read_wide_text(statement, text, length);
+  else
+    write_wide_text(statement, text, length);
+}
+
+void transfer_array(Statement* statement, const Gfc_Array& array, int kind, i64 length) {
   if (statement->over) return;
   const Carrier& carrier = carrier_of(statement, static_cast<u8>(array.type), kind);
   const i64 elem = carrier.bytes != 0 ? carrier.bytes : (length > 0 ? length : 0) * kind;
   const Shape shape(array, elem);
   if (carrier.road == ROAD_ITEM)
-    put_whole(statement, carrier.item, array, shape);
+    transfer_whole(statement, carrier.item, array, shape);
   else
-    put_one_by_one(statement, carrier, array, shape, length);
+    transfer_one_by_one(statement, carrier, array, shape, length);
 }
 
 void refuse_item(const Statement* statement, const char* what) {
   const Gfc_Common& common = statement->block->common;
-  refuse("list-directed output of %s is not served, unit %d (%s, line %d)", what, common.unit, common.source_name,
-         common.source_line);
+  refuse("%s %s of %s is not served, unit %d (%s, line %d)", statement->formatted() ? "formatted" : "list-directed",
+         statement->verb == Verb::read ? "input" : "output", what, common.unit, common.source_name, common.source_line);
 }

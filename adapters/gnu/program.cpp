@@ -10,6 +10,7 @@
 
 #include "adapters/gnu/console.h"
 #include "adapters/gnu/peer.h"
+#include "adapters/gnu/units.h"
 #include "core/start.h"
 
 namespace {
@@ -23,6 +24,7 @@ bool g_sign_of_zero = true;
 void finish_library() { (void)for_rtl_finish_(); }
 
 void start_once() {
+  read_files_environment();
   read_console_environment();
   for_rtl_init_(g_argv != nullptr ? &g_argc : nullptr, g_argv);
   atexit(finish_library);

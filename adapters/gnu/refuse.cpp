@@ -26,3 +26,7 @@ void refuse(const char* format, ...) {
   (void)for_emit_diagnostic(kSevereDiagnostic, "%s", text);
   exit(EXIT_FAILURE);  // a handler of the program has taken the diagnostic
 }
+
+void refuse_statement(const Gfc_Common& block, const char* name) {
+  refuse("%s is not served on unit %d (%s, line %d)", name, block.unit, block.source_name, block.source_line);
+}

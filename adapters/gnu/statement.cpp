@@ -9,84 +9,95 @@
 
 #include <new>
 
-#include "adapters/gnu/program.h"
-#include "tamrun/messages.h"
+#include "adapters/gnu/keywords.h"
+#include "adapters/gnu/library.h"
+#include "adapters/gnu/units.h"
 #include "tamrun/open_args.h"
-#include "tamrun/tamrun.h"
 
 namespace {
 
-__attribute__((tls_model("initial-exec"))) thread_local Statement* t_innermost;
-
-/// Specifiers of the statement as the list that follows the fixed arguments, in the order that the library wants.
-class Control_List {
- public:
-  explicit Control_List(const Gfc_Dt& block) {
-    add(block, GFC_IOMSG, KEY_IOMSG, block.common.iomsg, block.common.iomsg_len);
-    add(block, GFC_DT_DECIMAL, KEY_DECIMAL, block.decimal, block.decimal_len);
-    add(block, GFC_DT_DELIM, KEY_DELIM, block.delim, block.delim_len);
-    add(block, GFC_DT_ROUND, KEY_ROUND, block.round, block.round_len);
-    add(block, GFC_DT_SIGN, KEY_SIGN, block.sign, block.sign_len);
-    list_[count_ * kPairs] = ITM_END_STATEMENT;
-  }
-  bool empty() const { return count_ == 0; }
-  u8* list() { return list_; }
-  u64* args() { return args_; }
-
- private:
-  static constexpr int kSpecifiers = 5;
-  static constexpr int kPairs = 4;  // bytes of an item and its key
-
-  void add(const Gfc_Dt& block, u32 flag, u8 key, const char* text, i64 length) {
-    if ((block.common.flags & flag) == 0) return;
-    u8* entry = &list_[count_ * kPairs];
-    entry[0] = ITM_CHARACTER;
-    entry[1] = ACC_SCALAR;
-    entry[2] = key;
-    args_[2 * count_] = static_cast<u64>(length);
-    args_[2 * count_ + 1] = reinterpret_cast<u64>(text);
-    ++count_;
-  }
-
-  int count_ = 0;
-  u8 list_[kSpecifiers * kPairs + 2] = {};
-  u64 args_[kSpecifiers * 2];
-};
-
-For_IO_Flags io_flags(u32 flags) {
-  For_IO_Flags result = iof_extended | iof_f90_rtl;
-  if (keeps_sign_of_zero()) result |= iof_minus_zero;
-  if ((flags & GFC_ERR) != 0) result |= iof_err;
-  if ((flags & GFC_END) != 0) result |= iof_end;
-  if ((flags & GFC_EOR) != 0) result |= iof_eor;
-  if ((flags & GFC_IOSTAT) != 0) result |= iof_iostat;
-  return result;
+i64 trimmed(const char* text, i64 length) {
+  while (length > 0 && text[length - 1] == ' ') --length;
+  return length;
 }
 
-/// Stores what the library answered where compiled code looks for it. Anything but 0 ends the statement.
+__attribute__((tls_model("initial-exec"))) thread_local Statement* t_innermost;
+
+/// Specifiers of the statement, in the order that the library wants.
+class Control_List : public Keyword_List<8> {
+ public:
+  explicit Control_List(const Gfc_Dt& block) {
+    const u32 flags = block.common.flags;
+    text(flags & GFC_IOMSG, KEY_IOMSG, block.common.iomsg, block.common.iomsg_len);
+    number(flags & GFC_DT_POS, KEY_POS, block.pos);
+    text(flags & GFC_DT_BLANK, KEY_BLANK, block.blank, block.blank_len);
+    text(flags & GFC_DT_DECIMAL, KEY_DECIMAL, block.decimal, block.decimal_len);
+    text(flags & GFC_DT_DELIM, KEY_DELIM, block.delim, block.delim_len);
+    text(flags & GFC_DT_PAD, KEY_PAD, block.pad, block.pad_len);
+    text(flags & GFC_DT_ROUND, KEY_ROUND, block.round, block.round_len);
+    text(flags & GFC_DT_SIGN, KEY_SIGN, block.sign, block.sign_len);
+  }
+};
+
+/// Specifiers whose text may be a temporary that goes when the first call of the statement returns.
+constexpr u32 kTemporaryTexts = GFC_DT_BLANK | GFC_DT_DECIMAL | GFC_DT_DELIM | GFC_DT_PAD | GFC_DT_ROUND | GFC_DT_SIGN;
+
+/// A format as the library takes its text.
+struct Format_Text {
+  i64 length;
+  const char* text;
+};
+
+For_IO_Flags io_flags(const Gfc_Dt& block) {
+  const u32 given = block.common.flags;
+  // A field of asterisks is no failure in modern Fortran.
+  For_IO_Flags flags = connection_flags(block.common.unit) | specifier_flags(given) | iof_ignore_conv_error;
+  if ((given & GFC_DT_FORMAT) != 0) flags |= iof_format_text;
+  if ((given & GFC_DT_ADVANCE) != 0) flags |= iof_advance_given;
+  if ((given & GFC_DT_SIZE) != 0) flags |= iof_size_given;
+  return flags;
+}
+
+int first_call(Statement* statement, const u8* list, u64* args) {
+  const Gfc_Dt& block = *statement->block;
+  For_Context* context = &statement->context;
+  const i32 unit = statement->unit();
+  For_IO_Flags flags = io_flags(block);
+  Control_List control(block);
+  if (!control.empty()) flags |= iof_control_list;
+  const bool reads = statement->verb == Verb::read;
+  if (!statement->formatted()) {
+    const auto entry = reads ? for_read_seq_lis : for_write_seq_lis;
+    return entry(context, unit, flags, list, args, control.list(), control.args());
+  }
+  const Format_Text format = {block.format_len, block.format};
+  const auto entry = reads ? for_read_seq_fmt : for_write_seq_fmt;
+  return entry(context, unit, flags, list, args, &format, control.list(), control.args());
+}
+
+int further_call(Statement* statement, const u8* list, u64* args) {
+  if (statement->verb == Verb::read) {
+    const auto entry = statement->formatted() ? for_read_seq_fmt_xmit : for_read_seq_lis_xmit;
+    return entry(&statement->context, list, args);
+  }
+  const auto entry = statement->formatted() ? for_write_seq_fmt_xmit : for_write_seq_lis_xmit;
+  return entry(&statement->context, list, args);
+}
+
+/// Anything but 0 ends the statement.
 void take_result(Statement* statement, int result) {
-  if (result == 0) return;
-  statement->over = true;
-  Gfc_Common& common = statement->block->common;
-  u32 outcome = result == FOR_IOS_END ? GFC_OUTCOME_END : result == FOR_IOS_EOR ? GFC_OUTCOME_EOR : GFC_OUTCOME_ERROR;
-  common.flags = (common.flags & ~static_cast<u32>(GFC_OUTCOME_MASK)) | outcome;
-  if ((common.flags & GFC_IOSTAT) != 0) *common.iostat = result;
+  if (store_result(statement->block->common, result)) statement->over = true;
 }
 
 /// The first call of the statement, or a further one.
 void call_library(Statement* statement, const u8* list, u64* args) {
-  if (statement->started) return take_result(statement, for_write_seq_lis_xmit(&statement->context, list, args));
+  if (statement->started) return take_result(statement, further_call(statement, list, args));
   statement->started = true;
-  const Gfc_Dt& block = *statement->block;
-  For_IO_Flags flags = io_flags(block.common.flags);
-  Control_List control(block);
-  if (!control.empty()) flags |= iof_control_list;
-  int result = for_write_seq_lis(&statement->context, statement->console->unit, flags, list, args, control.list(),
-                                 control.args());
+  int result = first_call(statement, list, args);
   if (result != 0 && statement->context.ctx_lub != nullptr) {
     // A record inside the list has failed, which the first call tells without ending the statement.
     static const u8 kEnd[2] = {ITM_END_STATEMENT, 0};
-    int last = for_write_seq_lis_xmit(&statement->context, kEnd, args);
+    const int last = further_call(statement, kEnd, args);
     if (last != 0) result = last;
   }
   take_result(statement, result);
@@ -106,12 +117,18 @@ void send(Statement* statement, For_Item_Type end) {
   call_library(statement, statement->list, statement->args);
 }
 
-/// A statement on a unit that the thread is already writing to: the first calls are made from the outermost inwards,
-/// and all but the first fail.
-void report_recursion(const Console* console, Statement* from = t_innermost) {
+/// A statement on a unit that the thread is already in a statement on: the first calls are made from the outermost
+/// inwards, and all but the first fail.
+void report_recursion(i32 unit, Statement* from) {
   if (from == nullptr) return;
-  report_recursion(console, from->outer);
-  if (from->console == console && !from->started) send(from, ITM_END_CALL);
+  report_recursion(unit, from->outer);
+  if (from->unit() == unit && !from->started) send(from, ITM_END_CALL);
+}
+
+bool is_recursive(const Statement* statement) {
+  for (const Statement* outer = statement->outer; outer != nullptr; outer = outer->outer)
+    if (outer->unit() == statement->unit()) return true;
+  return false;
 }
 
 /// Enters an item into the batch, with room for a copied text, and gives its argument words; null when the items before
@@ -141,10 +158,23 @@ void separate_numeric_text(Statement* statement) {
   put_text(statement, " ", 1);
 }
 
-/// True when the text, without trailing blanks and regard to case, is the word.
-bool is_word(const char* text, i64 length, const char* word) {
-  while (length > 0 && text[length - 1] == ' ') --length;
-  return static_cast<size_t>(length) == strlen(word) && strncasecmp(text, word, static_cast<size_t>(length)) == 0;
+/// ADVANCE= and SIZE= are the first items of a formatted statement.
+void add_leading_items(Statement* statement) {
+  Gfc_Dt& block = *statement->block;
+  if ((block.common.flags & GFC_DT_ADVANCE) != 0) {
+    // The text may be a temporary. No word that is longer than the copy is right.
+    i64 length = trimmed(block.advance, block.advance_len);
+    if (length > static_cast<i64>(sizeof(u64))) length = sizeof(u64);
+    u64* args = add_item(statement, ITM_CHARACTER, ACC_SCALAR, 2, 1);
+    u64* copy = &statement->args[kBatchWords - statement->text_words];
+    if (length > 0) memcpy(copy, block.advance, static_cast<size_t>(length));
+    args[0] = static_cast<u64>(length);
+    args[1] = reinterpret_cast<u64>(copy);
+  }
+  if ((block.common.flags & GFC_DT_SIZE) != 0) {
+    *block.size = 0;
+    *add_item(statement, ITM_INTEGER8, ACC_POINTER, 1) = reinterpret_cast<u64>(block.size);
+  }
 }
 
 }  // namespace
@@ -155,18 +185,26 @@ Statement* statement_of(const Gfc_Dt* block) {
   return nullptr;
 }
 
-void begin_statement(Gfc_Dt* block, Console* console) {
+void begin_statement(Gfc_Dt* block, Verb verb, Console* console) {
   auto* statement = new (block->server) Statement;
   statement->block = block;
   statement->outer = t_innermost;
   statement->console = console;
   statement->context = {};
+  statement->verb = verb;
   statement->started = false;
   statement->over = false;
   statement->numeric_text = false;
+  statement->plus = (block->common.flags & GFC_DT_SIGN) != 0 && is_word(block->sign, block->sign_len, "PLUS");
+  statement->delimited = (block->common.flags & GFC_DT_DELIM) != 0 && !is_word(block->delim, block->delim_len, "NONE");
   empty_batch(statement);
   t_innermost = statement;
-  if (console->our_depth > 1) report_recursion(console);
+  if (is_recursive(statement)) {
+    if (console != nullptr) console->flush_ours();  // while it can be done
+    report_recursion(statement->unit(), statement->outer);
+  }
+  if (statement->formatted()) add_leading_items(statement);
+  if ((block->common.flags & kTemporaryTexts) != 0 || is_recursive(statement)) send(statement, ITM_END_CALL);
 }
 
 void end_statement(Statement* statement) {
@@ -191,7 +229,8 @@ void put_value(Statement* statement, For_Item_Type type, const void* value, size
 void put_text(Statement* statement, const char* text, i64 length) {
   if (length < 0 || length > kCopiedText) {
     const u64 words[] = {static_cast<u64>(length), reinterpret_cast<u64>(text)};
-    return put_reference(statement, ITM_CHARACTER, ACC_SCALAR, words, 2);
+    (void)put_reference(statement, ITM_CHARACTER, ACC_SCALAR, words, 2);
+    return;
   }
   if (statement->over) return;
   separate_numeric_text(statement);
@@ -205,27 +244,26 @@ void put_text(Statement* statement, const char* text, i64 length) {
   args[1] = reinterpret_cast<u64>(copy);
 }
 
-void put_reference(Statement* statement, For_Item_Type type, For_Item_Access access, const u64* words, int count) {
-  if (statement->over) return;
+bool put_reference(Statement* statement, For_Item_Type type, For_Item_Access access, const u64* words, int count) {
+  if (statement->over) return false;
   if (type == ITM_CHARACTER) separate_numeric_text(statement);
-  if (statement->over) return;
+  if (statement->over) return false;
   if (count <= kBatchWords) {
     u64* args = add_item(statement, type, access, count);
-    if (args == nullptr) return;
+    if (args == nullptr) return false;
     memcpy(args, words, static_cast<size_t>(count) * sizeof(u64));
-    return send(statement, ITM_END_CALL);
+    send(statement, ITM_END_CALL);
+    return !statement->over;
   }
   if (statement->items > 0) send(statement, ITM_END_CALL);
-  if (statement->over) return;
+  if (statement->over) return false;
   statement->numeric_text = false;
   const u8 list[4] = {type, access, ITM_END_CALL, 0};
   call_library(statement, list, const_cast<u64*>(words));
+  return !statement->over;
 }
 
-bool wants_plus(const Gfc_Dt* block) {
-  return (block->common.flags & GFC_DT_SIGN) != 0 && is_word(block->sign, block->sign_len, "PLUS");
-}
-
-bool wants_delimiters(const Gfc_Dt* block) {
-  return (block->common.flags & GFC_DT_DELIM) != 0 && !is_word(block->delim, block->delim_len, "NONE");
+bool is_word(const char* text, i64 length, const char* word) {
+  length = trimmed(text, length);
+  return static_cast<size_t>(length) == strlen(word) && strncasecmp(text, word, static_cast<size_t>(length)) == 0;
 }

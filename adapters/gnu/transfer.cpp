@@ -1,132 +1,165 @@
 // SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
 //
-// The entry points of WRITE and PRINT. The first call decides who serves the statement, and every further call with the
-// same parameter block follows it.
+// The entry points of READ, WRITE and PRINT. The first call decides who serves the statement, and every further call
+// with the same parameter block follows it.
 
 #include "adapters/gnu/item.h"
+#include "adapters/gnu/keywords.h"
+#include "adapters/gnu/library.h"
 #include "adapters/gnu/peer.h"
 #include "adapters/gnu/program.h"
+#include "adapters/gnu/refuse.h"
 #include "adapters/gnu/statement.h"
+#include "adapters/gnu/units.h"
+#include "tamrun/lub.h"
 
 namespace {
 
-/// Specifiers that a statement served by the library may have. A format, a namelist group, POS=, REC=, ADVANCE=,
-/// ASYNCHRONOUS= and an item with defined output each set another bit, and so does a failure before the first call.
-constexpr u32 kServedFlags = GFC_DT_LIST_DIRECTED | GFC_ERR | GFC_IOSTAT | GFC_IOMSG | GFC_DT_DECIMAL | GFC_DT_DELIM |
-                             GFC_DT_ROUND | GFC_DT_SIGN;
+/// Specifiers that a statement served by the library may have. A namelist group, REC=, an internal unit and an item with
+/// defined input or output each set another bit, and so does a failure before the first call.
+constexpr u32 kServedFlags = GFC_DT_LIST_DIRECTED | GFC_DT_FORMAT | GFC_DT_ADVANCE | GFC_DT_SIZE | GFC_DT_POS |
+                             GFC_ERR | GFC_END | GFC_EOR | GFC_IOSTAT | GFC_IOMSG | GFC_DT_BLANK | GFC_DT_DECIMAL |
+                             GFC_DT_DELIM | GFC_DT_PAD | GFC_DT_ROUND | GFC_DT_SIGN | GFC_DT_DEC_EXTENSIONS;
 
-bool served_here(const Gfc_Dt& block, const Console& console) {
+bool has_entry_point(Verb verb, bool formatted) {
+  if (verb == Verb::read) return formatted ? for_read_seq_fmt != nullptr : for_read_seq_lis != nullptr;
+  return !formatted || for_write_seq_fmt != nullptr;
+}
+
+/// True for list-directed and formatted transfers with nothing but specifiers that the library takes.
+bool is_served_form(const Gfc_Dt& block, Verb verb) {
+  u32 flags = block.common.flags;
+  if ((flags & GFC_DT_ASYNCHRONOUS) != 0 && is_word(block.asynchronous, block.asynchronous_len, "NO"))
+    flags &= ~static_cast<u32>(GFC_DT_ASYNCHRONOUS);
+  if ((flags & (GFC_DT_LIST_DIRECTED | GFC_DT_FORMAT)) == 0 || (flags & ~kServedFlags) != 0) return false;
+  return has_entry_point(verb, (flags & GFC_DT_FORMAT) != 0);
+}
+
+bool is_ours(const Gfc_Dt& block, Verb verb, const Console& console) {
   // A child of the peer's defined output, or a recursive statement that the peer reports.
   if (console.peer_depth > 0) return false;
   // Recursive whatever its form, and the library reports it.
   if (console.our_depth > 0) return true;
-  u32 flags = block.common.flags;
-  return !console.peer_owned && (flags & GFC_DT_LIST_DIRECTED) != 0 && (flags & ~kServedFlags) == 0;
+  return !console.peer_owned && is_served_form(block, verb);
+}
+
+bool file_is_ours(const Gfc_Dt& block, Verb verb) {
+  if (!serves_files() || (block.common.flags & GFC_DT_INTERNAL) != 0) return false;
+  const i32 unit = block.common.unit;
+  const bool served = is_served_form(block, verb);
+  // Negative numbers that no OPEN has given are the peer's own, for child statements.
+  const Owner owner = unit < 0 ? owner_of(unit) : claim(unit, served ? Owner::ours : Owner::peers);
+  if (owner != Owner::ours) return false;
+  if (!served) refuse_statement(block.common, verb == Verb::read ? "this form of READ" : "this form of WRITE");
+  return true;
+}
+
+typedef void (*Peer_Call)(Gfc_Dt*);
+
+void begin_transfer(Gfc_Dt* block, Verb verb, Peer_Call peer_call) {
+  start_library();
+  Console* console = console_of(block->common.unit);
+  if (console == nullptr) {
+    if (file_is_ours(*block, verb)) return begin_statement(block, verb, nullptr);
+    return peer_call(block);
+  }
+  console->lock();
+  if (is_ours(*block, verb, *console)) {
+    console->enter_ours();
+    return begin_statement(block, verb, console);
+  }
+  if (console->unit == UNIT_STDIN && console->peer_depth == 0) console->give_to_peer();
+  console->enter_peers();
+  peer_call(block);
+}
+
+void end_transfer(Gfc_Dt* block, Peer_Call peer_call) {
+  if (Statement* statement = statement_of(block)) {
+    Console* console = statement->console;
+    end_statement(statement);
+    if (console == nullptr) return;
+    console->leave_ours();
+    return console->unlock();
+  }
+  Console* console = console_of(block->common.unit);
+  peer_call(block);
+  if (console == nullptr) return;
+  console->leave_peers();
+  console->unlock();
 }
 
 }  // namespace
 
-TAMRUN_ENTRY void _gfortran_st_write(Gfc_Dt* block) {
-  Console* console = console_of(block->common.unit);
-  if (console == nullptr) return peer().st_write(block);
-  start_library();
-  console->lock();
-  if (served_here(*block, *console)) {
-    console->enter_ours();
-    begin_statement(block, console);
-  } else {
-    console->enter_peers();
-    peer().st_write(block);
-  }
-}
-
-TAMRUN_ENTRY void _gfortran_st_write_done(Gfc_Dt* block) {
-  if (Statement* statement = statement_of(block)) {
-    Console* console = statement->console;
-    end_statement(statement);
-    console->leave_ours();
-    console->unlock();
-    return;
-  }
-  Console* console = console_of(block->common.unit);
-  peer().st_write_done(block);
-  if (console != nullptr) {
-    console->leave_peers();
-    console->unlock();
-  }
-}
+TAMRUN_ENTRY void _gfortran_st_write(Gfc_Dt* block) { begin_transfer(block, Verb::write, peer().st_write); }
+TAMRUN_ENTRY void _gfortran_st_write_done(Gfc_Dt* block) { end_transfer(block, peer().st_write_done); }
+TAMRUN_ENTRY void _gfortran_st_read(Gfc_Dt* block) { begin_transfer(block, Verb::read, peer().st_read); }
+TAMRUN_ENTRY void _gfortran_st_read_done(Gfc_Dt* block) { end_transfer(block, peer().st_read_done); }
 
 #define TAMGNU_SCALAR_TRANSFER(name, type)                                   \
   TAMRUN_ENTRY void _gfortran_##name(Gfc_Dt* block, void* value, int kind) { \
     if (Statement* statement = statement_of(block))                          \
-      put_scalar(statement, type, kind, value);                              \
+      transfer_scalar(statement, type, kind, value);                         \
     else                                                                     \
       peer().name(block, value, kind);                                       \
   }
-
+TAMGNU_SCALAR_TRANSFER(transfer_integer, GFC_INTEGER)
 TAMGNU_SCALAR_TRANSFER(transfer_integer_write, GFC_INTEGER)
+TAMGNU_SCALAR_TRANSFER(transfer_logical, GFC_LOGICAL)
 TAMGNU_SCALAR_TRANSFER(transfer_logical_write, GFC_LOGICAL)
+TAMGNU_SCALAR_TRANSFER(transfer_real, GFC_REAL)
 TAMGNU_SCALAR_TRANSFER(transfer_real_write, GFC_REAL)
+TAMGNU_SCALAR_TRANSFER(transfer_real128, GFC_REAL)
 TAMGNU_SCALAR_TRANSFER(transfer_real128_write, GFC_REAL)
+TAMGNU_SCALAR_TRANSFER(transfer_complex, GFC_COMPLEX)
 TAMGNU_SCALAR_TRANSFER(transfer_complex_write, GFC_COMPLEX)
+TAMGNU_SCALAR_TRANSFER(transfer_complex128, GFC_COMPLEX)
 TAMGNU_SCALAR_TRANSFER(transfer_complex128_write, GFC_COMPLEX)
 
-TAMRUN_ENTRY void _gfortran_transfer_character_write(Gfc_Dt* block, void* text, i64 length) {
-  if (Statement* statement = statement_of(block))
-    put_text(statement, static_cast<const char*>(text), length);
-  else
-    peer().transfer_character_write(block, text, length);
-}
+#define TAMGNU_TEXT_TRANSFER(name)                                            \
+  TAMRUN_ENTRY void _gfortran_##name(Gfc_Dt* block, void* text, i64 length) { \
+    if (Statement* statement = statement_of(block))                           \
+      transfer_text(statement, static_cast<char*>(text), length);             \
+    else                                                                      \
+      peer().name(block, text, length);                                       \
+  }
+TAMGNU_TEXT_TRANSFER(transfer_character)
+TAMGNU_TEXT_TRANSFER(transfer_character_write)
 
-TAMRUN_ENTRY void _gfortran_transfer_character_wide_write(Gfc_Dt* block, void* text, i64 length, int kind) {
-  if (Statement* statement = statement_of(block))
-    put_wide_text(statement, static_cast<const u32*>(text), length);
-  else
-    peer().transfer_character_wide_write(block, text, length, kind);
-}
+#define TAMGNU_WIDE_TEXT_TRANSFER(name)                                                 \
+  TAMRUN_ENTRY void _gfortran_##name(Gfc_Dt* block, void* text, i64 length, int kind) { \
+    if (Statement* statement = statement_of(block))                                     \
+      transfer_wide_text(statement, static_cast<u32*>(text), length);                   \
+    else                                                                                \
+      peer().name(block, text, length, kind);                                           \
+  }
+TAMGNU_WIDE_TEXT_TRANSFER(transfer_character_wide)
+TAMGNU_WIDE_TEXT_TRANSFER(transfer_character_wide_write)
 
-TAMRUN_ENTRY void _gfortran_transfer_array_write(Gfc_Dt* block, Gfc_Array* array, int kind, i64 length) {
-  if (Statement* statement = statement_of(block))
-    put_array(statement, *array, kind, length);
-  else
-    peer().transfer_array_write(block, array, kind, length);
-}
+#define TAMGNU_ARRAY_TRANSFER(name)                                                           \
+  TAMRUN_ENTRY void _gfortran_##name(Gfc_Dt* block, Gfc_Array* array, int kind, i64 length) { \
+    if (Statement* statement = statement_of(block))                                           \
+      transfer_array(statement, *array, kind, length);                                        \
+    else                                                                                      \
+      peer().name(block, array, kind, length);                                                \
+  }
+TAMGNU_ARRAY_TRANSFER(transfer_array)
+TAMGNU_ARRAY_TRANSFER(transfer_array_write)
 
 TAMRUN_ENTRY void _gfortran_transfer_derived(Gfc_Dt* block, void* object, void* procedure) {
   if (Statement* statement = statement_of(block)) {
     if (statement->over) return;
-    // Defined output of a component, which the block has not announced: in time while the list has no other item.
+    // Defined transfer of a component, which the block has not announced: in time while the list has no other item.
     Console* console = statement->console;
-    if (!abandon_statement(statement)) refuse_item(statement, "a component with defined output behind other items");
+    if (console == nullptr || !abandon_statement(statement))
+      refuse_item(statement, statement->verb == Verb::read ? "a component with defined input behind other items"
+                                                           : "a component with defined output behind other items");
     console->leave_ours();
+    if (console->unit == UNIT_STDIN) console->give_to_peer();
     console->enter_peers();
-    peer().st_write(block);
+    if (statement->verb == Verb::read)
+      peer().st_read(block);
+    else
+      peer().st_write(block);
   }
   peer().transfer_derived(block, object, procedure);
-}
-
-TAMRUN_ENTRY void _gfortran_st_open(Gfc_Common* block) {
-  if ((block->flags & GFC_OPEN_NEWUNIT) == 0) give_to_peer(block->unit);
-  peer().st_open(block);
-}
-
-TAMRUN_ENTRY void _gfortran_st_close(Gfc_Common* block) {
-  give_to_peer(block->unit);
-  peer().st_close(block);
-}
-
-TAMRUN_ENTRY void _gfortran_st_flush(Gfc_Common* block) {
-  flush_ours_if_free(&block->unit);
-  peer().st_flush(block);
-}
-
-TAMRUN_ENTRY void _gfortran_flush_i4(i32* unit) {
-  flush_ours_if_free(unit);
-  peer().flush_i4(unit);
-}
-
-TAMRUN_ENTRY void _gfortran_flush_i8(i64* unit) {
-  i32 number = unit != nullptr ? static_cast<i32>(*unit) : 0;
-  flush_ours_if_free(unit != nullptr ? &number : nullptr);
-  peer().flush_i8(unit);
 }

@@ -2,6 +2,7 @@
 !
 ! A device without room: IOSTAT=, IOMSG= and ERR= receive the failure; what went to the other unit is compared.
 ! stdout: /dev/full
+! env: FORT_NO_BUFFERING=true
 ! compare: stderr
 program full
   implicit none

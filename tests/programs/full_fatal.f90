@@ -2,6 +2,7 @@
 !
 ! A device without room and no specifier: the program ends with the number of the message.
 ! stdout: /dev/full
+! env: FORT_NO_BUFFERING=true
 ! status: 38
 ! stderr: error during write, unit 6
 program full_fatal

@@ -7,6 +7,8 @@
 #   ! with: FILE             a further source
 #   ! env: NAME=VALUE        environment of the program
 #   ! args: A...             arguments of the program
+#   ! input: TEXT            standard input, with the escapes of printf (default: empty)
+#   ! pipe: yes              standard input is a pipe
 #   ! stdout: /dev/full      standard output goes there; "closed" closes it
 #   ! compare: stderr        compare standard error
 #   ! merge: yes             compare both streams in one file
@@ -43,14 +45,22 @@ run() { # status, text on standard error, arguments
   out=$(tell stdout)
   merge=$(tell merge)
   set -- env ${setting:+"$setting"} ${TAMRUN_PRELOAD:+"LD_PRELOAD=$TAMRUN_PRELOAD"} ./program "$@"
-  if [ "$merge" = yes ]; then
-    "$@" >stdout 2>&1 </dev/null
-  elif [ "$out" = closed ]; then
-    "$@" >&- 2>stderr </dev/null
+  printf '%b' "$(tell input)" >stdin
+  if [ "$(tell pipe)" = yes ]; then
+    mkfifo pipe
+    cat stdin >pipe &
   else
-    "$@" >"${out:-stdout}" 2>stderr </dev/null
+    ln -s stdin pipe
+  fi
+  if [ "$merge" = yes ]; then
+    "$@" >stdout 2>&1 <pipe
+  elif [ "$out" = closed ]; then
+    "$@" >&- 2>stderr <pipe
+  else
+    "$@" >"${out:-stdout}" 2>stderr <pipe
   fi
   found=$?
+  rm pipe
   [ $found = "$status" ] || { tail -n 40 std*; fail "status $found, expected $status"; }
 
   compared=$(tell compare)

@@ -1,0 +1,153 @@
+// SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
+//
+// What moves a file's position, asks about it or works on it past READ and WRITE. The library serves FLUSH; the rest is
+// the peer's and refused on units that are the library's.
+
+#include "adapters/gnu/console.h"
+#include "adapters/gnu/keywords.h"
+#include "adapters/gnu/library.h"
+#include "adapters/gnu/peer.h"
+#include "adapters/gnu/program.h"
+#include "adapters/gnu/refuse.h"
+#include "adapters/gnu/units.h"
+#include "tamrun/lub.h"
+#include "tamrun/open_args.h"
+
+namespace {
+
+/// A positioning statement of the peer: a console is the peer's from then on.
+void position_peers(Gfc_Common* block, const char* name, void (*peer_call)(Gfc_Common*)) {
+  start_library();
+  if (owner_of(block->unit) == Owner::ours) refuse_statement(*block, name);
+  give_to_peer(block->unit);
+  peer_call(block);
+}
+
+/// INQUIRE by FILE= about a file's existence sees the same whoever serves it.
+bool asks_for_ours(const Gfc_Common& block) {
+  constexpr u32 kHarmless = GFC_ERR | GFC_IOSTAT | GFC_IOMSG | GFC_INQUIRE_EXIST | GFC_INQUIRE_FILE;
+  if ((block.flags & GFC_INQUIRE_FILE) == 0) return owner_of(block.unit) == Owner::ours;
+  return any_unit_is_ours() && (block.flags & ~kHarmless) != 0;
+}
+
+/// A character procedure of the peer that reads or writes a unit.
+class Character_Call {
+ public:
+  Character_Call(i32 unit, const char* name) : console_(console_of(unit)) {
+    start_library();
+    if (owner_of(unit) == Owner::ours) refuse("%s is not served on unit %d", name, unit);
+    if (console_ == nullptr) return;
+    console_->lock();
+    if (unit == UNIT_STDIN) console_->give_to_peer();
+    console_->enter_peers();
+  }
+  ~Character_Call() {
+    if (console_ == nullptr) return;
+    console_->leave_peers();
+    console_->unlock();
+  }
+  Character_Call(const Character_Call&) = delete;
+  Character_Call& operator=(const Character_Call&) = delete;
+
+ private:
+  Console* console_;
+};
+
+/// Another program runs: what is held back goes out before what that prints.
+void release_all_output() {
+  start_library();
+  flush_ours_if_free(nullptr);
+  flush_our_files(nullptr);
+}
+
+}  // namespace
+
+TAMRUN_ENTRY void _gfortran_st_rewind(Gfc_Common* block) { position_peers(block, "REWIND", peer().st_rewind); }
+TAMRUN_ENTRY void _gfortran_st_backspace(Gfc_Common* block) { position_peers(block, "BACKSPACE", peer().st_backspace); }
+TAMRUN_ENTRY void _gfortran_st_endfile(Gfc_Common* block) { position_peers(block, "ENDFILE", peer().st_endfile); }
+
+TAMRUN_ENTRY void _gfortran_st_inquire(Gfc_Common* block) {
+  if (asks_for_ours(*block)) refuse_statement(*block, "INQUIRE");
+  peer().st_inquire(block);
+}
+
+TAMRUN_ENTRY void _gfortran_st_flush(Gfc_Common* block) {
+  if (owner_of(block->unit) == Owner::ours) {
+    For_Context context{};
+    For_IO_Flags flags = connection_flags(block->unit) | specifier_flags(block->flags);
+    Keyword_List<1> control;
+    control.text(block->flags & GFC_IOMSG, KEY_IOMSG, block->iomsg, block->iomsg_len);
+    if (!control.empty()) flags |= iof_control_list;
+    (void)store_result(*block, for_flush(&context, block->unit, flags, control.list(), control.args()));
+    return;
+  }
+  flush_ours_if_free(&block->unit);
+  peer().st_flush(block);
+}
+
+TAMRUN_ENTRY void _gfortran_flush_i4(i32* unit) {
+  flush_ours_if_free(unit);
+  flush_our_files(unit);
+  if (unit == nullptr || owner_of(*unit) != Owner::ours) peer().flush_i4(unit);
+}
+
+TAMRUN_ENTRY void _gfortran_flush_i8(i64* unit) {
+  i32 number = unit != nullptr ? static_cast<i32>(*unit) : 0;
+  flush_ours_if_free(unit != nullptr ? &number : nullptr);
+  flush_our_files(unit != nullptr ? &number : nullptr);
+  if (unit == nullptr || owner_of(number) != Owner::ours) peer().flush_i8(unit);
+}
+
+// FGET, FGETC, FPUT and FPUTC: functions, and subroutines by the kind of their status.
+
+#define TAMGNU_CONSOLE_CHARACTER(name, unit, label)           \
+  TAMRUN_ENTRY int _gfortran_##name(char* text, i64 length) { \
+    const Character_Call call(unit, label);                   \
+    return peer().name(text, length);                         \
+  }                                                           \
+  TAMGNU_CONSOLE_CHARACTER_SUB(name, i4, i32, unit, label)    \
+  TAMGNU_CONSOLE_CHARACTER_SUB(name, i8, i64, unit, label)
+#define TAMGNU_CONSOLE_CHARACTER_SUB(name, kind, type, unit, label)                         \
+  TAMRUN_ENTRY void _gfortran_##name##_##kind##_sub(char* text, type* status, i64 length) { \
+    const Character_Call call(unit, label);                                                 \
+    peer().name##_##kind##_sub(text, status, length);                                       \
+  }
+TAMGNU_CONSOLE_CHARACTER(fget, UNIT_STDIN, "FGET")
+TAMGNU_CONSOLE_CHARACTER(fput, UNIT_STDOUT, "FPUT")
+
+#define TAMGNU_UNIT_CHARACTER(name, label)                               \
+  TAMRUN_ENTRY int _gfortran_##name(i32* unit, char* text, i64 length) { \
+    const Character_Call call(*unit, label);                             \
+    return peer().name(unit, text, length);                              \
+  }                                                                      \
+  TAMGNU_UNIT_CHARACTER_SUB(name, i4, i32, label)                        \
+  TAMGNU_UNIT_CHARACTER_SUB(name, i8, i64, label)
+#define TAMGNU_UNIT_CHARACTER_SUB(name, kind, type, label)                                             \
+  TAMRUN_ENTRY void _gfortran_##name##_##kind##_sub(i32* unit, char* text, type* status, i64 length) { \
+    const Character_Call call(*unit, label);                                                           \
+    peer().name##_##kind##_sub(unit, text, status, length);                                            \
+  }
+TAMGNU_UNIT_CHARACTER(fgetc, "FGETC")
+TAMGNU_UNIT_CHARACTER(fputc, "FPUTC")
+
+TAMRUN_ENTRY void _gfortran_execute_command_line_i4(const char* command, void* wait, i32* exitstat, i32* cmdstat,
+                                                    char* cmdmsg, i64 command_len, i64 cmdmsg_len) {
+  release_all_output();
+  peer().execute_command_line_i4(command, wait, exitstat, cmdstat, cmdmsg, command_len, cmdmsg_len);
+}
+
+TAMRUN_ENTRY void _gfortran_execute_command_line_i8(const char* command, void* wait, i64* exitstat, i64* cmdstat,
+                                                    char* cmdmsg, i64 command_len, i64 cmdmsg_len) {
+  release_all_output();
+  peer().execute_command_line_i8(command, wait, exitstat, cmdstat, cmdmsg, command_len, cmdmsg_len);
+}
+
+TAMRUN_ENTRY int _gfortran_system(const char* command, i64 length) {
+  release_all_output();
+  return peer().system(command, length);
+}
+
+TAMRUN_ENTRY void _gfortran_system_sub(const char* command, i32* status, i64 length) {
+  release_all_output();
+  peer().system_sub(command, status, length);
+}

@@ -1,0 +1,133 @@
+! SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
+!
+! io_forms prepare N: writes the files that are read. io_forms run N: N records in each form; prints for each form its
+! name and the nanoseconds of one record.
+program io_forms
+  use, intrinsic :: iso_fortran_env, only: int64, real64
+  implicit none
+  integer, parameter :: reals_file = 1, integers_file = 2, list_file = 3
+  character(8), parameter :: files(3) = [character(8) :: 'reals', 'integers', 'list']
+  character(5), parameter :: label = 'label'
+  character(16) :: word
+  integer :: n, u, i, numbers(10)
+  integer(int64) :: start
+  real(real64) :: x(8)
+  logical :: prepares
+
+  call get_command_argument(1, word)
+  prepares = word == 'prepare'
+  call get_command_argument(2, word)
+  read (word, '(i16)') n
+  if (prepares) then
+    call begin_write(files(reals_file))
+    do i = 1, n
+      call make(i)
+      write (u, '(5es24.16)') x(1:5)
+    end do
+    close (u)
+    call begin_write(files(integers_file))
+    do i = 1, n
+      call make(i)
+      write (u, '(10i12)') numbers
+    end do
+    close (u)
+    call begin_write(files(list_file))
+    do i = 1, n
+      call make(i)
+      write (u, '(i0,1x,es23.16)') numbers(1), x(1)
+    end do
+    close (u)
+    stop
+  end if
+
+  call begin_write('scratch')
+  do i = 1, n
+    call make(i)
+    write (u, '(5es24.16)') x(1:5)
+  end do
+  call finish('write (5ES24.16)')
+
+  call begin_write('scratch')
+  do i = 1, n
+    call make(i)
+    write (u, '(8f12.4)') x
+  end do
+  call finish('write (8F12.4)')
+
+  call begin_write('scratch')
+  do i = 1, n
+    call make(i)
+    write (u, '(10i12)') numbers
+  end do
+  call finish('write (10I12)')
+
+  call begin_write('scratch')
+  do i = 1, n
+    call make(i)
+    write (u, *) numbers(1), x(1)
+  end do
+  call finish('write * integer, double')
+
+  call begin_write('scratch')
+  do i = 1, n
+    call make(i)
+    write (u, '(i8,1x,a,1x,f10.3)') i, label, x(1)
+  end do
+  call finish('write (I8,1X,A,1X,F10.3)')
+
+  call begin_read(files(reals_file))
+  do i = 1, n
+    read (u, '(5es24.16)') x(1:5)
+    if (abs(x(1)) > 1e6_real64) stop 1
+  end do
+  call finish('read (5ES24.16)')
+
+  call begin_read(files(integers_file))
+  do i = 1, n
+    read (u, '(10i12)') numbers
+    if (numbers(1) < 0) stop 1
+  end do
+  call finish('read (10I12)')
+
+  call begin_read(files(list_file))
+  do i = 1, n
+    read (u, *) numbers(1), x(1)
+    if (numbers(1) < 0) stop 1
+  end do
+  call finish('read * integer, double')
+
+contains
+
+  !> Values of record i, of all magnitudes that fit the fields.
+  subroutine make(i)
+    integer, intent(in) :: i
+    integer :: k
+    do k = 1, 8
+      x(k) = (mod(i * 7919_int64 * k, 1000003_int64) - 500000) * 1.2345678901234567e-3_real64 * k
+    end do
+    do k = 1, 10
+      numbers(k) = int(mod(i * 104729_int64 * k * k, 10_int64**(mod(k, 9) + 1)))
+    end do
+  end subroutine
+
+  subroutine begin_write(name)
+    character(*), intent(in) :: name
+    open (newunit=u, file=name, status='replace', action='write')
+    call system_clock(start)
+  end subroutine
+
+  subroutine begin_read(name)
+    character(*), intent(in) :: name
+    open (newunit=u, file=name, status='old', action='read')
+    call system_clock(start)
+  end subroutine
+
+  subroutine finish(form)
+    character(*), intent(in) :: form
+    integer(int64) :: stop_time, rate
+    close (u)
+    call system_clock(stop_time, rate)
+    print '(a,t32,i10)', form, (stop_time - start) * (1000000000_int64 / rate) / n
+  end subroutine
+
+end program
