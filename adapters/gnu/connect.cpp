@@ -2,6 +2,8 @@
 //
 // The entry points of OPEN and CLOSE: who is to have the unit, and the statement as the library takes it.
 
+#include <string.h>
+
 #include "adapters/gnu/console.h"
 #include "adapters/gnu/keywords.h"
 #include "adapters/gnu/library.h"
@@ -39,7 +41,12 @@ class Open_Keys : public Keyword_List<20> {
     const u32 flags = block.common.flags;
     text(flags & GFC_IOMSG, KEY_IOMSG, block.common.iomsg, block.common.iomsg_len);
     text(flags & GFC_OPEN_FILE, KEY_FILE, block.file, block.file_len);
-    text(flags & GFC_OPEN_STATUS, KEY_STATUS, block.status, block.status_len);
+    // The library takes an OPEN without STATUS= for that of a new file.
+    constexpr const char* kDefaultStatus = "UNKNOWN";
+    if ((flags & GFC_OPEN_STATUS) != 0)
+      text(true, KEY_STATUS, block.status, block.status_len);
+    else
+      text(true, KEY_STATUS, kDefaultStatus, static_cast<i64>(strlen(kDefaultStatus)));
     text(flags & GFC_OPEN_ACCESS, KEY_ACCESS, block.access, block.access_len);
     text(flags & GFC_OPEN_FORM, KEY_FORM, block.form, block.form_len);
     number(flags & GFC_OPEN_RECL, KEY_RECL, block.recl);
