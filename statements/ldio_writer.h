@@ -20,6 +20,7 @@
 
 #include "format/for_fmt_val.h"
 #include "statements/for_desc_item.h"
+#include "statements/ldio_result.h"
 #include "tamrun/fmt_isb.h"
 #include "tamrun/hooks.h"
 #include "tamrun/messages.h"
@@ -68,19 +69,6 @@ struct Ldio_State {
 };
 
 inline For_Ldir_Isb& ldir_state(For_Lub& lub) { return *reinterpret_cast<For_Ldir_Isb*>(lub.lub_a_ldir_isb); }
-
-/// How a call of the statement came to its end.
-enum class Ldio_End : u8 {
-  statement,  ///< the end mark of the statement
-  call,       ///< the end mark of the call
-  failed,     ///< `code` and `user_code` are to be reported
-  child,      ///< a child statement has failed and reported `code`
-};
-struct Ldio_Result {
-  Ldio_End end;
-  int code;
-  int user_code;
-};
 
 template <class Target>
 class Ldio_Writer {

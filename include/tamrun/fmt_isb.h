@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
 //
-// The state block of a formatted statement. The same storage serves list-directed statements as For_Ldir_Isb.
+// The state block of a formatted statement. The same storage serves list-directed statements as For_Ldir_Isb
+// and For_Ldir_Read_Isb.
 #ifndef TAMRUN_FMT_ISB_H
 #define TAMRUN_FMT_ISB_H
 
@@ -87,7 +88,48 @@ struct For_Ldir_Isb {
 };
 static_assert(offsetof(For_Ldir_Isb, ldir_lub) == 0);
 
-/// Bytes of the block that serves both views.
-inline constexpr size_t kStateBlockBytes = sizeof(For_Fmt_Isb) > 512 ? sizeof(For_Fmt_Isb) : 512;
+enum For_Ldir_Read_Flags : u32 {
+  LDIR_COMPLEX = 1u << 4,          ///< the parenthesis of a complex constant is open
+  LDIR_STOP = 1u << 9,             ///< a slash was read: no item is assigned any more
+  LDIR_SEP_AT_END = 1u << 16,      ///< the previous value's separator has been passed
+  LDIR_PART_TWO = 1u << 19,        ///< both parts of the complex constant have been read
+  LDIR_NEW_RECORD = 1u << 20,      ///< a record was fetched since the last field
+  LDIR_PAIR = 1u << 21,            ///< the constant in hand is complex: ldir_imag holds its second part
+  LDIR_FIELD_SEEN = 1u << 22,      ///< a field was found in the statement
+  LDIR_CROSSED_RECORD = 1u << 26,  ///< the last search for a field crossed a record end
+};
+
+enum class Ldir_Form : u8 {
+  null,     ///< leaves the item as it is
+  number,   ///< with a point, an exponent or a word
+  integer,  ///< a number that is digits and a sign only
+  logical,  ///< the letter of a logical value
+  text,
+};
+
+/// Text of one constant, in the record or in ldir_text.
+struct Ldir_Constant {
+  const u8* text;
+  i64 length;
+  Ldir_Form form;
+};
+
+/// Longest character constant and longest part of a repeated complex constant that crosses records.
+inline constexpr i64 kLdirTextBytes = 2050;
+
+/// View of the state block that a list-directed READ has. ldir_text need not be cleared.
+struct For_Ldir_Read_Isb {
+  For_Lub* ldir_lub;
+  i64 ldir_repeat;           ///< further values that take the constant in hand
+  Ldir_Constant ldir_field;  ///< the constant in hand, of a complex one the first part
+  Ldir_Constant ldir_imag;   ///< with LDIR_PAIR
+  u32 ldir_flags;            ///< For_Ldir_Read_Flags
+  u8 ldir_text[kLdirTextBytes];
+};
+static_assert(offsetof(For_Ldir_Read_Isb, ldir_lub) == 0);
+
+/// Bytes of the block that serves all views.
+inline constexpr size_t kStateBlockBytes = sizeof(For_Fmt_Isb) > sizeof(For_Ldir_Read_Isb) ? sizeof(For_Fmt_Isb)
+                                                                                           : sizeof(For_Ldir_Read_Isb);
 
 #endif

@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
+//
+// The parts of the scanner of list-directed input that few fields need.
+
+#include "statements/ldio_scanner.h"
+
+#include "format/for_fmt_val.h"
+#include "tamrun/cvt.h"
+
+Ldio_Number measure_any_number(const u8* text, const u8* end, u8 point) {
+  constexpr int kDecimalShift = 12;  // where the lexer's state keeps the decimal character
+  u32 state = u32{point} << kDecimalShift;
+  const u8* p = text;
+  while (p != end && cvt__lex_number_char(&state, static_cast<char>(*p))) ++p;
+  return {p, cvt__lex_number_complete(&state) != 0, false};
+}
+
+int read_repeat_count(For_Lub& lub, const u8* text, i64 length, u32* count) {
+  const For_Ldir_Field& field = for__wfs_table[ITM_UNSIGNED4];
+  For_Fmt_Isb isb{};
+  isb.isb_lub = &lub;
+  isb.isb_width = length;
+  isb.isb_code = field.operation;
+  For_Value_Info val = {reinterpret_cast<u8*>(count), sizeof *count, ITM_UNSIGNED4, sizeof *count, nullptr};
+  if (int code = for__cvt_value(&isb, reinterpret_cast<const char*>(text), &val)) {
+    return *text == '-' ? MSG_INPUT_REPEAT_COUNT_NOT_UNSIGNED : code;
+  }
+  return *count != 0 ? 0 : MSG_INPUT_REPEAT_COUNT_ZERO_ERROR;
+}
