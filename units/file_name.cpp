@@ -16,6 +16,7 @@
 #include "core/failure.h"
 #include "core/start.h"
 #include "tamrun/open_args.h"
+#include "units/name_dialogue.h"
 
 namespace {
 
@@ -57,12 +58,6 @@ class Path {
 /// A text from the program, whose length may be anything.
 string_view given_text(const char* text, i64 length) { return {text, static_cast<size_t>(std::max<i64>(length, 0))}; }
 
-/// Drops leading blanks, then trailing blanks and NULs.
-string_view trim(string_view text) {
-  text.remove_prefix(std::min(text.find_first_not_of(' '), text.size()));
-  return text.substr(0, text.find_last_not_of(" \0"sv) + 1);
-}
-
 /// A name whose "~" before "/" has given way to HOME, or to nothing without HOME.
 struct Expanded_Name {
   string_view home, rest;
@@ -83,11 +78,11 @@ struct Expanded_Name {
 int append_directory(const For_File_Name_Args& ctx, Path& path) {
   if (ctx.default_file != nullptr) {
     if (ctx.default_file_length > kMaxDirectory) return MSG_PATH_TOO_LONG;
-    return Expanded_Name(trim(given_text(ctx.default_file, ctx.default_file_length))).append_to(path);
+    return Expanded_Name(trim_file_name(given_text(ctx.default_file, ctx.default_file_length))).append_to(path);
   }
   char here[kMaxFileName + 1];
   for (int tries = 0; tries < kGetcwdTries; ++tries) {
-    if (getcwd(here, sizeof here) != nullptr) return path.append(trim(here));
+    if (getcwd(here, sizeof here) != nullptr) return path.append(trim_file_name(here));
   }
   return path.append("./");
 }
@@ -162,9 +157,6 @@ FILE* standard_stream(int unit) {
   }
 }
 
-/// Room for the names that are made here.
-using Name_Buffer = char[kMaxFileName + 1];
-
 enum class Name_Kind : u8 {
   file,     ///< to be completed
   path,     ///< complete already
@@ -176,14 +168,14 @@ struct Base_Name {
   Name_Kind kind = Name_Kind::file;
 };
 
-Base_Name console_name(For_Lub& lub, Name_Buffer& buffer) {
+Base_Name console_name(For_Lub& lub, File_Name_Buffer& buffer) {
   lub.lub_fd = fileno(standard_stream(lub.lub_unit));
   if (ttyname_r(lub.lub_fd, buffer, sizeof buffer) != 0) fname_from_piped_fd(lub.lub_fd, getpid(), buffer);
   return {buffer, Name_Kind::console};
 }
 
 /// The name of the unit's file before it is completed. A blank one is still to be found.
-Base_Name choose_name(For_Lub& lub, For_File_Name_Args& ctx, Name_Buffer& buffer) {
+Base_Name choose_name(For_Lub& lub, For_File_Name_Args& ctx, File_Name_Buffer& buffer) {
   const int unit = lub.lub_unit;
   if (const char* variable = unnumbered_unit_variable(lub)) {
     if (const char* value = getenv(variable)) return {value};
@@ -207,10 +199,22 @@ Base_Name choose_name(For_Lub& lub, For_File_Name_Args& ctx, Name_Buffer& buffer
 string_view next_argument() {
   if (for__a_argv == nullptr || for__l_current_arg >= for__l_argc) return {};
   const char* argument = for__a_argv[for__l_current_arg++];
-  return argument != nullptr ? trim(argument) : ""sv;
+  return argument != nullptr ? trim_file_name(argument) : ""sv;
+}
+
+/// Finds a name for a unit that has a blank one, in the command line or by asking: 0 or a message number.
+int find_blank_name(For_Lub& lub, File_Name_Buffer& buffer, string_view* name) {
+  if (!lub.lub_f_files_from_cmd) return MSG_FILE_NAME;
+  *name = next_argument();
+  return name->empty() ? ask_for_file_name(lub, buffer, name) : 0;
 }
 
 }  // namespace
+
+string_view trim_file_name(string_view text) {
+  text.remove_prefix(std::min(text.find_first_not_of(' '), text.size()));
+  return text.substr(0, text.find_last_not_of(" \0"sv) + 1);
+}
 
 const char* unnumbered_unit_variable(const For_Lub& lub) {
   if (lub.lub_f_files_from_cmd && !lub.lub_f_legacy_defaults) return nullptr;
@@ -237,11 +241,13 @@ int for__compute_filename(For_Lub* lub, For_File_Name_Args* ctx, char* out, int*
     *positionable = 1;
     return make_scratch_file(*lub, *ctx, out);
   }
-  Name_Buffer buffer;
+  File_Name_Buffer buffer;
   Base_Name name = choose_name(*lub, *ctx, buffer);
-  if (name.kind != Name_Kind::path) name.text = trim(name.text);
-  if (name.text.empty() && lub->lub_f_files_from_cmd) name = {next_argument()};
-  if (name.text.empty()) return MSG_FILE_NAME;
+  if (name.kind != Name_Kind::path) name.text = trim_file_name(name.text);
+  if (name.text.empty()) {
+    name.kind = Name_Kind::file;
+    if (const int status = find_blank_name(*lub, buffer, &name.text)) return status;
+  }
   if (name.text.size() > kMaxFileName) return MSG_PATH_TOO_LONG;
 
   *needs_open = *positionable = name.kind != Name_Kind::console;

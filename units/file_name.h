@@ -6,8 +6,16 @@
 
 #include "tamrun/lub.h"
 
+#include <string_view>
+
 /// Longest file name, the terminating NUL not counted.
 inline constexpr int kMaxFileName = 4096;
+
+/// Room for a file name and its NUL.
+using File_Name_Buffer = char[kMaxFileName + 1];
+
+/// Drops leading blanks, then trailing blanks and NULs.
+std::string_view trim_file_name(std::string_view text);
 
 /// What of an OPEN or INQUIRE names the file: five words.
 struct For_File_Name_Args {

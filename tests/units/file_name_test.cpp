@@ -2,111 +2,23 @@
 //
 // Which file a unit means. Every case runs in a child of its own, with its environment, in an empty directory.
 
-#include "units/file_name.h"
-
 #include <errno.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
-#include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <functional>
-#include <iterator>
 #include <string>
 #include <string_view>
 
 #include "core/start.h"
-#include "support/child.h"
-#include "tamrun/messages.h"
-#include "units/lub_storage.h"
-#include "units/unit_table.h"
+#include "units/naming.h"
 
 namespace {
 
-using tamrun_test::Capture;
-using tamrun_test::Child_Result;
-using tamrun_test::run_child;
-using tamrun_test::Temp_Dir;
 using namespace std::string_literals;
 using namespace std::string_view_literals;
-
-constexpr u64 kScratch = 3, kOld = 1;
-constexpr int kUntouched = 99;
-
-/// What an OPEN gives, and what comes of it.
-struct Naming {
-  For_Lub lub = {};
-  For_File_Name_Args args = {};
-  std::string path;
-  int needs_open = kUntouched, positionable = kUntouched;
-
-  explicit Naming(int unit) { lub.lub_unit = unit; }
-  Naming& file(std::string_view name) {
-    args.file = name.data();
-    args.file_length = static_cast<i64>(name.size());
-    return *this;
-  }
-  Naming& directory(std::string_view name) {
-    args.default_file = name.data();
-    args.default_file_length = static_cast<i64>(name.size());
-    return *this;
-  }
-  Naming& from_command_line() {
-    lub.lub_f_files_from_cmd = 1;
-    return *this;
-  }
-  Naming& scratch() {
-    args.status = kScratch;
-    return *this;
-  }
-
-  /// Computes the name between guards.
-  int compute() {
-    constexpr char kGuard[] = "guard";
-    char out[kMaxFileName + 1 + sizeof kGuard];
-    memset(out, '#', sizeof out);
-    memcpy(out + kMaxFileName + 1, kGuard, sizeof kGuard);
-    const int status = for__compute_filename(&lub, &args, out, &needs_open, &positionable);
-    EXPECT_STREQ(kGuard, out + kMaxFileName + 1);
-    if (status == 0) path = out;
-    return status;
-  }
-};
-
-void expect_file(const std::string& path, Naming naming) {
-  ASSERT_EQ(0, naming.compute());
-  EXPECT_EQ(path, naming.path);
-  EXPECT_EQ(1, naming.needs_open);
-  EXPECT_EQ(1, naming.positionable);
-}
-
-void expect_console(int fd, Naming naming) {
-  naming.lub.lub_fd = kUntouched;
-  ASSERT_EQ(0, naming.compute());
-  EXPECT_EQ("/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(fd), naming.path);
-  EXPECT_EQ(fd, naming.lub.lub_fd);
-  EXPECT_EQ(0, naming.needs_open);
-  EXPECT_EQ(0, naming.positionable);
-}
-
-/// Runs the body in an empty directory, which it gets by its full name, with no variable of file naming set.
-Child_Result in_directory(const std::function<void(const std::string&)>& body, Capture capture = Capture::kFile) {
-  return run_child(
-      [&body] {
-        const Temp_Dir dir;
-        ASSERT_EQ(0, chdir(dir.path().c_str()));
-        char here[kMaxFileName + 1];
-        ASSERT_NE(nullptr, getcwd(here, sizeof here));
-        for (const char* variable : {"HOME", "FORT_TMPDIR", "TMPDIR"}) unsetenv(variable);
-        const int null = open("/dev/null", O_RDWR);
-        dup2(null, STDIN_FILENO);
-        body(here);
-        ASSERT_EQ(0, chdir("/"));
-      },
-      capture);
-}
 
 TEST(FileName, FromFileUnitAndVariable) {
   in_directory([](const std::string& here) {
@@ -283,15 +195,15 @@ TEST(FileName, AConnectedUnitKeepsItsName) {
     Naming naming(10);
     naming.lub.lub_f_connected = 1;
     naming.lub.lub_a_file_name = name;
-    for (const u64 status : {kOld, kScratch}) {
+    for (const u64 status : {STATUS_OLD, STATUS_SCRATCH}) {
       naming.args.status = status;
       EXPECT_EQ(0, naming.compute());
       EXPECT_EQ(name, naming.path);
       EXPECT_EQ(0u, naming.args.status);
     }
-    naming.args.status = kOld;
+    naming.args.status = STATUS_OLD;
     expect_file(here + "/other", naming.file("other"));
-    EXPECT_EQ(kOld, naming.args.status);
+    EXPECT_EQ(STATUS_OLD, naming.args.status);
     naming.args.file = nullptr;
     naming.lub.lub_a_file_name = nullptr;
     EXPECT_EQ(MSG_FILE_NAME, naming.compute());
