@@ -197,8 +197,12 @@ Base_Name choose_name(For_Lub& lub, For_File_Name_Args& ctx, File_Name_Buffer& b
 
 /// The next argument of the command line, used up by this, or an empty text.
 string_view next_argument() {
-  if (for__a_argv == nullptr || for__l_current_arg >= for__l_argc) return {};
-  const char* argument = for__a_argv[for__l_current_arg++];
+  i32 index = __atomic_load_n(&for__l_current_arg, __ATOMIC_RELAXED);
+  do {
+    if (for__a_argv == nullptr || index >= for__l_argc) return {};
+  } while (
+      !__atomic_compare_exchange_n(&for__l_current_arg, &index, index + 1, true, __ATOMIC_RELAXED, __ATOMIC_RELAXED));
+  const char* argument = for__a_argv[index];
   return argument != nullptr ? trim_file_name(argument) : ""sv;
 }
 
