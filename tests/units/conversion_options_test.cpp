@@ -7,14 +7,18 @@
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "support/child.h"
 #include "support/fail_malloc.h"
 #include "tamrun/messages.h"
+#include "units/open.h"
+#include "units/unit_table.h"
 
 namespace {
 
@@ -273,11 +277,13 @@ TEST(ForeignBits, KeywordAndVariables) {
 TEST(ForeignBits, KeywordValues) {
   std::string file = "/x";
   for (const auto& [name, key, result] : kNames) {
-    For_Lub lub = unit_of(10, file);
-    For_Open_Args args = {};
-    args.word[OPENW_CONVERT] = static_cast<u64>(key);
-    EXPECT_EQ(0, for__set_foreign_bits(&lub, &args));
-    EXPECT_EQ(result, conversion(lub)) << name;
+    run_child([&, name = name, key = key, result = result] {
+      For_Lub lub = unit_of(10, file);
+      For_Open_Args args = {};
+      args.word[OPENW_CONVERT] = static_cast<u64>(key);
+      EXPECT_EQ(0, for__set_foreign_bits(&lub, &args));
+      EXPECT_EQ(result, conversion(lub)) << name;
+    });
   }
   for (const u64 key : {u64{10}, ~u64{0}}) {
     const Child_Result bad = run_child([&file, key] {
@@ -323,6 +329,58 @@ TEST(TerminatorOption, TouchesOnlyUnitsItNames) {
     EXPECT_EQ(RECTYPE_STREAM_LF, lub.lub_rectype);
     EXPECT_EQ(CC_LIST, lub.lub_cc);
   });
+}
+
+/// Connects a block that stands in no table, looks at it and disconnects it.
+void connect(int unit, const std::vector<std::pair<For_Open_Word, u64>>& words, void (*look)(const For_Lub&)) {
+  For_Lub* lub = nullptr;
+  ASSERT_EQ(0, for__create_lub(unit, &lub));
+  For_Open_Args args = {};
+  args.word[OPENW_STATUS] = STATUS_UNKNOWN;
+  for (const auto& [word, value] : words) args.word[word] = value;
+  EXPECT_EQ(0, for__open_proc(&args, lub));
+  look(*lub);
+  EXPECT_EQ(0, for__close_proc(nullptr, lub));
+  free_scratch_lub(lub);
+}
+
+TEST(ConversionVariables, AtAConnection) {
+  const Child_Result result = run_child([] {
+    const tamrun_test::Temp_Dir dir;
+    ASSERT_EQ(0, chdir(dir.path().c_str()));
+    setenv("FOR_FMT_TERMINATOR", "CRLF", 1);
+    setenv("F_UFMTENDIAN", "8", 1);
+    const auto crlf = [](const For_Lub& lub) {
+      EXPECT_EQ(RECTYPE_STREAM_CRLF, lub.lub_rectype);
+      EXPECT_EQ(CC_NONE, lub.lub_cc);
+      EXPECT_FALSE(lub.lub_f_convert);
+    };
+    const auto left_alone = [](const For_Lub& lub) {
+      EXPECT_EQ(RECTYPE_STREAM_LF, lub.lub_rectype);
+      EXPECT_EQ(lub.lub_stream_kind == STREAM_CONSOLE_OUT ? CC_LIST : CC_NONE, lub.lub_cc);
+    };
+    connect(7, {}, crlf);
+    connect(8, {}, crlf);
+    connect(7, {{OPENW_RECORDTYPE, RECTYPE_STREAM_LF}}, left_alone);
+    connect(UNIT_STDOUT, {}, left_alone);
+    connect(UNIT_STDERR, {}, left_alone);
+    connect(UNIT_STDIN, {}, crlf);
+
+    const auto big = [](const For_Lub& lub) {
+      EXPECT_EQ("cb0", conversion(lub));
+      EXPECT_EQ(RECTYPE_VARIABLE, lub.lub_rectype);
+    };
+    const auto native = [](const For_Lub& lub) { EXPECT_EQ("--0", conversion(lub)); };
+    connect(8, {{OPENW_FORM, FORM_UNFORMATTED}, {OPENW_CONVERT, CONVERT_NATIVE}}, big);
+    connect(9, {{OPENW_FORM, FORM_UNFORMATTED}}, native);
+    connect(9, {{OPENW_FORM, FORM_BINARY}, {OPENW_CONVERT, 5}},
+            [](const For_Lub& lub) { EXPECT_EQ("cb3", conversion(lub)); });
+    // The default file fort.9 has an extension too.
+    setenv("FORT_CONVERT.9", "cray", 1);
+    connect(9, {{OPENW_FORM, FORM_UNFORMATTED}}, [](const For_Lub& lub) { EXPECT_EQ("cb4", conversion(lub)); });
+    ASSERT_EQ(0, chdir("/"));
+  });
+  EXPECT_EQ("", result.err);
 }
 
 }  // namespace
