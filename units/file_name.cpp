@@ -7,7 +7,6 @@
 #include <fcntl.h>
 #include <stdio.h>
 #include <stdlib.h>
-#include <string.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -42,8 +41,7 @@ class Path {
   /// 0, or MSG_PATH_TOO_LONG with nothing appended.
   [[nodiscard]] int append(string_view part) {
     if (part.size() > kMaxFileName - length_) return MSG_PATH_TOO_LONG;
-    memcpy(out_ + length_, part.data(), part.size());
-    length_ += part.size();
+    length_ += part.copy(out_ + length_, part.size());
     out_[length_] = '\0';
     return 0;
   }
