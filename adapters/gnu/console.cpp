@@ -11,11 +11,11 @@
 
 #include <initializer_list>
 
-#include "adapters/gnu/library.h"
 #include "adapters/gnu/peer.h"
 #include "adapters/gnu/refuse.h"
 #include "adapters/gnu/units.h"
 #include "tamrun/lub.h"
+#include "tamrun/tamrun.h"
 
 namespace {
 

@@ -5,13 +5,13 @@
 
 #include "adapters/gnu/console.h"
 #include "adapters/gnu/keywords.h"
-#include "adapters/gnu/library.h"
 #include "adapters/gnu/peer.h"
 #include "adapters/gnu/program.h"
 #include "adapters/gnu/refuse.h"
 #include "adapters/gnu/units.h"
 #include "tamrun/lub.h"
 #include "tamrun/open_args.h"
+#include "tamrun/tamrun.h"
 
 namespace {
 

@@ -10,9 +10,9 @@
 #include <new>
 
 #include "adapters/gnu/keywords.h"
-#include "adapters/gnu/library.h"
 #include "adapters/gnu/units.h"
 #include "tamrun/open_args.h"
+#include "tamrun/tamrun.h"
 
 namespace {
 

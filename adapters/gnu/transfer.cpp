@@ -5,7 +5,6 @@
 
 #include "adapters/gnu/item.h"
 #include "adapters/gnu/keywords.h"
-#include "adapters/gnu/library.h"
 #include "adapters/gnu/peer.h"
 #include "adapters/gnu/program.h"
 #include "adapters/gnu/refuse.h"
@@ -21,32 +20,26 @@ constexpr u32 kServedFlags = GFC_DT_LIST_DIRECTED | GFC_DT_FORMAT | GFC_DT_ADVAN
                              GFC_ERR | GFC_END | GFC_EOR | GFC_IOSTAT | GFC_IOMSG | GFC_DT_BLANK | GFC_DT_DECIMAL |
                              GFC_DT_DELIM | GFC_DT_PAD | GFC_DT_ROUND | GFC_DT_SIGN | GFC_DT_DEC_EXTENSIONS;
 
-bool has_entry_point(Verb verb, bool formatted) {
-  if (verb == Verb::read) return formatted ? for_read_seq_fmt != nullptr : for_read_seq_lis != nullptr;
-  return !formatted || for_write_seq_fmt != nullptr;
-}
-
 /// True for list-directed and formatted transfers with nothing but specifiers that the library takes.
-bool is_served_form(const Gfc_Dt& block, Verb verb) {
+bool is_served_form(const Gfc_Dt& block) {
   u32 flags = block.common.flags;
   if ((flags & GFC_DT_ASYNCHRONOUS) != 0 && is_word(block.asynchronous, block.asynchronous_len, "NO"))
     flags &= ~static_cast<u32>(GFC_DT_ASYNCHRONOUS);
-  if ((flags & (GFC_DT_LIST_DIRECTED | GFC_DT_FORMAT)) == 0 || (flags & ~kServedFlags) != 0) return false;
-  return has_entry_point(verb, (flags & GFC_DT_FORMAT) != 0);
+  return (flags & (GFC_DT_LIST_DIRECTED | GFC_DT_FORMAT)) != 0 && (flags & ~kServedFlags) == 0;
 }
 
-bool is_ours(const Gfc_Dt& block, Verb verb, const Console& console) {
+bool is_ours(const Gfc_Dt& block, const Console& console) {
   // A child of the peer's defined output, or a recursive statement that the peer reports.
   if (console.peer_depth > 0) return false;
   // Recursive whatever its form, and the library reports it.
   if (console.our_depth > 0) return true;
-  return !console.peer_owned && is_served_form(block, verb);
+  return !console.peer_owned && is_served_form(block);
 }
 
 bool file_is_ours(const Gfc_Dt& block, Verb verb) {
   if (!serves_files() || (block.common.flags & GFC_DT_INTERNAL) != 0) return false;
   const i32 unit = block.common.unit;
-  const bool served = is_served_form(block, verb);
+  const bool served = is_served_form(block);
   // Negative numbers that no OPEN has given are the peer's own, for child statements.
   const Owner owner = unit < 0 ? owner_of(unit) : claim(unit, served ? Owner::ours : Owner::peers);
   if (owner != Owner::ours) return false;
@@ -64,7 +57,7 @@ void begin_transfer(Gfc_Dt* block, Verb verb, Peer_Call peer_call) {
     return peer_call(block);
   }
   console->lock();
-  if (is_ours(*block, verb, *console)) {
+  if (is_ours(*block, *console)) {
     console->enter_ours();
     return begin_statement(block, verb, console);
   }

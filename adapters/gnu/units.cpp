@@ -10,12 +10,12 @@
 
 #include <atomic>
 
-#include "adapters/gnu/library.h"
 #include "adapters/gnu/program.h"
 #include "adapters/gnu/refuse.h"
 #include "core/environment.h"
 #include "tamrun/lub.h"
 #include "tamrun/messages.h"
+#include "tamrun/tamrun.h"
 
 namespace {
 
@@ -65,7 +65,7 @@ void change_owner(Entry& entry, Owner owner) {
 bool serves_files() { return g_serves_files; }
 
 void read_files_environment() {
-  g_serves_files = for_open != nullptr && for_check_env_name("TAMRUN_GNU_FILES");
+  g_serves_files = for_check_env_name("TAMRUN_GNU_FILES");
   g_buffers_stdout = isatty(STDOUT_FILENO) == 0;
 }
 

@@ -2,8 +2,8 @@
 # SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
 #
 # run.sh [RUNS [RECORDS]]: the same object of io_forms.f90 linked with plain gfortran and with tamfc, run in turns RUNS
-# times (default 7) with RECORDS records a form. Prints nanoseconds a record, the medians, and their ratio: above 1 the
-# library is the faster one.
+# times (default 7) with RECORDS records a form. Prints the medians of the processor time of a record, in nanoseconds, and
+# their ratio: above 1 the library is the faster one.
 set -eu
 runs=${1:-7}
 records=${2:-20000}

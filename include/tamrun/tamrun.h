@@ -28,6 +28,21 @@ TAMRUN_ENTRY int for_set_reentrancy(int* mode);
 TAMRUN_ENTRY int for_write_seq_lis(For_Context* ctx, int unit, For_IO_Flags flags, const u8* item_list, void* item_args,
                                    ...);
 TAMRUN_ENTRY int for_write_seq_lis_xmit(For_Context* ctx, const u8* item_list, void* item_args);
+TAMRUN_ENTRY int for_read_seq_lis(For_Context* ctx, int unit, For_IO_Flags flags, const u8* item_list, void* item_args,
+                                  ...);
+TAMRUN_ENTRY int for_read_seq_lis_xmit(For_Context* ctx, const u8* item_list, void* item_args);
+
+/* The same with a format: a compiled one, or with iof_format_text the address of its length (i64) and its text. */
+TAMRUN_ENTRY int for_write_seq_fmt(For_Context* ctx, int unit, For_IO_Flags flags, const u8* item_list, void* item_args,
+                                   const void* format, ...);
+TAMRUN_ENTRY int for_write_seq_fmt_xmit(For_Context* ctx, const u8* item_list, void* item_args);
+TAMRUN_ENTRY int for_read_seq_fmt(For_Context* ctx, int unit, For_IO_Flags flags, const u8* item_list, void* item_args,
+                                  const void* format, ...);
+TAMRUN_ENTRY int for_read_seq_fmt_xmit(For_Context* ctx, const u8* item_list, void* item_args);
+
+/* OPEN and CLOSE: keyed items and their words. */
+TAMRUN_ENTRY int for_open(For_Context* ctx, int unit, For_IO_Flags flags, const u8* keys, void* values);
+TAMRUN_ENTRY int for_close(For_Context* ctx, int unit, For_IO_Flags flags, const u8* keys, void* values);
 
 /* FLUSH: what the unit holds back goes to the file. With iof_control_list IOMSG= may follow. */
 TAMRUN_ENTRY int for_flush(For_Context* ctx, int unit, For_IO_Flags flags, ...);

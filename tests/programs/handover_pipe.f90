@@ -1,0 +1,22 @@
+! SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
+!
+! A namelist behind other input of a pipe: what was read ahead cannot go back.
+! input: 1 2\n3.5\n&group value = 42 /\n&group name = 'abc' /\n7 8\n
+! pipe: yes
+! status: 152
+! stderr: unit 5 has been read: this statement is not served there
+program handover_pipe
+  implicit none
+  integer :: i, j, value = 0
+  real :: x
+  character(5) :: name = '-'
+  namelist /group/ value, name
+  read (*, *) i, j
+  read (*, '(f5.0)') x
+  print *, i, j, x
+  read (*, nml=group)
+  read (*, group)
+  print *, value, name
+  read (*, *) i, j
+  print *, i, j
+end program
