@@ -118,6 +118,8 @@ TEST(FileName, HomeDirectory) {
   in_directory([](const std::string& here) {
     expect_file("/x", Naming(10).file("~/x"));
     expect_file("/base/x", Naming(10).file("x").directory("~/base"));
+    const std::string shorter_in_the_end = "~/" + std::string(4095, 'x');
+    EXPECT_EQ(MSG_PATH_TOO_LONG, Naming(10).file(shorter_in_the_end).compute()) << "the name itself has a limit";
     setenv("HOME", "/home/u", 1);
     expect_file("/home/u/x", Naming(10).file("  ~/x"));
     expect_file("/home/u/base/x", Naming(10).file("x").directory(" ~/base "));

@@ -138,6 +138,19 @@ TEST(NameDialogue, WithRedirectedStreams) {
   }
 }
 
+TEST(NameDialogue, TakesNoMoreThanTheReply) {
+  in_directory([](const std::string& here) {
+    int ends[2];
+    ASSERT_EQ(0, pipe(ends));
+    ASSERT_EQ(STDIN_FILENO, dup2(ends[0], STDIN_FILENO));
+    ASSERT_EQ(12, write(ends[1], "\nreply\nrest\n", 12));
+    expect_file(here + "/reply", blank_name(10));
+    char rest[64] = {};
+    EXPECT_EQ(5, read(STDIN_FILENO, rest, sizeof rest));
+    EXPECT_STREQ("rest\n", rest);
+  });
+}
+
 TEST(NameDialogue, AfterTheCommandLine) {
   const Child_Result result = in_directory([](const std::string& here) {
     char program[] = "program", blank[] = "  ", name[] = "name";
