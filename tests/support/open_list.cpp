@@ -7,6 +7,7 @@
 #include <dirent.h>
 #include <gtest/gtest.h>
 
+#include "tamrun/messages.h"
 #include "units/unit_table.h"
 
 For_Lub& block_of(int unit) {
@@ -14,6 +15,11 @@ For_Lub& block_of(int unit) {
   EXPECT_EQ(0, for__acquire_lun(unit, &lub, nullptr, STMT_INQUIRE)) << unit;
   EXPECT_EQ(0, for__release_lun(unit));
   return *lub;
+}
+
+void fail_once() {
+  EXPECT_EQ(MSG_INVALID_ARGUMENT, open_unit(20, KeyList().number(3, 1).end()));
+  EXPECT_EQ(0, close_unit(20));
 }
 
 int open_descriptors() {

@@ -78,6 +78,9 @@ inline int close_unit(int unit, KeyList keys = KeyList().end(), For_IO_Flags fla
 /// The block of a unit that has one, at rest.
 For_Lub& block_of(int unit);
 
+/// Makes what a thread's first failure makes, so that blocks can be counted.
+void fail_once();
+
 /// Open descriptors of the process.
 int open_descriptors();
 
