@@ -481,6 +481,7 @@ TEST(ConnectDescriptor, OptionsOfForFdopen) {
   }
   EXPECT_EQ(EBADF, for_fdopen(-1, kUnit, "", 0));
   EXPECT_EQ(EBADF, for_fdopen(1000, kUnit, "", 0));
+  EXPECT_EQ(0, close_unit(kUnit));
 }
 
 TEST(ConnectDescriptor, DeviceNames) {

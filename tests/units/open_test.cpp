@@ -4,6 +4,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <stdlib.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -113,6 +114,7 @@ const Refusal kRefusals[] = {
 
 TEST(OpenKeywords, RefusalsComeBeforeTheFileIsTouched) {
   const Temp_Dir dir;
+  setenv("TMPDIR", dir.path().c_str(), 1);  // a scratch file that a failure leaves behind is not removed
   fail_once();
   const long blocks = vm_live_blocks();
   const int descriptors = open_descriptors();
@@ -129,6 +131,7 @@ TEST(OpenKeywords, RefusalsComeBeforeTheFileIsTouched) {
   }
   EXPECT_EQ(blocks, vm_live_blocks());
   EXPECT_EQ(descriptors, open_descriptors());
+  unsetenv("TMPDIR");
 }
 
 TEST(OpenKeywords, BlankOnUnformattedFilesIsAnOption) {
@@ -323,6 +326,7 @@ TEST(OpenKeywords, NumbersComeInEveryWidth) {
   KeyList keys;
   keys.file(dir.file("f")).status("unknown").variable(KEY_RECL, ITM_INTEGER4, &negative);
   EXPECT_EQ(769, open_unit(kUnit, keys.end()));
+  EXPECT_EQ(0, close_unit(kUnit));
 }
 
 TEST(OpenNewunit, NumbersComeAndGo) {
