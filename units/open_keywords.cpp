@@ -128,7 +128,11 @@ int settle_form(Opening& o) {
       lub.lub_f_formatted = 1;
       return 0;
     case FORM_UNFORMATTED:
-      (lub.lub_f_ms_unformatted_default ? lub.lub_f_ms_unformatted = 1 : lub.lub_f_unformatted = 1);
+      if (lub.lub_f_ms_unformatted_default) {
+        lub.lub_f_ms_unformatted = 1;
+      } else {
+        lub.lub_f_unformatted = 1;
+      }
       break;
     case FORM_BINARY_ALT:
     case FORM_BINARY:
