@@ -415,6 +415,10 @@ u32 real_input_options(const For_Fmt_Isb& isb) {
     default:
       if (flags & ISB_BZ) options |= CVT_M_TEXT_BLANKS_ZERO;
   }
+  constexpr u32 kRareOptions = ISB_TEXT_E_ONLY | ISB_TEXT_NO_BARE_SIGN | ISB_TEXT_REPORT_OVERFLOW |
+                               ISB_TEXT_SCALE_ALWAYS | ISB_TEXT_REPORT_UNDERFLOW;
+  if ((flags & kRareOptions) == 0) [[likely]]
+    return options;
   options |= moved<ISB_TEXT_E_ONLY, CVT_M_TEXT_E_ONLY>(flags);
   options |= moved<ISB_TEXT_NO_BARE_SIGN, CVT_M_TEXT_NO_BARE_SIGN>(flags);
   options |= moved<ISB_TEXT_REPORT_OVERFLOW, CVT_M_TEXT_REPORT_OVERFLOW>(flags);

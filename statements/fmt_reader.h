@@ -58,8 +58,9 @@ class Fmt_Reader {
     const bool is_text_edit = isb_.isb_code == FMT_A || isb_.isb_code == FMT_A_W;
     separator_ = is_text_edit ? kNoSeparator : for__decimal_comma(isb_) ? ';' : ',';
     For_Value_Info val = {run.data, run.elem, type, run.elem, nullptr};
+    find_separator(field.width, count);
     for (; count > 0; --count) {
-      const Fmt_End end = read_value(val, field.width);
+      const Fmt_End end = read_value(val, field.width, count);
       if (end != Fmt_End::none) return end;
       val.val_data = reinterpret_cast<u8*>(reinterpret_cast<u64>(val.val_data) + static_cast<u64>(run.stride));
     }
@@ -75,30 +76,30 @@ class Fmt_Reader {
     if (lub_.lub_f_size_given) lub_.lub_size_count += taken;
   }
 
-  /// Index of the separator among the next `length` characters, or -1.
-  i64 find_separator(i64 length) const {
-    constexpr i64 kLongField = 11;  // from here on a library search pays
-    if (separator_ == kNoSeparator) return -1;
-    const u8* const field = lub_.lub_a_cursor;
-    if (length >= kLongField) {
-      const void* found = memchr(field, separator_, length);
-      return found != nullptr ? static_cast<const u8*>(found) - field : -1;
-    }
-    for (i64 i = 0; i < length; ++i) {
-      if (field[i] == separator_) return i;
-    }
-    return -1;
+  /// Looks once for the separator in what `count` more fields can take of the record.
+  void find_separator(i64 width, i64 count) {
+    const i64 left = chars_left_in_record();
+    i64 columns = left;
+    if (!takes_rest_ && (__builtin_mul_overflow(width, count, &columns) || columns > left)) columns = left;
+    const bool splits = separator_ != kNoSeparator && columns > 0;
+    const void* found = splits ? memchr(lub_.lub_a_cursor, separator_, columns) : nullptr;
+    separator_at_ = static_cast<const u8*>(found);
   }
 
-  Fmt_End read_value(For_Value_Info& val, i64 width) {
+  /// The first of `count` more values.
+  Fmt_End read_value(For_Value_Info& val, i64 width, i64 count) {
     const i64 left = chars_left_in_record();
     if (takes_rest_) width = left;
-    const i64 present = std::min(width, left);
-    const i64 separator = find_separator(present);
-    if (separator >= 0) return convert(lub_.lub_a_cursor, separator, separator + 1, val);
+    const u8* const field = lub_.lub_a_cursor;
+    if (separator_at_ != nullptr && separator_at_ < field + std::min(width, left)) {
+      const i64 length = separator_at_ - field;
+      const Fmt_End end = convert(field, length, length + 1, val);
+      find_separator(width, count - 1);
+      return end;
+    }
     if (left < width) [[unlikely]]
       return short_record(val, width, left);
-    return convert(lub_.lub_a_cursor, width, width, val);
+    return convert(field, width, width, val);
   }
 
   /// `field` holds `length` characters; the record gives `taken`.
@@ -156,7 +157,8 @@ class Fmt_Reader {
   For_Fmt_Isb& isb_;
   Target& target_;
   int separator_ = kNoSeparator;
-  bool takes_rest_ = false;  ///< every further field of the call takes what is left of its record
+  const u8* separator_at_ = nullptr;  ///< the next one within reach of the run
+  bool takes_rest_ = false;           ///< every further field of the call takes what is left of its record
 };
 
 #endif
