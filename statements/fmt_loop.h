@@ -102,8 +102,24 @@ class Format_Loop {
     return Fmt_End::none;
   }
 
+  /// True when an unlimited group has been passed through without a value: it will go on so for ever.
+  bool idles_for_ever() {
+    for (int level = isb_.isb_depth - 1; level >= 0; --level) {
+      const i64 count = isb_.isb_group_count[level];
+      if (count >= 0 && count <= kFmtUnlimited / 2) continue;
+      if (level == idle_level_) return count < idle_count_ - 1;
+      idle_level_ = level;
+      idle_count_ = count;
+      break;
+    }
+    return false;
+  }
+
   Fmt_End act() {
-    switch (isb_.isb_code) {
+    const u8 code = isb_.isb_code;
+    const bool idle = code == FMT_LITERAL || code == FMT_SLASH || code == FMT_COLON || code == FMT_DOLLAR;
+    if (idle && idles_for_ever()) return fail(MSG_INFINITE_FORMAT_LOOP);
+    switch (code) {
       case FMT_END:
         return end_of_format();
       case FMT_DOLLAR:
@@ -214,6 +230,7 @@ class Format_Loop {
 
   Fmt_End data_edit() {
     bool done = false;
+    idle_level_ = -1;
     const Fmt_End end = fetch_value(&done);
     if (end != Fmt_End::none || done) return end;
     const i64 uses = isb_.isb_repeat > 1 ? isb_.isb_repeat : 1;
@@ -304,6 +321,8 @@ class Format_Loop {
   ItemWalker walker_;
   Item_Run run_ = {nullptr, 0, 0, 0};
   bool more_runs_ = false;
+  int idle_level_ = -1;  ///< level of an unlimited group that has stopped since the last value
+  i64 idle_count_ = 0;   ///< its count then
   int code_ = 0;
 };
 

@@ -133,6 +133,10 @@ TEST(WriteFmtFailure, EndlessFormats) {
   items.int4(1).end();
   EXPECT_EQ(formatted_call(for_write_seq_fmt, unit.context(), 40, kIostat, items, endless), MSG_INFINITE_FORMAT_LOOP);
   EXPECT_EQ(unit.context().ctx_lub, nullptr);
+  for (const char* format : {"(*('a'))", "(*(/))", "(I1,*('a',2('b'/)))", "(2(I1,*('a')))"}) {
+    EXPECT_EQ(unit.write(format, one), MSG_INFINITE_FORMAT_LOOP) << format;
+  }
+  EXPECT_EQ(unit.write("(*(3('a'),I1,:,2('b')))", [](ItemList& l) { l.array(9, kNumbers, 12); }), 0);
 }
 
 TEST(WriteFmtFailure, AdvanceTakesYesAndNo) {
