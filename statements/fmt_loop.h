@@ -276,7 +276,7 @@ class Format_Loop {
       return Fmt_End::reported;
     }
     // A child statement begins these anew.
-    isb_.isb_flags |= owned;
+    isb_.isb_flags |= owned | ISB_DATA_EDIT_SEEN;
     lub_.lub_f_size_given = size_given;
     lub_.lub_fmt_record_done = record_done;
     lub_.lub_f_item_seen = 1;
