@@ -10,7 +10,8 @@
 namespace {
 
 constexpr u8 form_bit(Ldir_Form form) { return static_cast<u8>(1u << static_cast<int>(form)); }
-constexpr u8 kNumberForms = form_bit(Ldir_Form::number) | form_bit(Ldir_Form::integer);
+constexpr u8 kIntegerForms = form_bit(Ldir_Form::integer) | form_bit(Ldir_Form::small);
+constexpr u8 kNumberForms = form_bit(Ldir_Form::number) | kIntegerForms;
 
 /// Toward zero, as the machine converts: what does not fit gives the most negative integer.
 i64 truncate(const Cvt_Quad& value) {
@@ -56,7 +57,7 @@ int Ldio_Converter::set_type(u32 type) {
     letter_ = ISB_LOGICAL_LETTER;
   } else if (type >= kFirstIntegerType && type < ITM_LOGICAL) {
     class_ = Item_Class::integer;
-    wanted_ = form_bit(Ldir_Form::integer);
+    wanted_ = kIntegerForms;
   } else if (type >= ITM_LOGICAL && type <= kLastIntegerType) {
     class_ = Item_Class::logical;
     wanted_ = form_bit(Ldir_Form::logical);
@@ -76,6 +77,7 @@ int Ldio_Converter::convert_mismatch(const Ldir_Constant& constant, For_Value_In
       return for__cvt_value(&isb_, reinterpret_cast<const char*>(constant.text), &val);
     case Ldir_Form::number:
     case Ldir_Form::integer:
+    case Ldir_Form::small:
       return convert_truncated(constant, val);
     default:
       return convert_text(constant, val);

@@ -30,6 +30,7 @@ class Ldio_Converter {
 
   /// Stores the constant in the value: 0 or a message. A null constant stores nothing.
   int convert(const Ldir_Constant& constant, For_Value_Info& val) {
+    if (class_ == Item_Class::integer && constant.form == Ldir_Form::small && store_small(constant, val)) return 0;
     isb_.isb_width = constant.length;
     isb_.isb_flags = letter_;
     if (constant.form == Ldir_Form::null) return 0;
@@ -41,6 +42,30 @@ class Ldio_Converter {
 
  private:
   enum class Item_Class : u8 { integer, logical, real, character };
+
+  /// False when the value does not fit: the converter of text tells what then becomes of the item.
+  static bool store_small(const Ldir_Constant& constant, const For_Value_Info& val) {
+    const i64 value = constant.value;
+    switch (val.val_type) {
+      case ITM_INTEGER4:
+        return store_in<i32>(value, val.val_data);
+      case ITM_INTEGER8:
+        return store_in<i64>(value, val.val_data);
+      case ITM_INTEGER2:
+        return store_in<i16>(value, val.val_data);
+      case ITM_INTEGER1:
+        return store_in<i8>(value, val.val_data);
+      default:
+        return false;
+    }
+  }
+  template <class Int>
+  static bool store_in(i64 value, u8* data) {
+    const Int narrow = static_cast<Int>(value);
+    if (narrow != value) return false;
+    memcpy(data, &narrow, sizeof narrow);
+    return true;
+  }
 
   bool wants(Ldir_Form form) const { return (wanted_ >> static_cast<int>(form) & 1) != 0; }
   int convert_mismatch(const Ldir_Constant& constant, For_Value_Info& val);

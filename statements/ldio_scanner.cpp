@@ -12,7 +12,7 @@ Ldio_Number measure_any_number(const u8* text, const u8* end, u8 point) {
   u32 state = u32{point} << kDecimalShift;
   const u8* p = text;
   while (p != end && cvt__lex_number_char(&state, static_cast<char>(*p))) ++p;
-  return {p, cvt__lex_number_complete(&state) != 0, false};
+  return {p, cvt__lex_number_complete(&state) != 0, Ldir_Form::number, 0};
 }
 
 int read_repeat_count(For_Lub& lub, const u8* text, i64 length, u32* count) {

@@ -23,6 +23,7 @@ enum Ldio_Byte : u8 {
   BYTE_VALUE_END = 1u << 1,  ///< ends a number or a logical value
   BYTE_TEXT_END = 1u << 2,   ///< ends text without delimiters
   BYTE_DIGIT = 1u << 3,      //
+  BYTE_SIGN = 1u << 5,
   BYTE_CONTINUES = 1u << 4,  ///< can go on with a number behind its digits
 };
 
@@ -38,7 +39,7 @@ constexpr Ldio_Bytes make_ldio_bytes() {
   for (int c = '0'; c <= '9'; ++c) t.of[c] |= BYTE_DIGIT;
   for (int c = 'a'; c <= 'z'; ++c) t.of[c] |= BYTE_CONTINUES;
   for (int c = 'A'; c <= 'Z'; ++c) t.of[c] |= BYTE_CONTINUES;
-  for (const char c : {'+', '-'}) t.of[static_cast<u8>(c)] |= BYTE_CONTINUES;
+  for (const char c : {'+', '-'}) t.of[static_cast<u8>(c)] |= BYTE_SIGN | BYTE_CONTINUES;
   return t;
 }
 inline constexpr Ldio_Bytes kLdioBytes = make_ldio_bytes();
@@ -54,29 +55,32 @@ inline const u8* skip_digits(const u8* p, const u8* end) {
 struct Ldio_Number {
   const u8* end;
   bool complete;
-  bool integer;  ///< a sign and digits only
+  Ldir_Form form;  ///< number, integer or small
+  i64 value;       ///< Ldir_Form::small
 };
 
 /// Measures any number: the words and the radix forms too.
 Ldio_Number measure_any_number(const u8* text, const u8* end, u8 point);
 
-/// Measures a number; plain ones are gone through once.
-inline Ldio_Number measure_number(const u8* text, const u8* end, u8 point) {
+/// Measures a number; plain ones are gone through once, which for integers gives the value along the way.
+[[gnu::always_inline]] inline Ldio_Number measure_number(const u8* text, const u8* end, u8 point) {
+  constexpr i64 kSmallDigits = 18;  // any so many fit
   const u8* p = text;
   if (p != end && (*p == '+' || *p == '-')) ++p;
   const u8* const whole = p;
-  p = skip_digits(p, end);
+  u64 value = 0;
+  for (u32 digit; p != end && (digit = *p - u32{'0'}) < 10; ++p) value = value * 10 + digit;
   i64 digits = p - whole;
-  bool integer = true;
+  Ldir_Form form = digits <= kSmallDigits ? Ldir_Form::small : Ldir_Form::integer;
   if (p != end && *p == point) {
     const u8* const fraction = ++p;
     p = skip_digits(p, end);
     digits += p - fraction;
-    integer = false;
+    form = Ldir_Form::number;
   }
   if (digits == 0) return measure_any_number(text, end, point);
   if (p == end || !byte_is(*p, BYTE_CONTINUES)) [[likely]]
-    return {p, true, integer};
+    return {p, true, form, static_cast<i64>(*text == '-' ? u64{0} - value : value)};
   switch (*p) {
     case 'E':
     case 'e':
@@ -85,7 +89,7 @@ inline Ldio_Number measure_number(const u8* text, const u8* end, u8 point) {
       const u8* exponent = p + 1;
       if (exponent != end && (*exponent == '+' || *exponent == '-')) ++exponent;
       p = skip_digits(exponent, end);
-      if (p != exponent) return {p, true, false};
+      if (p != exponent) return {p, true, Ldir_Form::number, 0};
       break;
     }
     default:
@@ -107,7 +111,11 @@ class Ldio_Scanner {
 
   /// Brings the next constant for an item of that type into ldir_field, with its repeat count: 0 or a message. Whether
   /// a slash stood there instead LDIR_STOP tells.
-  int find_constant(u32 type) { return find_field(type == ITM_CHARACTER && lub_.lub_f_f90_rtl, false); }
+  int find_constant(u32 type) {
+    const bool text_item = type == ITM_CHARACTER && lub_.lub_f_f90_rtl;
+    if (!text_item && stands_at_number()) return take_number(false);
+    return find_field(text_item, false);
+  }
 
   /// Steps over the rest of a complex constant of which only the first part is wanted; the second is in ldir_imag.
   int pass_second_part();
@@ -133,8 +141,8 @@ class Ldio_Scanner {
   bool at_end() const { return lub_.lub_a_cursor >= lub_.lub_a_rec_end; }
   bool has(u32 flag) const { return (s_.ldir_flags & flag) != 0; }
 
-  int take(const u8* text, i64 length, Ldir_Form form) {
-    s_.ldir_field = {text, length, form};
+  int take(const u8* text, i64 length, Ldir_Form form, i64 value = 0) {
+    s_.ldir_field = {text, length, form, value};
     return 0;
   }
   int take_null() { return take(nullptr, 0, Ldir_Form::null); }
@@ -147,11 +155,12 @@ class Ldio_Scanner {
   /// No value may stand between the second part of a complex constant and its closing parenthesis.
   bool misses_parenthesis() const { return has(LDIR_PART_TWO); }
 
+  bool stands_at_number();
   int find_field(bool text_item, bool repeated);
   int skip_space();
   int cross_record();
   bool separator_ends_value();
-  int take_number(bool text_item, bool repeated);
+  int take_number(bool repeated);
   int take_logical();
   int take_plain_text(bool repeated);
   int take_delimited_text();
@@ -212,6 +221,24 @@ bool Ldio_Scanner<Source>::separator_ends_value() {
   return true;
 }
 
+/// The common case: a number in this record, behind blanks and the separator of the value before it. The cursor moves to
+/// the number, or not at all.
+template <class Source>
+[[gnu::always_inline]] inline bool Ldio_Scanner<Source>::stands_at_number() {
+  const u8* const end = lub_.lub_a_rec_end;
+  u8* p = lub_.lub_a_cursor;
+  if (p >= end || has(LDIR_COMPLEX)) return false;
+  if (*p == separator_ && !has(LDIR_NEW_RECORD) && p > lub_.lub_a_data_start && p[-1] != separator_ &&
+      !byte_is(p[-1], BYTE_SPACE)) {
+    ++p;
+  }
+  while (p != end && *p == ' ') ++p;
+  if (p == end || !byte_is(*p, BYTE_DIGIT | BYTE_SIGN)) return false;
+  lub_.lub_a_cursor = p;
+  s_.ldir_flags |= LDIR_FIELD_SEEN;
+  return true;
+}
+
 /// `text_item`: what is not delimited is text without delimiters. `repeated`: a repeat count has been read.
 template <class Source>
 int Ldio_Scanner<Source>::find_field(bool text_item, bool repeated) {
@@ -254,23 +281,23 @@ int Ldio_Scanner<Source>::find_field(bool text_item, bool repeated) {
         }
         [[fallthrough]];
       default:
-        return text_item ? take_plain_text(repeated) : take_number(false, repeated);
+        return text_item ? take_plain_text(repeated) : take_number(repeated);
     }
   }
 }
 
 template <class Source>
-int Ldio_Scanner<Source>::take_number(bool text_item, bool repeated) {
+[[gnu::always_inline]] inline int Ldio_Scanner<Source>::take_number(bool repeated) {
   const u8* const text = lub_.lub_a_cursor;
   const Ldio_Number number = measure_number(text, lub_.lub_a_rec_end, point_);
   if (!number.complete || number.end - text > INT_MAX || misses_parenthesis()) return MSG_LIST_IO_SYNTAX;
   lub_.lub_a_cursor += number.end - text;
   if (!at_end()) {
     const u8 c = *lub_.lub_a_cursor;
-    if (c == '*' && !repeated && !has(LDIR_COMPLEX)) return take_repeat(text, text_item);
+    if (c == '*' && !repeated && !has(LDIR_COMPLEX)) return take_repeat(text, false);
     if (c != separator_ && !byte_is(c, BYTE_VALUE_END)) return MSG_LIST_IO_SYNTAX;
   }
-  return take(text, number.end - text, number.integer ? Ldir_Form::integer : Ldir_Form::number);
+  return take(text, number.end - text, number.form, number.value);
 }
 
 /// The letter decides; what follows it up to the end of the word is passed over.
@@ -367,7 +394,7 @@ int Ldio_Scanner<Source>::pass_second_part() {
   const u8* const text = lub_.lub_a_cursor;
   const Ldio_Number number = measure_number(text, lub_.lub_a_rec_end, point_);
   if (!number.complete || number.end - text > INT_MAX) return MSG_LIST_IO_SYNTAX;
-  s_.ldir_imag = {text, number.end - text, number.integer ? Ldir_Form::integer : Ldir_Form::number};
+  s_.ldir_imag = {text, number.end - text, number.form, number.value};
   lub_.lub_a_cursor += number.end - text;
   if (s_.ldir_repeat > 0) {
     if (int code = keep(s_.ldir_imag, s_.ldir_field.length)) return code;

@@ -103,6 +103,7 @@ enum class Ldir_Form : u8 {
   null,     ///< leaves the item as it is
   number,   ///< with a point, an exponent or a word
   integer,  ///< a number that is digits and a sign only
+  small,    ///< an integer whose value is known
   logical,  ///< the letter of a logical value
   text,
 };
@@ -112,6 +113,7 @@ struct Ldir_Constant {
   const u8* text;
   i64 length;
   Ldir_Form form;
+  i64 value;  ///< Ldir_Form::small
 };
 
 /// Longest character constant and longest part of a repeated complex constant that crosses records.
