@@ -442,6 +442,35 @@ TEST(ReadList, StreamPositions) {
   EXPECT_EQ(at(1), "1");
 }
 
+// A child goes on in the parent's record with a state of its own, and the parent behind it.
+TEST(ReadList, ChildStatementsShareTheParentsRecord) {
+  List_Input input("2*1 7,\n,8 (1,2) 9\n10\n");
+  For_Lub& lub = input.lub();
+  Variables parent("iiyi"), child("iii");
+  ItemList first, rest, inner = child.items();
+  parent.add_to(first, 0, 2);
+  first.more();
+  parent.add_to(rest, 2, 4);
+  rest.end();
+  ASSERT_EQ(input.read(first), 0);
+  For_Fmt_Isb* const block = lub.lub_a_ldir_isb;
+  For_Ldir_Read_Isb own{};
+  lub.lub_a_ldir_isb = reinterpret_cast<For_Fmt_Isb*>(&own);
+  ++lub.lub_udio_depth;
+  For_Context context{};
+  EXPECT_EQ(first_call(for_read_seq_lis, context, input.number(), kIostat, inner), 0);
+  EXPECT_EQ(context.ctx_lub, nullptr);
+  ControlList pos;
+  pos.pos(1).end();
+  EXPECT_EQ(first_call(for_read_seq_lis, context, input.number(), kIostat, inner, &pos), MSG_UDIO_POS_OR_REC);
+  --lub.lub_udio_depth;
+  lub.lub_a_ldir_isb = block;
+  EXPECT_EQ(for_read_seq_lis_xmit(&input.context(), rest.list(), rest.args()), 0);
+  EXPECT_EQ(child.text(), "7 -99 8");
+  EXPECT_EQ(parent.text(), "1 1 (1,2) 9");
+  EXPECT_EQ(input.read("i"), "10");
+}
+
 // Every number that the lexer of numbers delimits is delimited alike on the short road.
 TEST(ReadList, NumbersAreMeasuredAsTheLexerDoes) {
   std::mt19937 random(1);
