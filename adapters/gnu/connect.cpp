@@ -69,6 +69,12 @@ class Open_Keys : public Keyword_List<20> {
   }
 };
 
+/// Both sides count NEWUNIT= numbers, from different starts.
+[[noreturn]] void refuse_number(const Gfc_Open& block, i32 unit, const char* owner) {
+  refuse("OPEN: unit %d is connected in %s already (%s, line %d)", unit, owner, block.common.source_name,
+         block.common.source_line);
+}
+
 void open_ours(Gfc_Open& block) {
   For_Context context{};
   Open_Keys keys(block);
@@ -76,9 +82,7 @@ void open_ours(Gfc_Open& block) {
   const For_IO_Flags flags = connection_flags(unit) | specifier_flags(block.common.flags);
   if (store_result(block.common, for_open(&context, unit, flags, keys.list(), keys.args()))) return;
   const i32 connected = is_given(block, GFC_OPEN_NEWUNIT) ? *block.newunit : unit;
-  if (owner_of(connected) == Owner::peers)
-    refuse("OPEN: unit %d is connected in libgfortran (%s, line %d)", connected, block.common.source_name,
-           block.common.source_line);
+  if (owner_of(connected) == Owner::peers) refuse_number(block, connected, "libgfortran");
   set_owner(connected, Owner::ours);
 }
 
@@ -101,7 +105,11 @@ void close_peers_quietly(const Gfc_Common& caller) {
 void open_peers(Gfc_Open& block) {
   peer().st_open(&block.common);
   if (!serves_files()) return;
-  set_owner(is_given(block, GFC_OPEN_NEWUNIT) ? *block.newunit : block.common.unit, Owner::peers);
+  const bool newunit = is_given(block, GFC_OPEN_NEWUNIT);
+  if (newunit && (block.common.flags & GFC_OUTCOME_MASK) != 0) return;
+  const i32 connected = newunit ? *block.newunit : block.common.unit;
+  if (newunit && owner_of(connected) == Owner::ours) refuse_number(block, connected, "the library");
+  set_owner(connected, Owner::peers);
 }
 
 class Close_Keys : public Keyword_List<2> {
@@ -127,31 +135,33 @@ TAMRUN_ENTRY void _gfortran_st_open(Gfc_Open* block) {
   if (!serves_files() || (now == Owner::peers && changes_modes(*block))) return peer().st_open(&block->common);
   if (is_served(*block)) {
     if (now == Owner::peers) {
-      close_peers_quietly(block->common);
       set_owner(unit, Owner::none);
+      close_peers_quietly(block->common);
     }
     return open_ours(*block);
   }
   if (now == Owner::ours) {
-    close_quietly(unit);
     set_owner(unit, Owner::none);
+    close_quietly(unit);
   }
   open_peers(*block);
 }
 
+// The unit loses its owner before it is closed: another thread may get the number of a NEWUNIT= at once.
 TAMRUN_ENTRY void _gfortran_st_close(Gfc_Close* block) {
   start_library();
   const i32 unit = block->common.unit;
   const Owner owner = owner_of(unit);
+  if (owner != Owner::none) set_owner(unit, Owner::none);
   if (owner == Owner::ours) {
     For_Context context{};
     Close_Keys keys(*block);
     const For_IO_Flags flags = connection_flags(unit) | specifier_flags(block->common.flags);
-    if (!store_result(block->common, for_close(&context, unit, flags, keys.list(), keys.args())))
-      set_owner(unit, Owner::none);
+    if (store_result(block->common, for_close(&context, unit, flags, keys.list(), keys.args())))
+      set_owner(unit, Owner::ours);
     return;
   }
   give_to_peer(unit);
   peer().st_close(&block->common);
-  if (owner == Owner::peers) set_owner(unit, Owner::none);
+  if (owner == Owner::peers && (block->common.flags & GFC_OUTCOME_MASK) != 0) set_owner(unit, Owner::peers);
 }

@@ -41,6 +41,19 @@
   X(st_flush, void, (Gfc_Common*))                                                    \
   X(flush_i4, void, (i32*))                                                           \
   X(flush_i8, void, (i64*))                                                           \
+  X(st_wait_async, void, (Gfc_Common*))                                               \
+  X(ftell, i64, (i32*))                                                               \
+  X(ftell_i4_sub, void, (i32*, i32*))                                                 \
+  X(ftell_i8_sub, void, (i32*, i64*))                                                 \
+  X(fseek_sub, void, (i32*, i64*, i32*, i32*))                                        \
+  X(fnum_i4, int, (i32*))                                                             \
+  X(fnum_i8, i64, (i64*))                                                             \
+  X(isatty_l4, i32, (i32*))                                                           \
+  X(isatty_l8, i64, (i32*))                                                           \
+  X(fstat_i4, i32, (i32*, void*))                                                     \
+  X(fstat_i8, i64, (i64*, void*))                                                     \
+  X(fstat_i4_sub, void, (i32*, void*, i32*))                                          \
+  X(fstat_i8_sub, void, (i64*, void*, i64*))                                          \
   X(fget, int, (char*, i64))                                                          \
   X(fget_i4_sub, void, (char*, i32*, i64))                                            \
   X(fget_i8_sub, void, (char*, i64*, i64))                                            \

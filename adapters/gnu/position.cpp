@@ -60,6 +60,12 @@ void release_all_output() {
   flush_our_files(nullptr);
 }
 
+template <class Integer>
+void refuse_on_ours(const Integer* unit, const char* name) {
+  const auto number = static_cast<i32>(*unit);
+  if (owner_of(number) == Owner::ours) refuse("%s is not served on unit %d", name, number);
+}
+
 }  // namespace
 
 TAMRUN_ENTRY void _gfortran_st_rewind(Gfc_Common* block) { position_peers(block, "REWIND", peer().st_rewind); }
@@ -96,6 +102,36 @@ TAMRUN_ENTRY void _gfortran_flush_i8(i64* unit) {
   flush_ours_if_free(unit != nullptr ? &number : nullptr);
   flush_our_files(unit != nullptr ? &number : nullptr);
   if (unit == nullptr || owner_of(number) != Owner::ours) peer().flush_i8(unit);
+}
+
+TAMRUN_ENTRY void _gfortran_st_wait_async(Gfc_Common* block) {
+  if (owner_of(block->unit) != Owner::ours) peer().st_wait_async(block);  // ours has nothing to wait for
+}
+
+// Procedures that would say about a unit of the library that it is not connected.
+
+#define TAMGNU_UNIT_QUERY(name, label, result, parameters, arguments) \
+  TAMRUN_ENTRY result _gfortran_##name parameters {                   \
+    refuse_on_ours(unit, label);                                      \
+    return peer().name arguments;                                     \
+  }
+TAMGNU_UNIT_QUERY(ftell, "FTELL", i64, (i32 * unit), (unit))
+TAMGNU_UNIT_QUERY(ftell_i4_sub, "FTELL", void, (i32 * unit, i32* offset), (unit, offset))
+TAMGNU_UNIT_QUERY(ftell_i8_sub, "FTELL", void, (i32 * unit, i64* offset), (unit, offset))
+TAMGNU_UNIT_QUERY(fnum_i4, "FNUM", int, (i32 * unit), (unit))
+TAMGNU_UNIT_QUERY(fnum_i8, "FNUM", i64, (i64 * unit), (unit))
+TAMGNU_UNIT_QUERY(isatty_l4, "ISATTY", i32, (i32 * unit), (unit))
+TAMGNU_UNIT_QUERY(isatty_l8, "ISATTY", i64, (i32 * unit), (unit))
+TAMGNU_UNIT_QUERY(fstat_i4, "FSTAT", i32, (i32 * unit, void* values), (unit, values))
+TAMGNU_UNIT_QUERY(fstat_i8, "FSTAT", i64, (i64 * unit, void* values), (unit, values))
+TAMGNU_UNIT_QUERY(fstat_i4_sub, "FSTAT", void, (i32 * unit, void* values, i32* status), (unit, values, status))
+TAMGNU_UNIT_QUERY(fstat_i8_sub, "FSTAT", void, (i64 * unit, void* values, i64* status), (unit, values, status))
+
+TAMRUN_ENTRY void _gfortran_fseek_sub(i32* unit, i64* offset, i32* whence, i32* status) {
+  start_library();
+  refuse_on_ours(unit, "FSEEK");
+  give_to_peer(*unit);
+  peer().fseek_sub(unit, offset, whence, status);
 }
 
 // FGET, FGETC, FPUT and FPUTC: functions, and subroutines by the kind of their status.
