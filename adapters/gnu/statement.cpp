@@ -10,6 +10,7 @@
 #include <new>
 
 #include "adapters/gnu/keywords.h"
+#include "adapters/gnu/program.h"
 #include "adapters/gnu/units.h"
 #include "tamrun/open_args.h"
 #include "tamrun/tamrun.h"
@@ -53,6 +54,7 @@ For_IO_Flags io_flags(const Gfc_Dt& block) {
   // A field of asterisks is no failure in modern Fortran.
   For_IO_Flags flags = connection_flags(block.common.unit) | specifier_flags(given) | iof_ignore_conv_error;
   if ((given & GFC_DT_FORMAT) != 0) flags |= iof_format_text;
+  if (keeps_sign_of_zero()) flags |= iof_format_option8;  // also where a negative value rounds to zero
   if ((given & GFC_DT_ADVANCE) != 0) flags |= iof_advance_given;
   if ((given & GFC_DT_SIZE) != 0) flags |= iof_size_given;
   return flags;
