@@ -12,7 +12,6 @@
 #include <initializer_list>
 
 #include "adapters/gnu/peer.h"
-#include "adapters/gnu/refuse.h"
 #include "adapters/gnu/units.h"
 #include "tamrun/lub.h"
 #include "tamrun/tamrun.h"
@@ -107,9 +106,9 @@ void Console::give_to_peer() {
   flush_ours();
   peer_owned = true;
   if (unit != UNIT_STDIN || !our_bytes) return;
-  if (lseek(STDIN_FILENO, 0, SEEK_CUR) < 0) refuse("unit %d has been read: this statement is not served there", unit);
+  // The library reads standard input record by record. This gives back the rest of one that was left open.
   For_Context context{};
-  (void)for_flush(&context, unit, connection_flags(unit) | iof_iostat);  // gives back what was read ahead
+  (void)for_flush(&context, unit, connection_flags(unit) | iof_iostat);
   our_bytes = false;
 }
 

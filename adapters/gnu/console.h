@@ -16,7 +16,7 @@ struct Console {
   pthread_mutex_t mutex = PTHREAD_RECURSIVE_MUTEX_INITIALIZER_NP;
   int our_depth = 0;        ///< statements of the holder that the library serves
   int peer_depth = 0;       ///< statements of the holder that the peer serves
-  bool our_bytes = false;   ///< the library may hold bytes back, or have read some ahead
+  bool our_bytes = false;   ///< the library may hold bytes back, or has read
   bool peer_bytes = false;  ///< the peer may hold bytes back
   bool peer_owned = false;  ///< the peer has the unit for good
 
@@ -35,8 +35,7 @@ struct Console {
   void flush_ours();
   /// The peer's held bytes go out. The caller holds the console.
   void flush_peers();
-  /// The peer keeps the unit from now on, with what the library has read ahead of standard input; ends the program
-  /// when that cannot be given back. The caller holds the console.
+  /// The peer keeps the unit from now on. The caller holds the console.
   void give_to_peer();
 };
 
