@@ -166,21 +166,19 @@ void read_wide_number(Statement* statement, For_Item_Type item, char* address) {
   memcpy(address, &value, sizeof value);
 }
 
-/// Each byte of the input is a character.
+/// Each byte of the input is a character. A null value of a list leaves the bytes, and so the element.
 void read_wide_text(Statement* statement, u32* text, i64 length) {
+  constexpr char kUnread = '\xff';
   char few[kWideOnStack];
   char* bytes = few;
   if (length > kWideOnStack) bytes = static_cast<char*>(malloc(static_cast<size_t>(length)));
   if (bytes == nullptr) refuse("no memory for a text of %lld characters", static_cast<long long>(length));
-  bool narrow = true;
-  for (i64 i = 0; i < length; ++i) {
-    narrow = narrow && text[i] <= UINT8_MAX;
-    bytes[i] = static_cast<char>(text[i]);
-  }
+  memset(bytes, kUnread, static_cast<size_t>(length > 0 ? length : 0));
   const u64 words[] = {static_cast<u64>(length), reinterpret_cast<u64>(bytes)};
-  if (!narrow && !statement->formatted()) refuse_item(statement, "CHARACTER, kind 4, that holds wide characters");
+  bool read = false;
   if (put_reference(statement, ITM_CHARACTER, ACC_SCALAR, words, 2))
-    for (i64 i = 0; i < length; ++i) text[i] = static_cast<u8>(bytes[i]);
+    for (i64 i = 0; i < length && !read; ++i) read = bytes[i] != kUnread;
+  for (i64 i = 0; i < length && read; ++i) text[i] = static_cast<u8>(bytes[i]);
   if (bytes != few) free(bytes);
 }
 

@@ -1,7 +1,7 @@
 ! SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
 !
 ! Input of every type and shape, with and without a format, from standard input. The last line has no end.
-! input: 1 -2 3000000000 4 5\n.true. F T\n1.5 2.5d0 (3.5,-4.5) 6\n7 7.0 3*8\n'it''s' "two words" bare\n3 10 20 30\n  1  2.50 T abc\n 1 2 3 4\n 5 6\nwidetext    99\n1,5;2\nlast one
+! input: 1 -2 3000000000 4 5\n.true. F T\n1.5 2.5d0 (3.5,-4.5) 6\n7 7.0 3*8\n'it''s' "two words" bare\n3 10 20 30\n  1  2.50 T abc\n 1 2 3 4\n 5 6\nwidetext    99\n'four',,\n1,5;2\nlast one
 program input
   implicit none
   type pair
@@ -40,6 +40,8 @@ program input
   print '(6f4.0)', a
   read (*, '(2a,i6)') wide, more, i16
   print '(4a,i0)', wide, '|', more, '|', i16
+  read (*, *) more, wide
+  print '(3a)', wide, '|', more
   read (*, *, decimal='comma') r4, i
   print '(f4.1,i3)', r4, i
   read (*, *) text(1), text(2)
