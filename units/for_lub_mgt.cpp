@@ -79,7 +79,7 @@ int try_to_take(int unit, int statement, bool newunit, Taken_Lub& taken) {
   For_Lub* lub = found.lub.get();
   if (!found.taken)
     if (const int status = take_found(lub, statement)) return status;
-  if (peek(for__l_exit_hand_decl) == 0) publish(for__l_exit_hand_decl, 1);
+  announce_unit_to_close();
   taken = {lub, found.existed};
   return 0;
 }

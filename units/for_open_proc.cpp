@@ -6,6 +6,7 @@
 #include "units/connection_sizes.h"
 #include "units/conversion_options.h"
 #include "units/file_info_table.h"
+#include "units/lub_lock.h"
 #include "units/unit_table.h"
 
 #include <errno.h>
@@ -141,6 +142,6 @@ extern "C" int for__open_proc(For_Open_Args* args, For_Lub* lub) {
     lub->lub_f_check_file_mark = 1;
   }
   lub->lub_f_connected = 1;
-  for__l_exit_hand_decl = 1;
+  announce_unit_to_close();
   return 0;
 }

@@ -9,6 +9,7 @@
 #define TAMRUN_UNITS_LUB_LOCK_H
 
 #include "core/locks.h"
+#include "core/start.h"
 #include "units/file_info_table.h"
 #include "units/unit_table.h"
 
@@ -22,6 +23,11 @@ T peek(const T& field) {
 template <class T, class V>
 void publish(T& field, V value) {
   std::atomic_ref<T>(field).store(value, std::memory_order_release);
+}
+
+/// Tells the exit handler that some unit may need closing. Threads tell it at once, and the exit reads it.
+inline void announce_unit_to_close() {
+  if (peek(for__l_exit_hand_decl) == 0) publish(for__l_exit_hand_decl, 1);
 }
 
 /// True while the calling thread runs a statement on the unit.
