@@ -326,4 +326,29 @@ class Format_Loop {
   int code_ = 0;
 };
 
+/// One call of a formatted statement: transfers the items with a `Transfer` on a `Target`. `end_of_list` ends the
+/// statement and `fail` ends it with a message; both give what compiled code gets.
+template <template <class> class Transfer, class Target>
+int transfer_call(For_Context* ctx, const u8* item_list, void* item_args, int (*end_of_list)(For_Lub&),
+                  int (*fail)(For_Lub&, int)) {
+  if (ctx->ctx_lub == nullptr) return 0;
+  For_Lub& lub = *ctx->ctx_lub;
+  Target target(lub);
+  Transfer<Target> transfer(lub, target);
+  const Fmt_Result result = Format_Loop<Transfer<Target>>(lub, transfer).transfer_items(item_list, item_args);
+  switch (result.end) {
+    case Fmt_End::statement:
+      return end_of_list(lub);
+    case Fmt_End::failed:
+      return fail(lub, result.code);
+    case Fmt_End::reported:
+      ctx->ctx_lub = nullptr;
+      return result.code;
+    case Fmt_End::call:
+    case Fmt_End::none:
+      break;
+  }
+  return 0;
+}
+
 #endif

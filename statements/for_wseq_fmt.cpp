@@ -152,22 +152,5 @@ int for_write_seq_fmt(For_Context* ctx, int unit, For_IO_Flags given, const u8* 
 }
 
 int for_write_seq_fmt_xmit(For_Context* ctx, const u8* item_list, void* item_args) {
-  if (ctx->ctx_lub == nullptr) return 0;
-  For_Lub& lub = *ctx->ctx_lub;
-  External_Output target(lub);
-  Fmt_Writer<External_Output> writer(lub, target);
-  const Fmt_Result result = Format_Loop<Fmt_Writer<External_Output>>(lub, writer).transfer_items(item_list, item_args);
-  switch (result.end) {
-    case Fmt_End::statement:
-      return end_of_list(lub);
-    case Fmt_End::failed:
-      return fail_formatted(lub, result.code);
-    case Fmt_End::reported:
-      ctx->ctx_lub = nullptr;
-      return result.code;
-    case Fmt_End::call:
-    case Fmt_End::none:
-      break;
-  }
-  return 0;
+  return transfer_call<Fmt_Writer, External_Output>(ctx, item_list, item_args, end_of_list, fail_formatted);
 }
