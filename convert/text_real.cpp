@@ -120,7 +120,7 @@ template <class F>
   const u32 rounding = rounding_of(options);
   const typename F::Bits sign = negative ? F::kSign : 0;
   if (negative ? is_downward(rounding) : is_upward(rounding)) return {sign | 1, CVT_SUCCESS};
-  return {sign, options & CVT_M_TEXT_REPORT_UNDERFLOW ? CVT_VALUE_UNDERFLOW : CVT_SUCCESS};
+  return {sign, options & CVT_M_TEXT_REPORT_UNDERFLOW ? CVT_UNDERFLOW : CVT_SUCCESS};
 }
 
 /// Rounds 0.1xxx * 2^exponent, whose bits are `fraction` from the top and then anything if `sticky`, to the format.

@@ -158,18 +158,6 @@ constexpr For_Value_Group for__value_groups[kItemTypes] = {
     VG_NONE,
 };
 
-/// 0 VAX F, 1 VAX D, 2 VAX G, 3 VAX H, 4 IEEE single, 5 IEEE double, 6 IEEE quad.
-constexpr i32 forfloat_to_cvtfloat[28] = {
-    // 25 to 31
-    0, 4, -1, 4, 4, -1, 0,
-    // 32 to 39
-    -1, -1, -1, -1, -1, -1, -1, -1,
-    // 40 to 44
-    5, -1, 1, 2, 5,
-    // 45 to 52
-    1, 2, 3, 5, -1, 6, 3, 6,
-};
-
 static constexpr u8 coerce_integer_to_float[kItemTypes] = {
     // 0 to 4
     0, 0, 0, 0, 0,

@@ -60,7 +60,6 @@ TAMRUN_ENTRY const For_Ldir_Field for__wfs_msf_table[kItemTypes];  ///< under lu
 extern "C" {
 extern const u8* const for__coerce_data_types[60];  ///< by isb_code: table by item type, or null
 extern const For_Value_Group for__value_groups[kItemTypes];
-extern const i32 forfloat_to_cvtfloat[28];  ///< by type - 25; -1: no real type
 
 /// True when the decimal comma is in force, and with it the semicolon as separator.
 bool for__decimal_comma(const For_Fmt_Isb& isb);

@@ -17,12 +17,14 @@ enum Cvt_Status : int {
   CVT_INVALID_RADIX = 5,
   CVT_INVALID_LENGTH = 6,
   CVT_VALUE_OVERFLOW = 8,
-  CVT_VALUE_UNDERFLOW = 9,
+  CVT_UNDERFLOW = 9,
   CVT_IS_NAN = 10,
   CVT_IS_ZERO = 11,
   CVT_IS_INFINITY = 12,
   CVT_INVALID_FLOAT = 13,
-  CVT_RECORD_OVERFLOW = 14,  ///< a minimal field overflowed
+  CVT_RECORD_OVERFLOW = 14,    ///< a minimal field overflowed
+  CVT_POSITIVE_INFINITY = 15,  ///< a foreign format has no such value
+  CVT_NEGATIVE_INFINITY = 16,
 };
 
 /// Options of the integer input routines.
