@@ -45,6 +45,30 @@ inline u32 eight_digit_value(u64 chars) {
   return static_cast<u32>(((chars & kLanes) * kFirstFactors + ((chars >> 16) & kLanes) * kSecondFactors) >> 32);
 }
 
+/// The value of the up to eight characters before `end`: those further left are masked out. False if one is no digit.
+/// The field must have at least 8 characters in all.
+inline bool closing_digits(const char* field, const char* end, i64 count, u64& value) {
+  constexpr u64 kZeros = 0x3030303030303030;
+  const i64 before = end - field;
+  const u64 others = count < 8 ? ~u64{0} >> 8 * count : 0;
+  u64 chars = before >= 8 ? load_eight(end - 8) : load_eight(field) << 8 * (8 - before);
+  chars = (chars & ~others) | (kZeros & others);
+  value = eight_digit_value(chars);
+  return eight_digits(chars);
+}
+
+/// Digits that closing_number takes.
+inline constexpr i64 kClosingDigits = 16;
+
+/// The same for up to kClosingDigits characters.
+inline bool closing_number(const char* field, const char* end, i64 count, u64& value) {
+  if (count <= 8) return closing_digits(field, end, count, value);
+  u64 low;
+  const bool digits = closing_digits(field, end - 8, count - 8, value) & closing_digits(field, end, 8, low);
+  value = value * 100000000 + low;
+  return digits;
+}
+
 /// The first character that is no blank, or `end`. Fields are right-justified more often than not.
 inline const char* skip_blanks(const char* text, const char* end) {
   constexpr u64 kBlanks = 0x2020202020202020;

@@ -2,7 +2,9 @@
 //
 // Text to IEEE reals of 32, 64 and 128 bits: one scanner, one value path for each format, one final rounding.
 
+#include "convert/digit_pairs.h"
 #include "convert/number_scan.h"
+#include "convert/plain_number.h"
 #include "convert/power_product.h"
 #include "convert/powers_of_ten.h"
 #include "tamrun/cvt.h"
@@ -160,16 +162,21 @@ double scaled_in_double(const Single::Number& number, int power) {
   return value * (cvtas_tiny_pten_t[at.row] * cvtas_pten_t[kNearPower + at.exponent + power]);
 }
 
-Converted<Single> decimal_value(const Single::Number& number, int power, u32 options, Single) {
+/// The rounded double product as a single.
+Converted<Single> narrowed(double product, bool sticky, bool negative, u32 options) {
   constexpr int kFractionBits = 52, kExponentOffset = 1022;
   constexpr u64 kRoundBit = u64{1} << (kFractionBits - Single::kPrecision);
   constexpr u64 kLargest = 0x47EFFFFFEFFFFFFF;
-  u64 bits = std::bit_cast<u64>(scaled_in_double(number, power));
+  u64 bits = std::bit_cast<u64>(product);
   if (is_toward_zero(rounding_of(options))) bits &= ~kRoundBit;
-  if (bits > kLargest) return overflow<Single>(number.negative, options);
+  if (bits > kLargest) return overflow<Single>(negative, options);
   const u64 fraction = u64{1} << 63 | bits << (63 - kFractionBits);
-  return round_and_assemble<Single>(fraction, static_cast<i64>(bits >> kFractionBits) - kExponentOffset, number.sticky,
-                                    number.negative, options);
+  return round_and_assemble<Single>(fraction, static_cast<i64>(bits >> kFractionBits) - kExponentOffset, sticky,
+                                    negative, options);
+}
+
+Converted<Single> decimal_value(const Single::Number& number, int power, u32 options, Single) {
+  return narrowed(scaled_in_double(number, power), number.sticky, number.negative, options);
 }
 
 /// A whole number as a fraction, its top bit set, times a power of two.
@@ -201,27 +208,44 @@ Converted<Double> multiplied(const Double::Number& number, u128 digits, int powe
                                     static_cast<u64>(product) != 0 || number.sticky, number.negative, options);
 }
 
+/// A double from its magnitude.
+u64 with_sign(double magnitude, bool negative) { return std::bit_cast<u64>(magnitude) | u64{negative} << 63; }
+
+constexpr int kExactPower = 22;  // 10^22 is a double
+
+/// word * 10^power for an exact word and -kExactPower <= power <= kExactPower, with the rounding of the machine.
+double scaled_once(double word, int power) {
+  return power < 0 ? word / cvtas_pten_t[kNearPower - power] : word * cvtas_pten_t[kNearPower + power];
+}
+
+bool is_exact_double(u64 word) { return word >> 53 == 0 || word >> __builtin_ctzll(word) >> 53 == 0; }
+
+/// What the machine's arithmetic gives in one or two exact steps and a rounded one: false where it takes more.
+[[gnu::always_inline]] inline bool scaled_by_machine(u64 word, int power, bool negative, u64* bits) {
+  constexpr int kExactDigits = 15, kLargestExactMagnitude = 37;
+  if (power == 0) {
+    *bits = with_sign(static_cast<double>(word), negative);
+    return true;
+  }
+  if (power >= -kExactPower && power <= kExactPower) {
+    if (!is_exact_double(word)) return false;
+    *bits = with_sign(scaled_once(static_cast<double>(word), power), negative);
+    return true;
+  }
+  if (power < 0) return false;
+  const int digits = decimal_digits(word);
+  if (digits > kExactDigits || digits + power > kLargestExactMagnitude) return false;
+  const int first = kExactDigits - digits;
+  const double value = static_cast<double>(static_cast<i64>(word)) * cvtas_pten_t[kNearPower + first];
+  *bits = with_sign(value * cvtas_pten_t[kNearPower + power - first], negative);
+  return true;
+}
+
 Converted<Double> decimal_value(const Double::Number& number, int power, u32 options, Double) {
-  constexpr int kExactPower = 22, kExactDigits = 15, kLargestExactMagnitude = 37;
-  const auto signed_bits = [&](double value) {
-    const u64 bits = std::bit_cast<u64>(value);
-    return Converted<Double>{number.negative ? bits | Double::kSign : bits, CVT_SUCCESS};
-  };
   const u64 word = number.word[0];
+  u64 bits;
   if (number.digits <= kWordDigits) {
-    if (power == 0) return signed_bits(static_cast<double>(word));
-    const bool exact = word >> 53 == 0 || word >> __builtin_ctzll(word) >> 53 == 0;
-    if (exact && power >= -kExactPower && power <= kExactPower) {
-      const double value = static_cast<double>(word);
-      return signed_bits(power < 0 ? value / cvtas_pten_t[kNearPower - power]
-                                   : value * cvtas_pten_t[kNearPower + power]);
-    }
-    const int digits = number.digits;
-    if (power > kExactPower && digits <= kExactDigits && digits + power <= kLargestExactMagnitude) {
-      const int first = kExactDigits - digits;
-      const double value = static_cast<double>(static_cast<i64>(word)) * cvtas_pten_t[kNearPower + first];
-      return signed_bits(value * cvtas_pten_t[kNearPower + power - first]);
-    }
+    if (scaled_by_machine(word, power, number.negative, &bits)) return {bits, CVT_SUCCESS};
     return multiplied(number, word, power, options);
   }
   const int kept = number.digits < kKeptDigits<2> ? number.digits : kKeptDigits<2>;
@@ -229,9 +253,7 @@ Converted<Double> decimal_value(const Double::Number& number, int power, u32 opt
   if (power >= -kExactPower && power <= kExactPower && !number.sticky) {
     const Scaled_128 value = normalised(digits);
     if (value.mantissa << 53 == 0) {
-      const double exact = static_cast<double>(digits);
-      return signed_bits(power < 0 ? exact / cvtas_pten_t[kNearPower - power]
-                                   : exact * cvtas_pten_t[kNearPower + power]);
+      return {with_sign(scaled_once(static_cast<double>(digits), power), number.negative), CVT_SUCCESS};
     }
   }
   return multiplied(number, digits, power, options);
@@ -383,12 +405,41 @@ auto interface_value(typename F::Bits bits) {
 constexpr u32 kFieldOptions = CVT_M_TEXT_LEADING_SPACE | CVT_M_TEXT_BLANKS_ZERO | CVT_M_TEXT_SPECIALS | CVT_M_TEXT_HEX |
                               CVT_M_TEXT_REPORT_OVERFLOW | CVT_M_TEXT_WHOLE | 1u << 26;
 
+/// Reads a plain number between leading blanks and the end of the field: false if there is anything else.
+template <class F>
+[[gnu::always_inline]] inline bool read_plain(const char* text, const char* end, i32 scale, i32 decimals, u32 options,
+                                              typename F::Bits* bits) {
+  constexpr bool kDouble = sizeof(*bits) == sizeof(u64);
+  constexpr i64 kMostPower = kDouble ? kPlainPowerDouble : kPlainPowerSingle;
+  constexpr u32 kOtherWays = CVT_M_TEXT_POINTS | CVT_M_TEXT_E_ONLY | CVT_M_TEXT_SCALE_ALWAYS | CVT_M_TEXT_NEED_DIGITS;
+  if (options & kOtherWays) return false;
+  Plain_Number number;
+  const char* const behind = scan_plain_number(skip_blanks(text, end), end, decimal_character(options), number);
+  if (behind == nullptr || behind != end) return false;
+  i64 power = number.power;
+  if (!number.has_point) power -= decimals;
+  if (!number.has_exponent) power -= scale;
+  if (power < -kMostPower || power > kMostPower) return false;
+  if constexpr (kDouble) {
+    *bits = plain_double_bits(number.digits, static_cast<int>(power), number.negative, options);
+  } else {
+    *bits = plain_single_bits(number.digits, static_cast<int>(power), number.negative, options);
+  }
+  return true;
+}
+
 template <class F, class Value>
 int field_to_real(const char* text, i32 length, i32 scale, i32 decimals, u32 options, Value* result, u64 ext) {
   Converted<F> converted = {0, CVT_SUCCESS};
   if (length != 0) {
     options |= kFieldOptions;
     if (ext & CVT_X_DECIMAL_COMMA) options |= CVT_M_TEXT_DECIMAL_COMMA;
+    if constexpr (sizeof(Value) <= sizeof(u64)) {
+      if (length > 0 && read_plain<F>(text, text + length, scale, decimals, options, &converted.bits)) {
+        memcpy(result, &converted.bits, sizeof converted.bits);
+        return CVT_SUCCESS;
+      }
+    }
     converted = convert<F>(text, length, options, decimals, scale, decimal_character(options), nullptr);
   }
   memcpy(result, &converted.bits, sizeof converted.bits);
@@ -409,6 +460,32 @@ int field_to_real(const char* text, i32 length, i32 scale, i32 decimals, u32 opt
   return interface_value<F>(converted.bits)
 
 }  // namespace
+
+u64 plain_double_bits(u64 digits, int power, bool negative, u32 options) {
+  constexpr int kBelow = Double::kFractionBits - Double::kPrecision;
+  constexpr u64 kHalf = u64{1} << (kBelow - 1);
+  if (digits == 0) return u64{negative} << 63;
+  u64 bits;
+  if (scaled_by_machine(digits, power, negative, &bits)) return bits;
+  const int shift = leading_zeros(digits);
+  const Scaled_64 scale = power_of_ten_64(power);
+  int exponent = 64 - shift + scale.exponent;
+  const u128 product = normalised_product(u128{digits << shift} * scale.mantissa, &exponent);
+  const u64 fraction = static_cast<u64>(product >> 64);
+  const bool rest = (fraction & (kHalf - 1)) != 0 || static_cast<u64>(product) != 0;
+  bits = fraction >> kBelow;
+  const u32 mask = kRoundingMasks[rounding_of(options) >> CVT_ROUND_SHIFT];
+  bits += rounds_up(mask, negative, rest, (bits & 1) != 0, (fraction & kHalf) != 0);
+  // the hidden bit adds 1 to the exponent, and so does a carry out of the fraction
+  bits += static_cast<u64>(exponent - Double::kSmallestNormal) << (Double::kPrecision - 1);
+  return bits | u64{negative} << 63;
+}
+
+u32 plain_single_bits(u64 digits, int power, bool negative, u32 options) {
+  if (digits == 0) return u32{negative} << 31;
+  const double product = static_cast<double>(digits) * cvtas_pten_t[kNearPower + power];
+  return narrowed(product, false, negative, options).bits;
+}
 
 float cvtas_a_to_s(const char* text, i32 length, u32 options, i32 decimals, i32 scale, char** end, i32* status, ...) {
   TAMRUN_SCANNING_ENGINE(Single);

@@ -48,18 +48,6 @@ int accumulate(const char* text, const char* end, u32 radix, u32 options, u64& v
   return CVT_SUCCESS;
 }
 
-/// The value of the up to eight characters before `end`: those further left are masked out. False if one is no digit.
-/// The field must have at least 8 characters in all.
-inline bool closing_digits(const char* field, const char* end, i64 count, u64& value) {
-  constexpr u64 kZeros = 0x3030303030303030;
-  const i64 before = end - field;
-  const u64 others = count < 8 ? ~u64{0} >> 8 * count : 0;
-  u64 chars = before >= 8 ? load_eight(end - 8) : load_eight(field) << 8 * (8 - before);
-  chars = (chars & ~others) | (kZeros & others);
-  value = eight_digit_value(chars);
-  return eight_digits(chars);
-}
-
 /// Blanks, then digits up to `end`. `value` counts only with status 0. The field begins at `field`.
 inline int scan_unsigned(const char* field, const char* text, const char* end, u32 radix, u32 options, u64& value) {
   value = 0;
@@ -67,13 +55,8 @@ inline int scan_unsigned(const char* field, const char* text, const char* end, u
   const i64 count = end - text;
   if (radix != kDecimal || count == 0) return accumulate(text, end, radix, options, value);
   // Lengths differ from field to field; digits taken from the end cost no branch for each.
-  if (count <= 8 && end - field >= 8) {
-    if (closing_digits(field, end, count, value)) return CVT_SUCCESS;
-  } else if (count <= 16 && end - field >= 8) {
-    u64 low;
-    const bool digits = closing_digits(field, end - 8, count - 8, value) & closing_digits(field, end, 8, low);
-    value = value * 100000000 + low;
-    if (digits) return CVT_SUCCESS;
+  if (count <= kClosingDigits && end - field >= 8) {
+    if (closing_number(field, end, count, value)) return CVT_SUCCESS;
   } else if (count <= kSafeDecimalDigits) {
     const char* p = text;
     for (u32 digit; p != end && (digit = static_cast<u8>(*p) - u32{'0'}) < kDecimal; ++p) value = value * 10 + digit;

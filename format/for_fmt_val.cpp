@@ -12,16 +12,7 @@ namespace {
 
 constexpr u32 kBinary = 2, kOctal = 8, kDecimal = 10, kHexadecimal = 16;
 
-/// Rounding field of the real converters by isb_round.
-constexpr u32 kRounding[] = {
-    CVT_ROUND_NEAREST,  // unset
-    CVT_ROUND_UP,      CVT_ROUND_DOWN, CVT_ROUND_ZERO, CVT_ROUND_NEAREST, CVT_ROUND_AWAY,
-    CVT_ROUND_NEAREST,  // processor defined
-};
-
-constexpr u32 round_options(const For_Fmt_Isb& isb) {
-  return CVT_M_ROUND_GIVEN | kRounding[isb.isb_round <= ROUND_PROCESSOR_DEFINED ? isb.isb_round : u8{ROUND_UNSET}];
-}
+u32 round_options(const For_Fmt_Isb& isb) { return rounding_options(isb.isb_round); }
 
 /// The bits `From` of the flags as the bits `To`, all moved equally far.
 template <u64 From, u64 To>
@@ -401,6 +392,9 @@ int read_image(const For_Fmt_Isb& isb, const char* field, For_Value_Info& val, i
                                         integer_options(isb), val.val_data));
 }
 
+constexpr u32 kRareOptions = ISB_TEXT_E_ONLY | ISB_TEXT_NO_BARE_SIGN | ISB_TEXT_REPORT_OVERFLOW |
+                             ISB_TEXT_SCALE_ALWAYS | ISB_TEXT_REPORT_UNDERFLOW;
+
 u32 real_input_options(const For_Fmt_Isb& isb) {
   const u32 flags = isb.isb_flags;
   u32 options = round_options(isb);
@@ -415,8 +409,6 @@ u32 real_input_options(const For_Fmt_Isb& isb) {
     default:
       if (flags & ISB_BZ) options |= CVT_M_TEXT_BLANKS_ZERO;
   }
-  constexpr u32 kRareOptions = ISB_TEXT_E_ONLY | ISB_TEXT_NO_BARE_SIGN | ISB_TEXT_REPORT_OVERFLOW |
-                               ISB_TEXT_SCALE_ALWAYS | ISB_TEXT_REPORT_UNDERFLOW;
   if ((flags & kRareOptions) == 0) [[likely]]
     return options;
   options |= moved<ISB_TEXT_E_ONLY, CVT_M_TEXT_E_ONLY>(flags);
@@ -618,4 +610,73 @@ int for__cvt_value(For_Fmt_Isb* isb, const char* field, For_Value_Info* val) {
     default:
       return MSG_INVALID_ARGUMENT;
   }
+}
+
+namespace {
+
+Plain_Reader* plain_integer_reader(For_Value_Group group) {
+  switch (group) {
+    case VG_I1:
+      return read_plain_bytes;
+    case VG_I2:
+      return read_plain_halves;
+    case VG_I4:
+      return read_plain_words;
+    case VG_I8:
+      return read_plain_longs;
+    default:
+      return nullptr;
+  }
+}
+
+Plain_Reader* plain_real_reader(For_Value_Group group) {
+  switch (group) {
+    case VG_REAL4:
+      return read_plain_singles;
+    case VG_REAL8:
+      return read_plain_doubles;
+    default:
+      return nullptr;
+  }
+}
+
+}  // namespace
+
+Plain_Reader* plain_reader(const For_Fmt_Isb& isb, u32 type, Plain_Format* format) {
+  if (type >= kItemTypes || (isb.isb_flags & (ISB_LOGICAL_LETTER | kRareOptions)) != 0) return nullptr;
+  const For_Value_Group group = for__value_groups[type];
+  bool integer = false, real = false;
+  switch (isb.isb_code) {
+    case FMT_I:
+    case FMT_I_W:
+    case FMT_I_WM:
+      integer = true;
+      break;
+    case FMT_D:
+    case FMT_E:
+    case FMT_F:
+    case FMT_D_WD:
+    case FMT_E_WD:
+    case FMT_E_WDE:
+    case FMT_F_WD:
+    case FMT_EN:
+    case FMT_EN_WD:
+    case FMT_EN_WDE:
+    case FMT_ES:
+    case FMT_ES_WD:
+    case FMT_ES_WDE:
+      real = true;
+      break;
+    case FMT_G:
+    case FMT_G_WD:
+    case FMT_G_WDE:
+      integer = real = true;
+      break;
+    default:
+      break;
+  }
+  Plain_Reader* reader = integer ? plain_integer_reader(group) : nullptr;
+  if (reader == nullptr && real) reader = plain_real_reader(group);
+  if (reader != nullptr) *format = {isb.isb_d, isb.isb_scale, round_options(isb), for__decimal_comma(isb) ? ',' : '.'};
+  return reader;
 }

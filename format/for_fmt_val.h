@@ -4,6 +4,7 @@
 #ifndef TAMRUN_FORMAT_FOR_FMT_VAL_H
 #define TAMRUN_FORMAT_FOR_FMT_VAL_H
 
+#include "convert/plain_fields.h"
 #include "tamrun/cvt.h"
 #include "tamrun/fmt_isb.h"
 #include "tamrun/item_list.h"
@@ -71,6 +72,22 @@ bool for__decimal_comma(const For_Fmt_Isb& isb);
 /// Reads isb_width characters into the value: 0, MSG_INVALID_ARGUMENT, MSG_FORMAT_TYPE_MISMATCH or
 /// MSG_INPUT_CONVERSION.
 [[nodiscard]] int for__cvt_value(For_Fmt_Isb* isb, const char* field, For_Value_Info* val);
+}
+
+/// The reader of plain fields for values of that type in the field of the state block, and what it is to be told: null
+/// where for__cvt_value reads each field.
+Plain_Reader* plain_reader(const For_Fmt_Isb& isb, u32 type, Plain_Format* format);
+
+/// Rounding field of the real converters by For_Round_Mode.
+inline constexpr u32 kRoundingFields[] = {
+    CVT_ROUND_NEAREST,  // unset
+    CVT_ROUND_UP,      CVT_ROUND_DOWN, CVT_ROUND_ZERO, CVT_ROUND_NEAREST, CVT_ROUND_AWAY,
+    CVT_ROUND_NEAREST,  // processor defined
+};
+
+/// Options of the converters of reals that say how to round.
+constexpr u32 rounding_options(u8 mode) {
+  return CVT_M_ROUND_GIVEN | kRoundingFields[mode <= ROUND_PROCESSOR_DEFINED ? mode : u8{ROUND_UNSET}];
 }
 
 #endif

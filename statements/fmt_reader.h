@@ -58,11 +58,20 @@ class Fmt_Reader {
     const bool is_text_edit = isb_.isb_code == FMT_A || isb_.isb_code == FMT_A_W;
     separator_ = is_text_edit ? kNoSeparator : for__decimal_comma(isb_) ? ';' : ',';
     For_Value_Info val = {run.data, run.elem, type, run.elem, nullptr};
+    Plain_Format format;
+    Plain_Reader* const reader = plain_reader(isb_, type, &format);
     find_separator(field.width, count);
-    for (; count > 0; --count) {
-      const Fmt_End end = read_value(val, field.width, count);
-      if (end != Fmt_End::none) return end;
-      val.val_data = reinterpret_cast<u8*>(reinterpret_cast<u64>(val.val_data) + static_cast<u64>(run.stride));
+    while (count > 0) {
+      i64 read =
+          reader == nullptr ? 0 : read_plain(*reader, format, {nullptr, field.width, count, val.val_data, run.stride});
+      if (read == 0) {
+        const Fmt_End end = read_value(val, field.width, count);
+        if (end != Fmt_End::none) return end;
+        read = 1;
+      }
+      count -= read;
+      val.val_data = reinterpret_cast<u8*>(reinterpret_cast<u64>(val.val_data) +
+                                           static_cast<u64>(run.stride) * static_cast<u64>(read));
     }
     return Fmt_End::none;
   }
@@ -84,6 +93,21 @@ class Fmt_Reader {
     const bool splits = separator_ != kNoSeparator && columns > 0;
     const void* found = splits ? memchr(lub_.lub_a_cursor, separator_, columns) : nullptr;
     separator_at_ = static_cast<const u8*>(found);
+  }
+
+  /// Reads the fields in front that lie whole in the record and hold nothing but plain numbers; `run` lacks the field.
+  /// Gives how many those are.
+  i64 read_plain(Plain_Reader& reader, const Plain_Format& format, Plain_Run run) {
+    if (takes_rest_ || run.width <= 0) return 0;
+    const u8* const limit = separator_at_ != nullptr ? separator_at_ : lub_.lub_a_rec_end;
+    const i64 columns = limit - lub_.lub_a_cursor;
+    if (columns < run.width) return 0;
+    if (run.count > 1) run.count = std::min(run.count, columns / run.width);
+    run.field = reinterpret_cast<const char*>(lub_.lub_a_cursor);
+    const i64 read = reader(run, format);
+    lub_.lub_a_cursor += read * run.width;
+    count_for_size(read * run.width);
+    return read;
   }
 
   /// The first of `count` more values.

@@ -38,6 +38,27 @@ constexpr bool item_is_character(u32 type) { return type == ITM_CHARACTER || typ
 /// True for the integers and logicals.
 constexpr bool is_integer_item(u32 type) { return type >= ITM_INTEGER1 && type <= ITM_LOGICAL8; }
 
+/// for__desc_ret_item with what most calls hold decoded in line: the end marks, and numbers by address.
+[[gnu::always_inline]] inline int next_item(const u8*& list, void*& args, For_Value_Info& val, For_Item_Shape& shape) {
+  const u8 type = list[0];
+  if (list[1] == ACC_POINTER && type >= ITM_INTEGER1 && type < ITM_CHARACTER && args != nullptr) {
+    if (const i64 size = for__dsc_itm_table[type].size; size > 0) {
+      u64* const words = static_cast<u64*>(args);
+      val = {reinterpret_cast<u8*>(words[0]), size, type, item_is_complex(type) ? size / 2 : size, nullptr};
+      shape.shp_access = ACC_POINTER;
+      args = words + 1;
+      list += 2;
+      return 0;
+    }
+  }
+  if (type == ITM_END_CALL || type == ITM_END_STATEMENT) {
+    val.val_type = type;
+    list += 2;
+    return 0;
+  }
+  return for__desc_ret_item(&list, &args, &val, &shape);
+}
+
 /// Stores a count in a variable of the program, cut to its type: false when the type is no integer or logical.
 bool store_integer(u32 type, u8* to, i64 value);
 

@@ -9,10 +9,6 @@
 
 namespace {
 
-constexpr u8 form_bit(Ldir_Form form) { return static_cast<u8>(1u << static_cast<int>(form)); }
-constexpr u8 kIntegerForms = form_bit(Ldir_Form::integer) | form_bit(Ldir_Form::small);
-constexpr u8 kNumberForms = form_bit(Ldir_Form::number) | kIntegerForms;
-
 /// Toward zero, as the machine converts: what does not fit gives the most negative integer.
 i64 truncate(const Cvt_Quad& value) {
   constexpr int kBias = 0x3FFF, kFractionBits = 112, kHighBits = 48;
@@ -38,60 +34,41 @@ u64 truncate_unsigned(Cvt_Quad value) {
 
 }  // namespace
 
-Ldio_Converter::Ldio_Converter(For_Lub& lub, bool strict)
-    : table_(lub.lub_f_msf_layout ? for__wfs_msf_table : for__wfs_table), strict_(strict) {
-  isb_.isb_lub = &lub;
-  isb_.isb_round = lub.lub_round;
+/// The text of a constant as a value of that type, which need not be the item's.
+int Ldio_Converter::read_as(const Ldir_Constant& constant, u32 type, u32 flags, void* value, i64 bytes) {
+  For_Fmt_Isb isb{};
+  isb.isb_lub = &lub_;
+  isb.isb_round = lub_.lub_round;
+  isb.isb_code = table_[type].operation;
+  isb.isb_e = table_[type].e;
+  isb.isb_width = constant.length;
+  isb.isb_flags = flags;
+  For_Value_Info val = {static_cast<u8*>(value), bytes, type, bytes, nullptr};
+  return for__cvt_value(&isb, reinterpret_cast<const char*>(constant.text), &val);
 }
 
-int Ldio_Converter::set_type(u32 type) {
-  const For_Ldir_Field& field = table_[type];
-  isb_.isb_code = field.operation;
-  isb_.isb_e = field.e;
-  letter_ = 0;
-  wanted_ = kNumberForms;
-  class_ = Item_Class::real;
-  if (type == ITM_CHARACTER) {
-    class_ = Item_Class::character;
-    wanted_ = form_bit(Ldir_Form::text);
-    letter_ = ISB_LOGICAL_LETTER;
-  } else if (type >= kFirstIntegerType && type < ITM_LOGICAL) {
-    class_ = Item_Class::integer;
-    wanted_ = kIntegerForms;
-  } else if (type >= ITM_LOGICAL && type <= kLastIntegerType) {
-    class_ = Item_Class::logical;
-    wanted_ = form_bit(Ldir_Form::logical);
-    letter_ = ISB_LOGICAL_LETTER;
-  } else if (type < kFirstRealType || type > kLastRealType || field.width == 0) {
-    return MSG_INPUT_CONVERSION;
-  }
-  return 0;
+int Ldio_Converter::convert_text(const Ldir_Constant& constant, For_Value_Info& val) {
+  if (constant.form == Ldir_Form::null) return 0;
+  const bool letter = constant.form == Ldir_Form::logical || constant.form == Ldir_Form::text;
+  if (!wants(constant.form)) return convert_mismatch(constant, val);
+  return read_as(constant, val.val_type, letter ? u32{ISB_LOGICAL_LETTER} : 0, val.val_data, val.val_elem);
 }
 
 int Ldio_Converter::convert_mismatch(const Ldir_Constant& constant, For_Value_Info& val) {
-  if (class_ == Item_Class::character) return MSG_LIST_IO_SYNTAX;
-  if (strict_ && (constant.form == Ldir_Form::logical) != (class_ == Item_Class::logical)) return MSG_INPUT_CONVERSION;
+  const bool to_logical = type_.of_item == Ldio_Class::logical;
+  if (type_.of_item == Ldio_Class::character) return MSG_LIST_IO_SYNTAX;
+  if (strict_ && (constant.form == Ldir_Form::logical) != to_logical) return MSG_INPUT_CONVERSION;
   switch (constant.form) {
     case Ldir_Form::logical:
-      isb_.isb_flags = ISB_LOGICAL_LETTER;
-      return for__cvt_value(&isb_, reinterpret_cast<const char*>(constant.text), &val);
+      return read_as(constant, val.val_type, ISB_LOGICAL_LETTER, val.val_data, val.val_elem);
     case Ldir_Form::number:
+    case Ldir_Form::decimal:
     case Ldir_Form::integer:
     case Ldir_Form::small:
       return convert_truncated(constant, val);
     default:
-      return convert_text(constant, val);
+      return convert_to_logical(constant, val);
   }
-}
-
-int Ldio_Converter::read_as(const Ldir_Constant& constant, u32 type, void* value, i64 bytes) {
-  const u8 operation = isb_.isb_code;
-  isb_.isb_flags = 0;
-  isb_.isb_code = table_[type].operation;
-  For_Value_Info val = {static_cast<u8*>(value), bytes, type, bytes, nullptr};
-  const int code = for__cvt_value(&isb_, reinterpret_cast<const char*>(constant.text), &val);
-  isb_.isb_code = operation;
-  return code;
 }
 
 /// A real number for an integer or logical item.
@@ -101,7 +78,7 @@ int Ldio_Converter::convert_truncated(const Ldir_Constant& constant, For_Value_I
     case ITM_UNSIGNED8:
     case ITM_LOGICAL8: {
       Cvt_Quad value{};
-      if (int code = read_as(constant, ITM_REAL16, &value, sizeof value)) return code;
+      if (int code = read_as(constant, ITM_REAL16, 0, &value, sizeof value)) return code;
       const u64 result = val.val_type == ITM_UNSIGNED8 ? truncate_unsigned(value) : static_cast<u64>(truncate(value));
       memcpy(val.val_data, &result, sizeof result);
       return 0;
@@ -112,7 +89,7 @@ int Ldio_Converter::convert_truncated(const Ldir_Constant& constant, For_Value_I
       break;
   }
   double value = 0;
-  if (int code = read_as(constant, ITM_REAL8, &value, sizeof value)) return code;
+  if (int code = read_as(constant, ITM_REAL8, 0, &value, sizeof value)) return code;
   const __m128d lane = _mm_set_sd(value);
   const i64 result = val.val_type == ITM_UNSIGNED4 ? _mm_cvttsd_si64(lane) : i64{_mm_cvttsd_si32(lane)};
   memcpy(val.val_data, &result, for__dsc_itm_table[val.val_type].size);  // the low bytes stand first
@@ -120,10 +97,10 @@ int Ldio_Converter::convert_truncated(const Ldir_Constant& constant, For_Value_I
 }
 
 /// Text for anything but a character item: an integer for a logical one.
-int Ldio_Converter::convert_text(const Ldir_Constant& constant, For_Value_Info& val) {
+int Ldio_Converter::convert_to_logical(const Ldir_Constant& constant, For_Value_Info& val) {
   i32 value = 0;
-  if (int code = read_as(constant, ITM_INTEGER4, &value, sizeof value)) return code;
-  if (class_ != Item_Class::logical || val.val_type == ITM_LOGICAL) return MSG_INPUT_CONVERSION;
+  if (int code = read_as(constant, ITM_INTEGER4, 0, &value, sizeof value)) return code;
+  if (type_.of_item != Ldio_Class::logical || val.val_type == ITM_LOGICAL) return MSG_INPUT_CONVERSION;
   const i64 result = value;
   memcpy(val.val_data, &result, for__dsc_itm_table[val.val_type].size);
   return 0;

@@ -19,33 +19,65 @@ inline For_Ldir_Read_Isb& ldir_read_state(For_Lub& lub) {
   return *reinterpret_cast<For_Ldir_Read_Isb*>(lub.lub_a_ldir_isb);
 }
 
+/// What the constants of an item type are read as.
+enum class Ldio_Class : u8 { none, integer, logical, real, character };
+
+struct Ldio_Type {
+  Ldio_Class of_item;
+  u8 wanted;  ///< bit per Ldir_Form that for__cvt_value takes as it is
+};
+
+constexpr u8 form_bit(Ldir_Form form) { return static_cast<u8>(1u << static_cast<int>(form)); }
+
+constexpr auto kLdioTypes = [] {
+  constexpr u8 kIntegers = form_bit(Ldir_Form::integer) | form_bit(Ldir_Form::small);
+  constexpr u8 kNumbers = form_bit(Ldir_Form::number) | form_bit(Ldir_Form::decimal) | kIntegers;
+  struct {
+    Ldio_Type of[kItemTypes];
+  } types = {};
+  for (int type = kFirstIntegerType; type < ITM_LOGICAL; ++type) types.of[type] = {Ldio_Class::integer, kIntegers};
+  for (int type = ITM_LOGICAL; type <= kLastIntegerType; ++type) {
+    types.of[type] = {Ldio_Class::logical, form_bit(Ldir_Form::logical)};
+  }
+  for (int type = kFirstRealType; type <= kLastRealType; ++type) types.of[type] = {Ldio_Class::real, kNumbers};
+  types.of[ITM_CHARACTER] = {Ldio_Class::character, form_bit(Ldir_Form::text)};
+  return types;
+}();
+
 /// Turns constants into values.
 class Ldio_Converter {
  public:
   /// `strict`: logical values and others are not read into each other.
-  Ldio_Converter(For_Lub& lub, bool strict);
+  Ldio_Converter(For_Lub& lub, bool strict)
+      : lub_(lub), table_(lub.lub_f_msf_layout ? for__wfs_msf_table : for__wfs_table), strict_(strict) {}
 
   /// Takes the type of the values that follow: 0, or MSG_INPUT_CONVERSION for one that no constant can have.
-  int set_type(u32 type);
+  int set_type(u32 type) {
+    type_ = kLdioTypes.of[type];
+    const bool readable =
+        type_.of_item == Ldio_Class::real ? table_[type].width != 0 : type_.of_item != Ldio_Class::none;
+    return readable ? 0 : MSG_INPUT_CONVERSION;
+  }
 
   /// Stores the constant in the value: 0 or a message. A null constant stores nothing.
   int convert(const Ldir_Constant& constant, For_Value_Info& val) {
-    if (class_ == Item_Class::integer && constant.form == Ldir_Form::small && store_small(constant, val)) return 0;
-    isb_.isb_width = constant.length;
-    isb_.isb_flags = letter_;
-    if (constant.form == Ldir_Form::null) return 0;
-    if (!wants(constant.form)) return convert_mismatch(constant, val);
-    return for__cvt_value(&isb_, reinterpret_cast<const char*>(constant.text), &val);
+    if (constant.form == Ldir_Form::small || constant.form == Ldir_Form::decimal) [[likely]] {
+      if (type_.of_item == Ldio_Class::integer) {
+        if (constant.form == Ldir_Form::small && store_small(constant, val)) return 0;
+      } else if (type_.of_item == Ldio_Class::real && store_real(constant, val)) {
+        return 0;
+      }
+    }
+    return convert_text(constant, val);
   }
 
-  bool is_real() const { return class_ == Item_Class::real; }
+  bool is_real() const { return type_.of_item == Ldio_Class::real; }
 
  private:
-  enum class Item_Class : u8 { integer, logical, real, character };
-
   /// False when the value does not fit: the converter of text tells what then becomes of the item.
   static bool store_small(const Ldir_Constant& constant, const For_Value_Info& val) {
-    const i64 value = constant.value;
+    const i64 magnitude = static_cast<i64>(constant.digits);
+    const i64 value = constant.negative ? -magnitude : magnitude;
     switch (val.val_type) {
       case ITM_INTEGER4:
         return store_in<i32>(value, val.val_data);
@@ -67,18 +99,37 @@ class Ldio_Converter {
     return true;
   }
 
-  bool wants(Ldir_Form form) const { return (wanted_ >> static_cast<int>(form) & 1) != 0; }
+  /// False for the formats that digits and power do not give.
+  bool store_real(const Ldir_Constant& constant, const For_Value_Info& val) const {
+    switch (for__value_groups[val.val_type]) {
+      case VG_REAL8: {
+        const u64 bits = plain_double_bits(constant.digits, constant.power, constant.negative, rounding());
+        memcpy(val.val_data, &bits, sizeof bits);
+        return true;
+      }
+      case VG_REAL4: {
+        if (constant.power < -kPlainPowerSingle || constant.power > kPlainPowerSingle) return false;
+        const u32 bits = plain_single_bits(constant.digits, constant.power, constant.negative, rounding());
+        memcpy(val.val_data, &bits, sizeof bits);
+        return true;
+      }
+      default:
+        return false;
+    }
+  }
+  u32 rounding() const { return rounding_options(lub_.lub_round); }
+
+  bool wants(Ldir_Form form) const { return (type_.wanted & form_bit(form)) != 0; }
+  int convert_text(const Ldir_Constant& constant, For_Value_Info& val);
   int convert_mismatch(const Ldir_Constant& constant, For_Value_Info& val);
   int convert_truncated(const Ldir_Constant& constant, For_Value_Info& val);
-  int convert_text(const Ldir_Constant& constant, For_Value_Info& val);
-  int read_as(const Ldir_Constant& constant, u32 type, void* value, i64 bytes);
+  int convert_to_logical(const Ldir_Constant& constant, For_Value_Info& val);
+  int read_as(const Ldir_Constant& constant, u32 type, u32 flags, void* value, i64 bytes);
 
-  For_Fmt_Isb isb_{};
+  For_Lub& lub_;
   const For_Ldir_Field* const table_;
   const bool strict_;
-  Item_Class class_ = Item_Class::integer;
-  u8 wanted_ = 0;   ///< bit per Ldir_Form that for__cvt_value takes as it is
-  u32 letter_ = 0;  ///< isb_flags of that conversion
+  Ldio_Type type_ = {Ldio_Class::none, 0};
 };
 
 template <class Source>
@@ -96,7 +147,7 @@ class Ldio_Reader {
     For_Value_Info val;
     For_Item_Shape shape;
     for (;;) {
-      if (int code = for__desc_ret_item(&list, &args, &val, &shape)) return failure(code);
+      if (int code = next_item(list, args, val, shape)) return failure(code);
       if (val.val_type == ITM_END_STATEMENT) return {Ldio_End::statement, 0, 0};
       if (val.val_type == ITM_END_CALL) return {Ldio_End::call, 0, 0};
       int user_code = 0;
@@ -116,9 +167,9 @@ class Ldio_Reader {
   static Ldio_Result failure(int code) { return {Ldio_End::failed, code, code}; }
   bool stopped() const { return s_.ldir_flags & LDIR_STOP; }
 
-  int read_scalar(const For_Value_Info& val) {
-    const i64 parts = item_is_complex(val.val_type) ? 2 : 1;
-    return read_run(val.val_type, {val.val_data, val.val_elem, parts, val.val_elem});
+  int read_scalar(For_Value_Info& val) {
+    const int unreadable = converter_.set_type(val.val_type);
+    return read_one(val, val.val_elem, item_is_complex(val.val_type), unreadable);
   }
 
   int read_array(const For_Value_Info& val, const For_Item_Shape& shape) {
@@ -137,12 +188,18 @@ class Ldio_Reader {
     const bool complex = item_is_complex(type);
     const i64 step = complex ? 2 : 1;
     for (i64 left = run.count; left > 0 && !stopped(); left -= step, val.val_data += step * run.stride) {
-      if (int code = next_constant(type)) return code;
-      if (stopped()) return 0;
-      if (unreadable) return unreadable;
-      if (int code = complex ? read_complex(val, run.stride) : read_value(val)) return code;
-      s_.ldir_flags &= ~LDIR_NEW_RECORD;
+      if (int code = read_one(val, run.stride, complex, unreadable)) return code;
     }
+    return 0;
+  }
+
+  /// One value; `stride` leads to the second part of a complex one, `unreadable` is what set_type gave.
+  [[gnu::always_inline]] int read_one(For_Value_Info& val, i64 stride, bool complex, int unreadable) {
+    if (int code = next_constant(val.val_type)) return code;
+    if (stopped()) return 0;
+    if (unreadable) return unreadable;
+    if (int code = complex ? read_complex(val, stride) : read_value(val)) return code;
+    s_.ldir_flags &= ~LDIR_NEW_RECORD;
     return 0;
   }
 

@@ -7,12 +7,43 @@
 #include "format/for_fmt_val.h"
 #include "tamrun/cvt.h"
 
+namespace {
+
+/// Digits with or without a decimal character, and an exponent with a letter, however long.
+const u8* pass_decimal_number(const u8* p, const u8* end, u8 point, Ldir_Form* form) {
+  if (p != end && (*p == '+' || *p == '-')) ++p;
+  const u8* const whole = p;
+  p = skip_digits(p, end);
+  i64 digits = p - whole;
+  *form = Ldir_Form::integer;
+  if (p != end && *p == point) {
+    const u8* const fraction = ++p;
+    p = skip_digits(p, end);
+    digits += p - fraction;
+    *form = Ldir_Form::number;
+  }
+  if (digits == 0) return nullptr;
+  if (p == end || !byte_is(*p, BYTE_CONTINUES)) return p;
+  if ((*p | 0x20) != 'e' && (*p | 0x20) != 'd') return nullptr;
+  *form = Ldir_Form::number;
+  if (++p != end && (*p == '+' || *p == '-')) ++p;
+  const u8* const exponent = p;
+  p = skip_digits(exponent, end);
+  return p != exponent ? p : nullptr;
+}
+
+}  // namespace
+
 Ldio_Number measure_any_number(const u8* text, const u8* end, u8 point) {
+  Ldir_Form form;
+  if (const u8* const p = pass_decimal_number(text, end, point, &form)) {
+    return {p, true, {text, p - text, form, false, 0, 0}};
+  }
   constexpr int kDecimalShift = 12;  // where the lexer's state keeps the decimal character
   u32 state = u32{point} << kDecimalShift;
   const u8* p = text;
   while (p != end && cvt__lex_number_char(&state, static_cast<char>(*p))) ++p;
-  return {p, cvt__lex_number_complete(&state) != 0, Ldir_Form::number, 0};
+  return {p, cvt__lex_number_complete(&state) != 0, {text, p - text, Ldir_Form::number, false, 0, 0}};
 }
 
 int read_repeat_count(For_Lub& lub, const u8* text, i64 length, u32* count) {

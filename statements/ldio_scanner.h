@@ -12,6 +12,7 @@
 
 #include <initializer_list>
 
+#include "convert/plain_number.h"
 #include "tamrun/fmt_isb.h"
 #include "tamrun/item_list.h"
 #include "tamrun/lub.h"
@@ -55,47 +56,30 @@ inline const u8* skip_digits(const u8* p, const u8* end) {
 struct Ldio_Number {
   const u8* end;
   bool complete;
-  Ldir_Form form;  ///< number, integer or small
-  i64 value;       ///< Ldir_Form::small
+  Ldir_Constant constant;
+
+  /// No more characters than the converters of text count.
+  bool whole() const { return complete && constant.length <= INT_MAX; }
 };
 
-/// Measures any number: the words and the radix forms too.
+/// Measures any number: long ones, words and the radix forms too.
 Ldio_Number measure_any_number(const u8* text, const u8* end, u8 point);
 
-/// Measures a number; plain ones are gone through once, which for integers gives the value along the way.
+/// Measures a number; plain ones are gone through once, which gives their value along the way.
 [[gnu::always_inline]] inline Ldio_Number measure_number(const u8* text, const u8* end, u8 point) {
-  constexpr i64 kSmallDigits = 18;  // any so many fit
-  const u8* p = text;
-  if (p != end && (*p == '+' || *p == '-')) ++p;
-  const u8* const whole = p;
-  u64 value = 0;
-  for (u32 digit; p != end && (digit = *p - u32{'0'}) < 10; ++p) value = value * 10 + digit;
-  i64 digits = p - whole;
-  Ldir_Form form = digits <= kSmallDigits ? Ldir_Form::small : Ldir_Form::integer;
-  if (p != end && *p == point) {
-    const u8* const fraction = ++p;
-    p = skip_digits(p, end);
-    digits += p - fraction;
-    form = Ldir_Form::number;
+  constexpr u64 kSmallLimit = 1000000000000000000;
+  Plain_Number number;
+  const u8* const p = reinterpret_cast<const u8*>(scan_plain_number(
+      reinterpret_cast<const char*>(text), reinterpret_cast<const char*>(end), static_cast<char>(point), number));
+  if (p == nullptr || (p != end && byte_is(*p, BYTE_CONTINUES)) || number.power < -kPlainPowerDouble ||
+      number.power > kPlainPowerDouble) [[unlikely]] {
+    return measure_any_number(text, end, point);
   }
-  if (digits == 0) return measure_any_number(text, end, point);
-  if (p == end || !byte_is(*p, BYTE_CONTINUES)) [[likely]]
-    return {p, true, form, static_cast<i64>(*text == '-' ? u64{0} - value : value)};
-  switch (*p) {
-    case 'E':
-    case 'e':
-    case 'D':
-    case 'd': {
-      const u8* exponent = p + 1;
-      if (exponent != end && (*exponent == '+' || *exponent == '-')) ++exponent;
-      p = skip_digits(exponent, end);
-      if (p != exponent) return {p, true, Ldir_Form::number, 0};
-      break;
-    }
-    default:
-      break;
+  Ldir_Form form = Ldir_Form::decimal;
+  if (!number.has_point && !number.has_exponent) {
+    form = number.digits < kSmallLimit ? Ldir_Form::small : Ldir_Form::integer;
   }
-  return measure_any_number(text, end, point);
+  return {p, true, {text, p - text, form, number.negative, number.power, number.digits}};
 }
 
 /// The position in the input and the constant in hand, which live in the LUB and in its state block.
@@ -141,10 +125,11 @@ class Ldio_Scanner {
   bool at_end() const { return lub_.lub_a_cursor >= lub_.lub_a_rec_end; }
   bool has(u32 flag) const { return (s_.ldir_flags & flag) != 0; }
 
-  int take(const u8* text, i64 length, Ldir_Form form, i64 value = 0) {
-    s_.ldir_field = {text, length, form, value};
+  int take(const Ldir_Constant& constant) {
+    s_.ldir_field = constant;
     return 0;
   }
+  int take(const u8* text, i64 length, Ldir_Form form) { return take({text, length, form, false, 0, 0}); }
   int take_null() { return take(nullptr, 0, Ldir_Form::null); }
   int keep(Ldir_Constant& part, i64 at) {
     if (part.length > kLdirTextBytes - at) return MSG_LIST_IO_SYNTAX;
@@ -290,14 +275,14 @@ template <class Source>
 [[gnu::always_inline]] inline int Ldio_Scanner<Source>::take_number(bool repeated) {
   const u8* const text = lub_.lub_a_cursor;
   const Ldio_Number number = measure_number(text, lub_.lub_a_rec_end, point_);
-  if (!number.complete || number.end - text > INT_MAX || misses_parenthesis()) return MSG_LIST_IO_SYNTAX;
+  if (!number.whole() || misses_parenthesis()) return MSG_LIST_IO_SYNTAX;
   lub_.lub_a_cursor += number.end - text;
   if (!at_end()) {
     const u8 c = *lub_.lub_a_cursor;
     if (c == '*' && !repeated && !has(LDIR_COMPLEX)) return take_repeat(text, false);
     if (c != separator_ && !byte_is(c, BYTE_VALUE_END)) return MSG_LIST_IO_SYNTAX;
   }
-  return take(text, number.end - text, number.form, number.value);
+  return take(number.constant);
 }
 
 /// The letter decides; what follows it up to the end of the word is passed over.
@@ -393,8 +378,8 @@ int Ldio_Scanner<Source>::pass_second_part() {
   if (int code = skip_space()) return code;
   const u8* const text = lub_.lub_a_cursor;
   const Ldio_Number number = measure_number(text, lub_.lub_a_rec_end, point_);
-  if (!number.complete || number.end - text > INT_MAX) return MSG_LIST_IO_SYNTAX;
-  s_.ldir_imag = {text, number.end - text, number.form, number.value};
+  if (!number.whole()) return MSG_LIST_IO_SYNTAX;
+  s_.ldir_imag = number.constant;
   lub_.lub_a_cursor += number.end - text;
   if (s_.ldir_repeat > 0) {
     if (int code = keep(s_.ldir_imag, s_.ldir_field.length)) return code;

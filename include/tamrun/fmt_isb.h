@@ -102,8 +102,9 @@ enum For_Ldir_Read_Flags : u32 {
 enum class Ldir_Form : u8 {
   null,     ///< leaves the item as it is
   number,   ///< with a point, an exponent or a word
+  decimal,  ///< with a point or an exponent, whose digits and power are known
   integer,  ///< a number that is digits and a sign only
-  small,    ///< an integer whose value is known
+  small,    ///< an integer whose digits are known, below 10^18
   logical,  ///< the letter of a logical value
   text,
 };
@@ -113,7 +114,9 @@ struct Ldir_Constant {
   const u8* text;
   i64 length;
   Ldir_Form form;
-  i64 value;  ///< Ldir_Form::small
+  bool negative;  ///< of Ldir_Form::small and decimal, whose value is digits * 10^power
+  i32 power;
+  u64 digits;
 };
 
 /// Longest character constant and longest part of a repeated complex constant that crosses records.

@@ -1,0 +1,93 @@
+// SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
+//
+// Plain numbers: a sign, digits with or without a decimal character, an exponent with a letter. Nearly all input is made
+// of them, so that they are read in one pass that keeps everything in registers; what is anything else is declined, and
+// the scanner with all its options decides. The values are those of the general road, bit for bit.
+#ifndef TAMRUN_CONVERT_PLAIN_NUMBER_H
+#define TAMRUN_CONVERT_PLAIN_NUMBER_H
+
+#include "convert/digit_scan.h"
+
+/// digits * 10^power.
+struct Plain_Number {
+  u64 digits;
+  i32 power;
+  bool negative;
+  bool has_point;
+  bool has_exponent;
+};
+
+/// Powers of ten within these bounds leave no number of up to 19 digits out of the range of its format.
+inline constexpr int kPlainPowerDouble = 270, kPlainPowerSingle = 20;
+
+inline constexpr int kPlainDigits = 19;  // any so many decimal digits fit in 64 bits
+
+/// The bits of a number whose power is within bounds, rounded by the CVT_ROUND field of `options`, which are those of the
+/// readers of text.
+[[nodiscard]] u64 plain_double_bits(u64 digits, int power, bool negative, u32 options);
+[[nodiscard]] u32 plain_single_bits(u64 digits, int power, bool negative, u32 options);
+
+/// Appends the digits at `p` to `value`, modulo 2^64.
+[[gnu::always_inline]] inline const char* append_digits(const char* p, const char* end, u64& value) {
+  u64 sum = value;
+  while (end - p >= 8) {
+    const u64 chars = load_eight(p);
+    if (!eight_digits(chars)) break;
+    sum = sum * 100000000 + eight_digit_value(chars);
+    p += 8;
+  }
+  for (u32 digit; p != end && (digit = static_cast<u8>(*p) - u32{'0'}) < 10; ++p) sum = sum * 10 + digit;
+  value = sum;
+  return p;
+}
+
+/// Reads a plain number as far as it goes and gives the character behind it, or null when none begins at `p`.
+[[gnu::always_inline]] inline const char* scan_plain_number(const char* p, const char* end, char point,
+                                                            Plain_Number& number) {
+  constexpr i64 kMostExponentDigits = 4;
+  number.negative = false;
+  if (p != end && (*p == '-' || *p == '+')) number.negative = *p++ == '-';
+  const char* const begin = p;
+  while (p != end && *p == '0') ++p;
+  const char* const whole = p;
+  u64 digits = 0;
+  for (u32 digit; p != end && (digit = static_cast<u8>(*p) - u32{'0'}) < 10; ++p) digits = digits * 10 + digit;
+  i64 significant = p - whole, any = p - begin;
+  i64 power = 0;
+  number.has_point = p != end && *p == point;
+  if (number.has_point) {
+    const char* const fraction = ++p;
+    if (significant == 0) {
+      while (p != end && *p == '0') ++p;
+    }
+    const char* const first = p;
+    p = append_digits(p, end, digits);
+    significant += p - first;
+    power = fraction - p;
+    any -= power;
+  }
+  if (any == 0 || significant > kPlainDigits) [[unlikely]]
+    return nullptr;
+  number.has_exponent = false;
+  if (p != end) {
+    const char small = static_cast<char>(*p | 0x20);
+    if (small == 'e' || small == 'd') {
+      ++p;
+      const bool sign = p != end && (*p == '-' || *p == '+');
+      const bool negative = sign && *p == '-';
+      p += sign;
+      const char* const first = p;
+      u32 exponent = 0;
+      for (u32 digit; p != end && (digit = static_cast<u8>(*p) - u32{'0'}) < 10; ++p) exponent = exponent * 10 + digit;
+      if (p == first || p - first > kMostExponentDigits) return nullptr;
+      number.has_exponent = true;
+      power += negative ? -i64{exponent} : i64{exponent};
+    }
+  }
+  constexpr i64 kFar = 1 << 20;  // out of bounds for every format
+  number.digits = digits;
+  number.power = static_cast<i32>(power < -kFar ? -kFar : power);
+  return p;
+}
+
+#endif
