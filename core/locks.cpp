@@ -4,7 +4,11 @@
 
 #include "core/locks.h"
 
+#include <errno.h>
+#include <linux/futex.h>
+#include <sys/syscall.h>
 #include <time.h>
+#include <unistd.h>
 
 #include <algorithm>
 
@@ -17,6 +21,7 @@ namespace {
 constexpr u32 kMaxSpins = 0x7FFFFFE;
 constexpr u32 kSpinsPerSleep = 10;
 constexpr long kMaxSleepNanoseconds = 10000;
+constexpr u32 kHeldAndAwaited = 2;  ///< res_holds: somebody may sleep
 
 For_Once_Block init_once;
 For_Once_Block cleanup_once;
@@ -40,6 +45,16 @@ constexpr sigset_t all_signals() {
 }
 
 void spin_release(u32& word) { __atomic_store_n(&word, 0u, __ATOMIC_RELEASE); }
+
+/// Sleeps until the lock can be had: 0 or MSG_LOCK_CONTENTION. Whoever has slept cannot know who else does, so that it
+/// holds the lock as one that is awaited.
+[[nodiscard]] int wait_for_resource(u32& holds) {
+  while (__atomic_exchange_n(&holds, kHeldAndAwaited, __ATOMIC_ACQUIRE) != 0) {
+    const long failed = syscall(SYS_futex, &holds, FUTEX_WAIT_PRIVATE, kHeldAndAwaited, nullptr, nullptr, 0);
+    if (failed != 0 && errno != EAGAIN && errno != EINTR) return MSG_LOCK_CONTENTION;
+  }
+  return 0;
+}
 
 [[noreturn]] void end_for_contention() {
   int status = MSG_LOCK_CONTENTION;
@@ -105,17 +120,7 @@ int for__resource_acquire(For_Resource* r) {
     r->res_guard = 1;
     return 0;
   }
-  if (spin_acquire(r->res_guard) != 0) return MSG_LOCK_CONTENTION;
-  int failed;
-  if (r->res_holds++ == 0) {
-    // Nobody holds the mutex, so that this cannot block and the guard need not be dropped for it.
-    failed = pthread_mutex_lock(&r->res_mutex);
-    spin_release(r->res_guard);
-  } else {
-    spin_release(r->res_guard);
-    failed = pthread_mutex_lock(&r->res_mutex);
-  }
-  return failed != 0 ? MSG_LOCK_CONTENTION : 0;
+  return resource_try_acquire(*r) ? 0 : wait_for_resource(r->res_holds);
 }
 
 int for__resource_release(For_Resource* r) {
@@ -123,11 +128,11 @@ int for__resource_release(For_Resource* r) {
     r->res_guard = 0;
     return 0;
   }
-  if (spin_acquire(r->res_guard) != 0) return MSG_LOCK_CONTENTION;
-  const int failed = pthread_mutex_unlock(&r->res_mutex);
-  if (failed == 0) --r->res_holds;
-  spin_release(r->res_guard);
-  return failed != 0 ? MSG_LOCK_CONTENTION : 0;
+  // The next holder may free the record as soon as the word is 0: waking somebody at its address does no harm then.
+  if (__atomic_exchange_n(&r->res_holds, 0u, __ATOMIC_RELEASE) == kHeldAndAwaited) {
+    syscall(SYS_futex, &r->res_holds, FUTEX_WAKE_PRIVATE, 1, nullptr, nullptr, 0);
+  }
+  return 0;
 }
 
 int for__release_mutex(pthread_mutex_t* m) {

@@ -36,6 +36,12 @@ int for__enable_asynch_deliv_private(sigset_t mask);
 
 inline bool threaded_mode() { return for__reentrancy_mode == FOR_K_REENTRANCY_THREADED; }
 
+/// Threaded mode: takes the resource if nobody has it. Never waits, so that it may be tried with any lock held.
+[[nodiscard]] inline bool resource_try_acquire(For_Resource& r) {
+  u32 idle = 0;
+  return __atomic_compare_exchange_n(&r.res_holds, &idle, 1u, false, __ATOMIC_ACQUIRE, __ATOMIC_RELAXED);
+}
+
 /// Holds a simple semaphore for its scope.
 class Semaphore_Guard {
  public:

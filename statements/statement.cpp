@@ -358,7 +358,7 @@ int end_statement(For_Lub& lub) {
   lub.lub_f_end = 0;
   lub.lub_f_eor = 0;
   lub.lub_f_ignore_conv_error = 0;
-  return for__release_lun(lub.lub_unit);
+  return release_held_lun(lub);
 }
 
 int fail_statement(For_Lub& lub, int message, int user_code) {

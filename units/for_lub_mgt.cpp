@@ -96,6 +96,14 @@ void begin_statement(For_Lub& lub, For_Context* ctx, int statement) {
   lub.lub_f_ldio_read = 0;
 }
 
+int finish_acquisition(const Taken_Lub& taken, For_Lub** out, For_Context* ctx, int statement) {
+  begin_statement(*taken.lub, ctx, statement);
+  if (taken.existed)
+    if (const int failed = process_taken_lub(*taken.lub, statement)) return failed;
+  *out = taken.lub;
+  return 0;
+}
+
 /// Gives the keywords that the statement overrode their value of the connection back.
 void restore_overrides(For_Lub& lub) {
   if (lub.lub_f_blank_override) lub.lub_f_blank_null = lub.lub_f_blank_saved;
@@ -146,6 +154,12 @@ extern "C" int for__acquire_lun(int unit, For_Lub** out, For_Context* ctx, int s
     return MSG_INTERNAL_CONSISTENCY;
   }
   *out = nullptr;
+  if (threaded_mode() && statement <= STMT_WRITE_SEQ) {
+    if (For_Lub* lub = take_idle_lub(unit)) {
+      announce_unit_to_close();
+      return finish_acquisition({lub, true}, out, ctx, statement);
+    }
+  }
   const bool newunit = statement == STMT_OPEN_NEWUNIT || statement == STMT_OPEN_ASYNC_NEWUNIT;
   if (newunit) statement = statement == STMT_OPEN_NEWUNIT ? STMT_OPEN : STMT_OPEN_ASYNC;
   for__reentrancy_init();
@@ -159,30 +173,33 @@ extern "C" int for__acquire_lun(int unit, For_Lub** out, For_Context* ctx, int s
   while (status == FOR_AIO_RETRY);
   if (status != 0) return status;
 
-  begin_statement(*taken.lub, ctx, statement);
-  if (taken.existed)
-    if (const int failed = process_taken_lub(*taken.lub, statement)) return failed;
-  *out = taken.lub;
+  return finish_acquisition(taken, out, ctx, statement);
+}
+
+int release_held_lun(For_Lub& lub) {
+  if (lub.lub_unit == UNIT_INTERNAL) return release_internal_lub();
+  if (peek(lub.lub_a_aio) != nullptr) {
+    (void)for__aio_release_lun(lub.lub_unit, 0);
+    return 0;
+  }
+  // A failure may already have ended the statement.
+  if (!held_by_this_thread(lub)) return 0;
+  if (lub.lub_f_nested_inquire) {
+    lub.lub_f_nested_inquire = 0;
+    return 0;
+  }
+  For_Context* ctx = take_context(lub);
+  restore_overrides(lub);
+  if (const int status = release_lub_resource(lub)) return status;
+  end_context(ctx);
   return 0;
 }
 
 extern "C" int for__release_lun(int unit) {
   if (unit == UNIT_INTERNAL) return release_internal_lub();
   For_Lub* lub = find_own_lub(unit);
-  if (lub == nullptr || peek(lub->lub_a_aio) != nullptr) {
-    (void)for__aio_release_lun(unit, 0);
-    return 0;
-  }
-  // A failure may already have ended the statement.
-  if (!held_by_this_thread(*lub)) return 0;
-  if (lub->lub_f_nested_inquire) {
-    lub->lub_f_nested_inquire = 0;
-    return 0;
-  }
-  For_Context* ctx = take_context(*lub);
-  restore_overrides(*lub);
-  if (const int status = release_lub_resource(*lub)) return status;
-  end_context(ctx);
+  if (lub != nullptr) return release_held_lun(*lub);
+  (void)for__aio_release_lun(unit, 0);
   return 0;
 }
 
@@ -212,15 +229,8 @@ extern "C" int for__deallocate_lub(int unit) {
 }
 
 extern "C" void for__init_table_locks(void) {
-  for (For_File_Info_Row& row : for__file_info_hash_table) {
-    pthread_mutex_init(&row.row_resource.res_mutex, nullptr);
-    row.row_resource.res_guard = row.row_resource.res_holds = 0;
-  }
-  for (For_Lub_Row& row : for__lub_table) {
-    pthread_mutex_init(&row.row_resource.res_mutex, nullptr);
-    row.row_resource.res_guard = row.row_resource.res_holds = row.row_resource.res_owned = 0;
-    row.row_resource.res_owner = -1;
-  }
+  for (For_File_Info_Row& row : for__file_info_hash_table) row.row_resource = {};
+  for (For_Lub_Row& row : for__lub_table) row.row_resource = {-1, 0, 0, 0};
 }
 
 extern "C" void for__forget_row_owners(void) {

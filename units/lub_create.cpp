@@ -17,7 +17,6 @@ extern "C" int for__create_lub(int unit, For_Lub** out) {
   For_Lub* lub = static_cast<For_Lub*>(block);
   lub->lub_thread = pthread_self();
   lub->lub_unit = unit;
-  pthread_mutex_init(&lub->lub_resource.res_mutex, nullptr);
   lub->lub_resource.res_owner = -1;
   lub->lub_references = 1;
   if (unit == UNIT_INTERNAL) {

@@ -38,7 +38,19 @@ int give_back(For_Resource& r) {
   return for__resource_release(&r);
 }
 
+void mark_busy(For_Lub& lub, pthread_t me) {
+  publish(lub.lub_thread, me);
+  lub.lub_f_busy = 1;
+}
+
 }  // namespace
+
+bool try_acquire_lub(For_Lub& lub) {
+  if (!resource_try_acquire(lub.lub_resource)) return false;
+  set_owner(lub.lub_resource);
+  mark_busy(lub, pthread_self());
+  return true;
+}
 
 int acquire_lub_resource(For_Lub* lub, int statement) {
   if (lub == nullptr) return MSG_UNIT_PROMPT;
@@ -51,8 +63,7 @@ int acquire_lub_resource(For_Lub* lub, int statement) {
     }
   }
   if (const int status = take(lub->lub_resource)) return status;
-  publish(lub->lub_thread, me);
-  lub->lub_f_busy = 1;
+  mark_busy(*lub, me);
   return 0;
 }
 

@@ -4,7 +4,8 @@
 //
 // Lock order: unit, table row, simple semaphores; file-info rows are leaves. A statement may start another on a second
 // unit, so that a row is taken with a unit held; therefore nobody waits for a unit with a row held. A unit that was
-// found in a row is kept alive by a reference until its lock is taken.
+// found in a row is kept alive by a reference until its lock is taken. A unit that nobody has is taken without the row:
+// row_links keeps it in the table meanwhile, and trying its lock does not wait.
 #ifndef TAMRUN_UNITS_LUB_LOCK_H
 #define TAMRUN_UNITS_LUB_LOCK_H
 
@@ -36,6 +37,9 @@ inline bool held_by_this_thread(const For_Lub& lub) { return peek(lub.lub_thread
 /// Takes the unit for a statement, or shares the hold of the thread's own statement when a child statement or an
 /// INQUIRE may: 0, MSG_RECURSIVE_IO, MSG_LOCK_CONTENTION, or MSG_UNIT_PROMPT for no unit at all.
 [[nodiscard]] int acquire_lub_resource(For_Lub* lub, int statement);
+
+/// Threaded mode: takes a unit that nobody has, without waiting. False, with nothing changed, when somebody has it.
+[[nodiscard]] bool try_acquire_lub(For_Lub& lub);
 
 /// Ends the hold; one that is shared stays with the outer statement. 0 or MSG_LOCK_CONTENTION.
 int release_lub_resource(For_Lub& lub);

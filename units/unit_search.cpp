@@ -23,7 +23,11 @@ class Held_Links {
   Held_Links& operator=(const Held_Links&) = delete;
 
  private:
-  static bool acquire(For_Lub_Row& row) { return for__acquire_semaphore_threaded(&row.row_links) == 0; }
+  static bool acquire(For_Lub_Row& row) {
+    if (__atomic_exchange_n(&row.row_links, 1u, __ATOMIC_ACQUIRE) == 0) [[likely]]
+      return true;
+    return for__acquire_semaphore_threaded(&row.row_links) == 0;
+  }
 
   For_Lub_Row& row_;
   bool held_;
@@ -69,6 +73,16 @@ For_Lub* find_own_lub(int unit) {
   Held_Links links(row);
   For_Lub* lub = *chain_position(row, unit);
   return lub != nullptr && lub->lub_unit == unit ? lub : nullptr;
+}
+
+For_Lub* take_idle_lub(int unit) {
+  For_Lub_Row& row = for__lub_table[unit_row(unit)];
+  if (peek(row.row_head) == nullptr) return nullptr;
+  Held_Links links(row);
+  For_Lub* lub = *chain_position(row, unit);
+  if (lub == nullptr || lub->lub_unit != unit || peek(lub->lub_f_deallocating) || peek(lub->lub_a_aio) != nullptr)
+    return nullptr;
+  return try_acquire_lub(*lub) ? lub : nullptr;
 }
 
 For_Lub* next_in_row(For_Lub_Row& row, const u32* after) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
 //
-// Finding and linking units in the table. The row must be held, but for find_own_lub.
+// Finding and linking units in the table. The row must be held, but for find_own_lub and
+// take_idle_lub.
 #ifndef TAMRUN_UNITS_UNIT_SEARCH_H
 #define TAMRUN_UNITS_UNIT_SEARCH_H
 
@@ -32,6 +33,10 @@ void unlink_lub(For_Lub_Row& row, For_Lub* lub);
 
 /// The LUB of a unit that the calling thread holds; needs no row. Null when the table has none.
 For_Lub* find_own_lub(int unit);
+
+/// Threaded mode, needs no row: takes the unit when it stands in the table, is no asynchronous one and nobody has it.
+/// Otherwise null, with nothing changed.
+For_Lub* take_idle_lub(int unit);
 
 /// First LUB of the row whose unit, unsigned, is above `after`, or the first of all. Null when there is none.
 For_Lub* next_in_row(For_Lub_Row& row, const u32* after);

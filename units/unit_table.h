@@ -52,6 +52,9 @@ void for__release_newunit(int unit);
 /// The same for a unit that has just been taken: a failure gives it back.
 [[nodiscard]] int process_taken_lub(For_Lub& lub, int statement);
 
+/// for__release_lun for the unit of a LUB that the caller's statement has, without a look into the table.
+int release_held_lun(For_Lub& lub);
+
 /// Frees what a LUB that stands in no table owns, and the LUB.
 void free_scratch_lub(For_Lub* lub);
 

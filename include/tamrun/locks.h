@@ -19,18 +19,11 @@ enum For_Reentrancy : int {
 
 /// Lock record: head of every For_Lub and of every table row.
 struct For_Resource {
-  pthread_mutex_t res_mutex;  ///< default attributes; used in threaded mode only
-  i64 res_owner;              ///< owning thread in threaded mode, -1 none; set by the acquirer of a LUB or row
-  u32 res_guard;              ///< spin word over the rest of the record; below threaded mode the lock itself
-  u32 res_owned;              ///< 1 while res_owner is valid
-  u32 res_holds;              ///< holders and blocked acquirers
+  i64 res_owner;  ///< owning thread in threaded mode, -1 none; set by the acquirer of a LUB or row
+  u32 res_guard;  ///< below threaded mode the lock itself
+  u32 res_owned;  ///< 1 while res_owner is valid
+  u32 res_holds;  ///< threaded mode: holders and blocked acquirers, 2 standing for all higher counts; a futex
 };
-static_assert(offsetof(For_Resource, res_mutex) == 0);
-static_assert(offsetof(For_Resource, res_owner) == 40);
-static_assert(offsetof(For_Resource, res_guard) == 48);
-static_assert(offsetof(For_Resource, res_owned) == 52);
-static_assert(offsetof(For_Resource, res_holds) == 56);
-static_assert(sizeof(For_Resource) == 64);
 
 /// Signal mask saved while a row or a unit is held in FOR_K_REENTRANCY_ASYNCH.
 struct For_Saved_Mask {

@@ -333,8 +333,6 @@ struct For_Lub {
   u32 lub_f_busy : 1;            ///< a statement holds the unit
 };
 static_assert(offsetof(For_Lub, lub_resource) == 0);
-static_assert(offsetof(For_Lub, lub_sigmask) == 64);
-static_assert(offsetof(For_Lub, lub_a_aio) == 192);
 
 /// True when a child statement of derived-type I/O runs on the unit.
 inline bool in_child_statement(const For_Lub& lub) { return lub.lub_udio_depth != 0; }

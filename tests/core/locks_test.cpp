@@ -142,13 +142,7 @@ TEST(Resource, ABlockedThreadCountsAsAHolder) {
     EXPECT_EQ(for__resource_acquire(&r), 0);
     EXPECT_EQ(for__resource_release(&r), 0);
   });
-  const auto holds = [&r] {
-    EXPECT_EQ(for__acquire_semaphore_threaded(&r.res_guard), 0);
-    const u32 count = r.res_holds;
-    __atomic_store_n(&r.res_guard, 0u, __ATOMIC_RELEASE);
-    return count;
-  };
-  while (holds() != 2) std::this_thread::yield();
+  while (__atomic_load_n(&r.res_holds, __ATOMIC_RELAXED) != 2) std::this_thread::yield();
   EXPECT_EQ(for__resource_release(&r), 0);
   waiter.join();
   EXPECT_EQ(r.res_holds, 0u);
