@@ -485,11 +485,17 @@ int Scanner::value_list(const char** text, i64* length) {
 
 }  // namespace
 
-int for__format_compiler(const For_Fmt_Text* text, u8** result, int report) {
-  Scanner scanner(text->address, text->length > 0 ? text->length : 0, report != 0);
+int compile_format_text(const For_Fmt_Text& text, int report, u8** result, i64* size) {
+  Scanner scanner(text.address, text.length > 0 ? text.length : 0, report != 0);
   if (const int failure = scanner.run()) return failure;
+  *size = scanner.build().used;
   *result = scanner.build().release();
   return 0;
+}
+
+int for__format_compiler(const For_Fmt_Text* text, u8** result, int report) {
+  i64 size;
+  return compile_format_text(*text, report, result, &size);
 }
 
 void for__format_free(For_Fmt_Isb* isb) {

@@ -24,4 +24,7 @@ extern const For_Fmt_Check fmt_check[kFmtCodes];
 void for__format_free(For_Fmt_Isb* isb);
 }
 
+/// for__format_compiler, with the size of the compiled form.
+[[nodiscard]] int compile_format_text(const For_Fmt_Text& text, int report, u8** result, i64* size);
+
 #endif

@@ -4,6 +4,7 @@
 
 #include "statements/fmt_statement.h"
 
+#include "format/format_cache.h"
 #include "format/format_compiler.h"
 
 namespace {
@@ -51,11 +52,13 @@ int begin_format(For_Lub& lub, For_IO_Flags flags, const void* format) {
     isb.isb_fmt_pc = static_cast<const u8*>(format);
     return isb.isb_fmt_pc != nullptr ? 0 : MSG_INVALID_ARGUMENT;
   }
-  u8* compiled = nullptr;
   const bool report = (flags & (iof_err | iof_iostat)) == 0;
-  if (int code = for__format_compiler(static_cast<const For_Fmt_Text*>(format), &compiled, report)) return code;
-  isb.isb_fmt_pc = compiled;
-  isb.isb_flags |= ISB_RUNTIME_FORMAT;
+  u8* const room = in_child_statement(lub) ? nullptr : reinterpret_cast<For_Fmt_State*>(&isb)->room;
+  bool owned = false;
+  if (int code = compiled_format(*static_cast<const For_Fmt_Text*>(format), report, room, &isb.isb_fmt_pc, &owned)) {
+    return code;
+  }
+  if (owned) isb.isb_flags |= ISB_RUNTIME_FORMAT;
   return 0;
 }
 

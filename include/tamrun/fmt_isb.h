@@ -133,8 +133,18 @@ struct For_Ldir_Read_Isb {
 };
 static_assert(offsetof(For_Ldir_Read_Isb, ldir_lub) == 0);
 
+/// Bytes behind the block of a formatted statement for a compiled format.
+inline constexpr i64 kFmtRoomBytes = 256;
+
+/// The view of a formatted statement with that room. A child statement leaves the room to its parent.
+struct For_Fmt_State {
+  For_Fmt_Isb isb;
+  alignas(8) u8 room[kFmtRoomBytes];
+};
+
 /// Bytes of the block that serves all views.
-inline constexpr size_t kStateBlockBytes = sizeof(For_Fmt_Isb) > sizeof(For_Ldir_Read_Isb) ? sizeof(For_Fmt_Isb)
-                                                                                           : sizeof(For_Ldir_Read_Isb);
+inline constexpr size_t kStateBlockBytes = sizeof(For_Fmt_State) > sizeof(For_Ldir_Read_Isb)
+                                               ? sizeof(For_Fmt_State)
+                                               : sizeof(For_Ldir_Read_Isb);
 
 #endif
