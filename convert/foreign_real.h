@@ -189,10 +189,8 @@ inline void round_foreign(Foreign_Value& v, int kept, u32 mask) {
   if (lost == 0) return;
   const u64 unit = kept == 0 ? 0 : u64{1} << (64 - kept);
   const bool up = rounds_up(mask, v.negative, lost << 1 != 0, (v.significand & unit) != 0, lost >> 63 != 0);
-  v.significand -= lost >> kept;
-  if (!up) return;
-  v.significand += unit;
-  if (v.significand == 0) {
+  v.significand += (up ? unit : 0) - (lost >> kept);
+  if (up && v.significand == 0) [[unlikely]] {
     v.significand = u64{1} << 63;
     ++v.exponent;
   }
