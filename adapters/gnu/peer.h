@@ -70,6 +70,13 @@
   X(execute_command_line_i8, void, (const char*, void*, i64*, i64*, char*, i64, i64)) \
   X(system, int, (const char*, i64))                                                  \
   X(system_sub, void, (const char*, i32*, i64))                                       \
+  X(string_trim, void, (size_t*, void**, size_t, const char*))                        \
+  X(string_len_trim, size_t, (size_t, const char*))                                   \
+  X(string_index, size_t, (size_t, const char*, size_t, const char*, i32))            \
+  X(string_scan, size_t, (size_t, const char*, size_t, const char*, i32))             \
+  X(string_verify, size_t, (size_t, const char*, size_t, const char*, i32))           \
+  X(adjustl, void, (char*, size_t, const char*))                                      \
+  X(adjustr, void, (char*, size_t, const char*))                                      \
   X(set_args, void, (int, char**))                                                    \
   X(set_options, void, (int, int*))                                                   \
   X(stop_numeric, void, (int, bool))                                                  \
