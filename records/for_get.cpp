@@ -314,6 +314,20 @@ int for__read_input(int fd, u8* data, i64 length, i64* got, For_Lub* lub) {
   return 1;
 }
 
+int extend_stream_input(For_Lub& lub, bool* more) {
+  *more = false;
+  const i64 kept = lub.lub_a_rec_end - lub.lub_a_cursor;
+  if (kept >= lub.lub_buffer_size) return MSG_RECORD_TOO_LONG;
+  lub.lub_a_read_next = lub.lub_a_cursor;
+  lub.lub_a_read_end = lub.lub_a_rec_end;
+  i64 got = 0;
+  const int code = fill(lub, lub.lub_buffer_size - kept, &got);
+  lub.lub_a_rec_end = lub.lub_a_read_end;
+  lub.lub_a_read_next = nullptr;
+  *more = got > 0;
+  return code;
+}
+
 int for__get_s(For_Lub* lub, const u8*, void**) {
   if (input_belongs_to_other_image(*lub)) return MSG_ONLY_IMAGE_1_MAY_READ;
   if (int code = finish_output_before_input(*lub)) return code;

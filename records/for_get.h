@@ -31,4 +31,8 @@ extern "C" {
 [[nodiscard]] int for__read_input(int fd, u8* data, i64 length, i64* got, For_Lub* lub);
 }
 
+/// Brings more bytes of a STREAM unit behind those from lub_a_cursor to lub_a_rec_end, which move to the buffer's start:
+/// 0 with whether any came, MSG_READ_ERROR, or MSG_RECORD_TOO_LONG when the buffer is full of them.
+[[nodiscard]] int extend_stream_input(For_Lub& lub, bool* more);
+
 #endif

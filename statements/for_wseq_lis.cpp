@@ -94,7 +94,7 @@ class External_Target {
   int put_pending_blank(i64 length, i64& room);
   int delimit(const u8* text, i64 length, u8 delim, Vm_Block<u8>& heap, u8* small, i64* delimited);
   int grow_for_text(i64 length, int message);
-  int put_folded(const u8* text, i64 length, i64 room, bool continues_bare);
+  int put_folded(const u8* text, i64 length, i64 room, u8 delim);
 
   Ldio_State& s_;
   For_Lub& lub_;
@@ -143,8 +143,18 @@ int External_Target::grow_for_text(i64 length, int message) {
   return lub_.lub_f_virtual_recl && for__adjust_buffer(&lub_, missing, missing) == 0 ? 0 : message;
 }
 
-/// Text that does not fit in what is left of the line.
-int External_Target::put_folded(const u8* text, i64 length, i64 room, bool continues_bare) {
+/// True when a piece of delimited text that ends here parts a doubled delimiter, which no reader could tell from the end
+/// of the text. `content` is behind the opening delimiter.
+bool parts_doubled_delimiter(const u8* content, const u8* end, u8 delim) {
+  bool odd = false;
+  while (end > content && *--end == delim) odd = !odd;
+  return odd;
+}
+
+/// Text that does not fit in what is left of the line. `delim`: the text has delimiters, and goes on without a blank.
+int External_Target::put_folded(const u8* text, i64 length, i64 room, u8 delim) {
+  const bool continues_bare = delim != 0;
+  const u8* const content = text + (continues_bare && *text == ' ') + 1;
   const bool fresh_line = remaining_ == line_width();
   if (lub_.lub_a_cursor != lub_.lub_a_data_start && !fresh_line && !lub_.lub_f_msf_layout) {
     if (!new_record()) return 0;
@@ -160,6 +170,7 @@ int External_Target::put_folded(const u8* text, i64 length, i64 room, bool conti
     // A line that takes nothing would make this endless.
     if (line_width() <= opening) return MSG_RECORD_OVERFLOW;
     room = std::max<i64>(room, 0);
+    if (continues_bare && room > 1 && parts_doubled_delimiter(content, text + room, delim)) --room;
     if (int code = reserve(room + 1)) return code;
     append(text, room);
     text += room;
@@ -202,7 +213,7 @@ int External_Target::put_text(const u8* text, i64 length) {
   if (lub_.lub_rec_bytes <= 1) {
     if (int code = grow_for_text(length, MSG_RECORD_OVERFLOW)) return code;
   }
-  if (length > room) return put_folded(text, length, room, delim != 0);
+  if (length > room) return put_folded(text, length, room, delim);
   if (int code = reserve(length + 1)) return code;
   append(text, length);
   lub_.lub_ldio_prev_type = ITM_CHARACTER;

@@ -3,7 +3,8 @@
 // The fields of list-directed input: separators, null values, repeat counts, slash, numbers, logical values, text and
 // the parentheses of complex constants. A source says where records come from. It is a class with
 //
-//   int next_record(For_Lub&)   cursor, end and lub_a_data_start are those of the next record: 0 or a message
+//   static constexpr bool kInternal   the source is an internal file
+//   int next_record(For_Lub&)         cursor, end and lub_a_data_start are those of the next record: 0 or a message
 #ifndef TAMRUN_STATEMENTS_LDIO_SCANNER_H
 #define TAMRUN_STATEMENTS_LDIO_SCANNER_H
 
@@ -13,6 +14,7 @@
 #include <initializer_list>
 
 #include "convert/plain_number.h"
+#include "records/for_get.h"
 #include "tamrun/fmt_isb.h"
 #include "tamrun/item_list.h"
 #include "tamrun/lub.h"
@@ -91,13 +93,14 @@ class Ldio_Scanner {
         s_(state),
         source_(source),
         separator_(lub.lub_decimal == DECIMAL_COMMA ? ';' : ','),
-        point_(lub.lub_decimal == DECIMAL_COMMA ? ',' : '.') {}
+        point_(lub.lub_decimal == DECIMAL_COMMA ? ',' : '.'),
+        stream_(!Source::kInternal && lub.lub_rectype == RECTYPE_STREAM) {}
 
   /// Brings the next constant for an item of that type into ldir_field, with its repeat count: 0 or a message. Whether
   /// a slash stood there instead LDIR_STOP tells.
   int find_constant(u32 type) {
     const bool text_item = type == ITM_CHARACTER && lub_.lub_f_f90_rtl;
-    if (!text_item && stands_at_number()) return take_number(false);
+    if (!text_item && !stream_ && stands_at_number()) return take_number(false);
     return find_field(text_item, false);
   }
 
@@ -144,6 +147,11 @@ class Ldio_Scanner {
   int find_field(bool text_item, bool repeated);
   int skip_space();
   int cross_record();
+  int complete_constant();
+  int bring_more(bool* more);
+  bool ends_constant(u8 c) const {
+    return c == separator_ || c == '/' || c == '"' || c == '\'' || byte_is(c, BYTE_SPACE);
+  }
   bool separator_ends_value();
   int take_number(bool repeated);
   int take_logical();
@@ -157,6 +165,7 @@ class Ldio_Scanner {
   Source& source_;
   const u8 separator_;
   const u8 point_;
+  const bool stream_;  ///< there are no records, and the buffer may end anywhere
 };
 
 /// Reads a repeat count: 0 or a message.
@@ -185,10 +194,33 @@ int Ldio_Scanner<Source>::skip_space() {
     lub_.lub_a_cursor = p;
     if (p < end) {
       s_.ldir_flags |= LDIR_FIELD_SEEN;
-      return 0;
+      return stream_ ? complete_constant() : 0;
     }
     if (int code = cross_record()) return code;
   }
+}
+
+/// Bytes of a STREAM unit behind those from the cursor on: 0 or a message.
+template <class Source>
+int Ldio_Scanner<Source>::bring_more(bool* more) {
+  const int code = extend_stream_input(lub_, more);
+  lub_.lub_a_data_start = lub_.lub_a_cursor;
+  return code == MSG_RECORD_TOO_LONG ? int{MSG_LIST_IO_SYNTAX} : code;
+}
+
+/// Makes sure that a constant of a STREAM unit is not cut short by the buffer's end: 0 or a message. Text in delimiters
+/// is brought piece by piece.
+template <class Source>
+int Ldio_Scanner<Source>::complete_constant() {
+  bool more = true;
+  for (i64 seen = 0; more;) {
+    const u8* const text = lub_.lub_a_cursor;
+    for (const i64 length = lub_.lub_a_rec_end - text; seen < length; ++seen) {
+      if (ends_constant(text[seen])) return 0;
+    }
+    if (int code = bring_more(&more)) return code;
+  }
+  return 0;
 }
 
 /// True when the separator at the cursor ends the value before it; otherwise a null value stands in front of it.
@@ -326,7 +358,7 @@ int Ldio_Scanner<Source>::take_delimited_text() {
   const void* found = left > 0 ? memchr(text, delimiter, left) : nullptr;
   if (found == nullptr) return copy_delimited_text(delimiter);
   const i64 length = static_cast<const u8*>(found) - text;
-  if (length + 1 < left && text[length + 1] == delimiter) return copy_delimited_text(delimiter);
+  if (length + 1 == left ? stream_ : text[length + 1] == delimiter) return copy_delimited_text(delimiter);
   if (length > kLongestDelimitedText) return MSG_LIST_IO_SYNTAX;
   lub_.lub_a_cursor = text + length + 1;
   return take(text, length, Ldir_Form::text);
@@ -342,6 +374,10 @@ int Ldio_Scanner<Source>::copy_delimited_text(u8 delimiter) {
     }
     const u8 c = *lub_.lub_a_cursor++;
     if (c == delimiter) {
+      bool more = stream_;
+      if (more && at_end()) {
+        if (int code = bring_more(&more)) return code;
+      }
       if (at_end() || *lub_.lub_a_cursor != delimiter) return take(s_.ldir_text, length, Ldir_Form::text);
       ++lub_.lub_a_cursor;
     }

@@ -445,6 +445,26 @@ TEST(ReadList, StreamPositions) {
 }
 
 // A child goes on in the parent's record with a state of its own, and the parent behind it.
+// A STREAM unit has no records: the end of its buffer is nothing that the input knows of.
+TEST(ReadList, StreamBuffersEndAnywhere) {
+  const std::string content = "12345 -6.5E+2,'it''s' 3*678 (1.5,-2.5) .TRUE. abcd , \"'\"\"\" 2*'a''' 7,8/";
+  const char* const letters = "idciiizncccciii";
+  const std::string expected = List_Input(content).read(letters);
+  ASSERT_EQ(expected.substr(0, 5), "12345");
+  constexpr i64 kLongestConstant = 8, kWhole = 80;
+  for (i64 bytes = kLongestConstant; bytes < kWhole; ++bytes) {
+    Connection stream;
+    stream.rectype = RECTYPE_STREAM;
+    stream.buffer_size = bytes;
+    EXPECT_EQ(List_Input(content, stream).read(letters), expected) << bytes;
+    EXPECT_EQ(List_Input("  1234567 5", stream).read("ii"), "1234567 5") << bytes;
+  }
+  Connection small;
+  small.rectype = RECTYPE_STREAM;
+  small.buffer_size = kLongestConstant;
+  EXPECT_EQ(List_Input(" 123456789 5", small).read("i"), "59: -99") << "a number that fills the buffer is not cut";
+}
+
 TEST(ReadList, ChildStatementsShareTheParentsRecord) {
   List_Input input("2*1 7,\n,8 (1,2) 9\n10\n");
   For_Lub& lub = input.lub();
