@@ -29,18 +29,21 @@ inline u64 load_eight(const char* text) {
   return chars;
 }
 
-/// True if all eight characters are decimal digits: the high halves are 3, and still are when 6 is added to each.
+inline constexpr u64 kEightZeros = 0x3030303030303030, kEightBlanks = 0x2020202020202020;
+
+/// True if all eight characters are decimal digits. What is above '9' reaches the top bit of its byte when it is lifted,
+/// what is below '0' when that is taken off; the first character that is no digit shows, whatever it does to the next.
 inline bool eight_digits(u64 chars) {
-  constexpr u64 kHighHalves = 0xF0F0F0F0F0F0F0F0, kSixes = 0x0606060606060606, kThrees = 0x3333333333333333;
-  return ((chars & kHighHalves) | (((chars + kSixes) & kHighHalves) >> 4)) == kThrees;
+  constexpr u64 kLift = 0x4646464646464646, kTops = 0x8080808080808080;
+  return (((chars + kLift) | (chars - kEightZeros)) & kTops) == 0;
 }
 
 /// The number that eight decimal digits make, the first character being the most significant. Pairs, then fours,
 /// then all are joined, several in each multiplication.
 inline u32 eight_digit_value(u64 chars) {
-  constexpr u64 kZeros = 0x3030303030303030, kLanes = 0x000000FF000000FF;
+  constexpr u64 kLanes = 0x000000FF000000FF;
   constexpr u64 kFirstFactors = 100 + (u64{1000000} << 32), kSecondFactors = 1 + (u64{10000} << 32);
-  chars -= kZeros;
+  chars -= kEightZeros;
   chars = chars * 10 + (chars >> 8);
   return static_cast<u32>(((chars & kLanes) * kFirstFactors + ((chars >> 16) & kLanes) * kSecondFactors) >> 32);
 }
@@ -48,11 +51,10 @@ inline u32 eight_digit_value(u64 chars) {
 /// The value of the up to eight characters before `end`: those further left are masked out. False if one is no digit.
 /// The field must have at least 8 characters in all.
 inline bool closing_digits(const char* field, const char* end, i64 count, u64& value) {
-  constexpr u64 kZeros = 0x3030303030303030;
   const i64 before = end - field;
   const u64 others = count < 8 ? ~u64{0} >> 8 * count : 0;
   u64 chars = before >= 8 ? load_eight(end - 8) : load_eight(field) << 8 * (8 - before);
-  chars = (chars & ~others) | (kZeros & others);
+  chars = (chars & ~others) | (kEightZeros & others);
   value = eight_digit_value(chars);
   return eight_digits(chars);
 }
@@ -71,9 +73,8 @@ inline bool closing_number(const char* field, const char* end, i64 count, u64& v
 
 /// The first character that is no blank, or `end`. Fields are right-justified more often than not.
 inline const char* skip_blanks(const char* text, const char* end) {
-  constexpr u64 kBlanks = 0x2020202020202020;
   for (; end - text >= 8; text += 8) {
-    const u64 other = load_eight(text) ^ kBlanks;
+    const u64 other = load_eight(text) ^ kEightBlanks;
     if (other != 0) return text + (__builtin_ctzll(other) >> 3);
   }
   while (text != end && *text == ' ') ++text;

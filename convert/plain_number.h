@@ -41,10 +41,30 @@ inline constexpr int kPlainDigits = 19;  // any so many decimal digits fit in 64
   return p;
 }
 
+/// Reads the exponent behind its letter: the character behind it, or null when it has no digit or too many.
+[[gnu::always_inline]] inline const char* scan_plain_exponent(const char* p, const char* end, i64& exponent) {
+  constexpr i64 kMostDigits = 4;
+  const auto digit_at = [](const char* at) { return static_cast<u8>(*at) - u32{'0'}; };
+  if (end - p == 3 && (*p == '+' || *p == '-')) {  // as edit descriptors write it
+    const u32 tens = digit_at(p + 1), ones = digit_at(p + 2);
+    if (tens < 10 && ones < 10) {
+      const i64 value = tens * 10 + ones;
+      exponent = *p == '-' ? -value : value;
+      return end;
+    }
+  }
+  const bool negative = p != end && *p == '-';
+  if (p != end && (*p == '+' || *p == '-')) ++p;
+  const char* const first = p;
+  u32 value = 0;
+  for (u32 digit; p != end && (digit = digit_at(p)) < 10; ++p) value = value * 10 + digit;
+  exponent = negative ? -i64{value} : i64{value};
+  return p != first && p - first <= kMostDigits ? p : nullptr;
+}
+
 /// Reads a plain number as far as it goes and gives the character behind it, or null when none begins at `p`.
 [[gnu::always_inline]] inline const char* scan_plain_number(const char* p, const char* end, char point,
                                                             Plain_Number& number) {
-  constexpr i64 kMostExponentDigits = 4;
   number.negative = false;
   if (p != end && (*p == '-' || *p == '+')) number.negative = *p++ == '-';
   const char* const begin = p;
@@ -69,20 +89,12 @@ inline constexpr int kPlainDigits = 19;  // any so many decimal digits fit in 64
   if (any == 0 || significant > kPlainDigits) [[unlikely]]
     return nullptr;
   number.has_exponent = false;
-  if (p != end) {
-    const char small = static_cast<char>(*p | 0x20);
-    if (small == 'e' || small == 'd') {
-      ++p;
-      const bool sign = p != end && (*p == '-' || *p == '+');
-      const bool negative = sign && *p == '-';
-      p += sign;
-      const char* const first = p;
-      u32 exponent = 0;
-      for (u32 digit; p != end && (digit = static_cast<u8>(*p) - u32{'0'}) < 10; ++p) exponent = exponent * 10 + digit;
-      if (p == first || p - first > kMostExponentDigits) return nullptr;
-      number.has_exponent = true;
-      power += negative ? -i64{exponent} : i64{exponent};
-    }
+  if (p != end && ((*p | 0x20) == 'e' || (*p | 0x20) == 'd')) {
+    i64 exponent;
+    p = scan_plain_exponent(p + 1, end, exponent);
+    if (p == nullptr) return nullptr;
+    number.has_exponent = true;
+    power += exponent;
   }
   constexpr i64 kFar = 1 << 20;  // out of bounds for every format
   number.digits = digits;

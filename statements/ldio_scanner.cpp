@@ -34,16 +34,19 @@ const u8* pass_decimal_number(const u8* p, const u8* end, u8 point, Ldir_Form* f
 
 }  // namespace
 
-Ldio_Number measure_any_number(const u8* text, const u8* end, u8 point) {
+const u8* take_any_number(const u8* text, const u8* end, u8 point, Ldir_Constant& constant) {
   Ldir_Form form;
-  if (const u8* const p = pass_decimal_number(text, end, point, &form)) {
-    return {p, true, {text, p - text, form, false, 0, 0}};
+  const u8* p = pass_decimal_number(text, end, point, &form);
+  if (p == nullptr) {
+    constexpr int kDecimalShift = 12;  // where the lexer's state keeps the decimal character
+    u32 state = u32{point} << kDecimalShift;
+    p = text;
+    while (p != end && cvt__lex_number_char(&state, static_cast<char>(*p))) ++p;
+    if (!cvt__lex_number_complete(&state)) return nullptr;
+    form = Ldir_Form::number;
   }
-  constexpr int kDecimalShift = 12;  // where the lexer's state keeps the decimal character
-  u32 state = u32{point} << kDecimalShift;
-  const u8* p = text;
-  while (p != end && cvt__lex_number_char(&state, static_cast<char>(*p))) ++p;
-  return {p, cvt__lex_number_complete(&state) != 0, {text, p - text, Ldir_Form::number, false, 0, 0}};
+  constant = {text, p - text, form, false, 0, 0};
+  return constant.length <= INT_MAX ? p : nullptr;
 }
 
 int read_repeat_count(For_Lub& lub, const u8* text, i64 length, u32* count) {

@@ -54,34 +54,28 @@ inline const u8* skip_digits(const u8* p, const u8* end) {
   return p;
 }
 
-/// A number as the lexer of numbers delimits it.
-struct Ldio_Number {
-  const u8* end;
-  bool complete;
-  Ldir_Constant constant;
+/// Takes any number, long ones, words and the radix forms too, as far as the lexer of numbers goes: the byte behind it, or
+/// null when what stands there is no whole number or longer than the converters count.
+const u8* take_any_number(const u8* text, const u8* end, u8 point, Ldir_Constant& constant);
 
-  /// No more characters than the converters of text count.
-  bool whole() const { return complete && constant.length <= INT_MAX; }
-};
-
-/// Measures any number: long ones, words and the radix forms too.
-Ldio_Number measure_any_number(const u8* text, const u8* end, u8 point);
-
-/// Measures a number; plain ones are gone through once, which gives their value along the way.
-[[gnu::always_inline]] inline Ldio_Number measure_number(const u8* text, const u8* end, u8 point) {
+/// The same; plain numbers are gone through once, which gives their value along the way.
+[[gnu::always_inline]] inline const u8* take_number(const u8* text, const u8* end, u8 point, Ldir_Constant& constant) {
   constexpr u64 kSmallLimit = 1000000000000000000;
   Plain_Number number;
   const u8* const p = reinterpret_cast<const u8*>(scan_plain_number(
       reinterpret_cast<const char*>(text), reinterpret_cast<const char*>(end), static_cast<char>(point), number));
-  if (p == nullptr || (p != end && byte_is(*p, BYTE_CONTINUES)) || number.power < -kPlainPowerDouble ||
-      number.power > kPlainPowerDouble) [[unlikely]] {
-    return measure_any_number(text, end, point);
+  if (p == nullptr || p - text > INT_MAX || (p != end && byte_is(*p, BYTE_CONTINUES)) ||
+      number.power < -kPlainPowerDouble || number.power > kPlainPowerDouble) [[unlikely]] {
+    return take_any_number(text, end, point, constant);
   }
-  Ldir_Form form = Ldir_Form::decimal;
-  if (!number.has_point && !number.has_exponent) {
-    form = number.digits < kSmallLimit ? Ldir_Form::small : Ldir_Form::integer;
-  }
-  return {p, true, {text, p - text, form, number.negative, number.power, number.digits}};
+  constant.text = text;
+  constant.length = p - text;
+  const bool whole = !number.has_point && !number.has_exponent;
+  constant.form = !whole ? Ldir_Form::decimal : number.digits < kSmallLimit ? Ldir_Form::small : Ldir_Form::integer;
+  constant.negative = number.negative;
+  constant.power = number.power;
+  constant.digits = number.digits;
+  return p;
 }
 
 /// The position in the input and the constant in hand, which live in the LUB and in its state block.
@@ -128,11 +122,10 @@ class Ldio_Scanner {
   bool at_end() const { return lub_.lub_a_cursor >= lub_.lub_a_rec_end; }
   bool has(u32 flag) const { return (s_.ldir_flags & flag) != 0; }
 
-  int take(const Ldir_Constant& constant) {
-    s_.ldir_field = constant;
+  int take(const u8* text, i64 length, Ldir_Form form) {
+    s_.ldir_field = {text, length, form, false, 0, 0};
     return 0;
   }
-  int take(const u8* text, i64 length, Ldir_Form form) { return take({text, length, form, false, 0, 0}); }
   int take_null() { return take(nullptr, 0, Ldir_Form::null); }
   int keep(Ldir_Constant& part, i64 at) {
     if (part.length > kLdirTextBytes - at) return MSG_LIST_IO_SYNTAX;
@@ -306,15 +299,15 @@ int Ldio_Scanner<Source>::find_field(bool text_item, bool repeated) {
 template <class Source>
 [[gnu::always_inline]] inline int Ldio_Scanner<Source>::take_number(bool repeated) {
   const u8* const text = lub_.lub_a_cursor;
-  const Ldio_Number number = measure_number(text, lub_.lub_a_rec_end, point_);
-  if (!number.whole() || misses_parenthesis()) return MSG_LIST_IO_SYNTAX;
-  lub_.lub_a_cursor += number.end - text;
-  if (!at_end()) {
-    const u8 c = *lub_.lub_a_cursor;
+  const u8* const behind = ::take_number(text, lub_.lub_a_rec_end, point_, s_.ldir_field);
+  if (behind == nullptr || misses_parenthesis()) return MSG_LIST_IO_SYNTAX;
+  lub_.lub_a_cursor += behind - text;
+  if (behind != lub_.lub_a_rec_end) {
+    const u8 c = *behind;
     if (c == '*' && !repeated && !has(LDIR_COMPLEX)) return take_repeat(text, false);
     if (c != separator_ && !byte_is(c, BYTE_VALUE_END)) return MSG_LIST_IO_SYNTAX;
   }
-  return take(number.constant);
+  return 0;
 }
 
 /// The letter decides; what follows it up to the end of the word is passed over.
@@ -413,10 +406,9 @@ int Ldio_Scanner<Source>::pass_second_part() {
   ++lub_.lub_a_cursor;
   if (int code = skip_space()) return code;
   const u8* const text = lub_.lub_a_cursor;
-  const Ldio_Number number = measure_number(text, lub_.lub_a_rec_end, point_);
-  if (!number.whole()) return MSG_LIST_IO_SYNTAX;
-  s_.ldir_imag = number.constant;
-  lub_.lub_a_cursor += number.end - text;
+  const u8* const behind = ::take_number(text, lub_.lub_a_rec_end, point_, s_.ldir_imag);
+  if (behind == nullptr) return MSG_LIST_IO_SYNTAX;
+  lub_.lub_a_cursor += behind - text;
   if (s_.ldir_repeat > 0) {
     if (int code = keep(s_.ldir_imag, s_.ldir_field.length)) return code;
   }

@@ -507,14 +507,15 @@ TEST(ReadList, NumbersAreMeasuredAsTheLexerDoes) {
       text += alphabet[random() % letters];
     const u8 point = random() % 4 == 0 ? ',' : '.';
     const u8* const begin = reinterpret_cast<const u8*>(text.data());
-    const Ldio_Number quick = measure_number(begin, begin + text.size(), point);
+    Ldir_Constant constant;
+    const u8* const behind = take_number(begin, begin + text.size(), point, constant);
     u32 state = u32{point} << kDecimalShift;
     size_t length = 0;
     while (length < text.size() && cvt__lex_number_char(&state, text[length])) ++length;
-    ASSERT_EQ(quick.end - begin, static_cast<i64>(length)) << text;
-    ASSERT_EQ(quick.complete, cvt__lex_number_complete(&state) != 0) << text;
-    if (!quick.complete) continue;
-    const Ldir_Constant& constant = quick.constant;
+    ASSERT_EQ(behind != nullptr, cvt__lex_number_complete(&state) != 0) << text;
+    if (behind == nullptr) continue;
+    ASSERT_EQ(behind - begin, static_cast<i64>(length)) << text;
+    ASSERT_EQ(constant.length, static_cast<i64>(length)) << text;
     const bool digits_only = text.find_first_not_of("0123456789", text.find_first_of("+-") == 0) >= length;
     const bool decimal = constant.form == Ldir_Form::decimal;
     if (length == text.size()) {
