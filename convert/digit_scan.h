@@ -66,9 +66,10 @@ inline constexpr i64 kClosingDigits = 16;
 inline bool closing_number(const char* field, const char* end, i64 count, u64& value) {
   if (count <= 8) return closing_digits(field, end, count, value);
   u64 low;
-  const bool digits = closing_digits(field, end - 8, count - 8, value) & closing_digits(field, end, 8, low);
+  const bool front = closing_digits(field, end - 8, count - 8, value);
+  const bool back = closing_digits(field, end, 8, low);
   value = value * 100000000 + low;
-  return digits;
+  return front && back;
 }
 
 /// The first character that is no blank, or `end`. Fields are right-justified more often than not.

@@ -3,15 +3,10 @@
 // Any bytes as a run-time format and a file: the first byte chooses modes and items, the format runs to the first NUL,
 // the rest is the file. The same list is then written by the same format.
 
-#include <stdio.h>
-#include <stdlib.h>
-#include <string.h>
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <memory>
 
 #include "core/failure.h"
+#include "fuzz/kept_unit.h"
 #include "statements/for_rseq_fmt.h"
 #include "statements/for_wseq_fmt.h"
 #include "tamrun/compiled_format.h"
@@ -23,12 +18,9 @@ namespace {
 
 constexpr int kReadUnit = 40, kWriteUnit = 41;
 constexpr int kStatements = 4;
+constexpr u8 kSmallReads = 128;      ///< of the modes
 constexpr i64 kMostNumber = 2000;    ///< a repeat or width above this only takes time
 constexpr i64 kMostProduct = 20000;  ///< and so do nested groups that repeat more often
-
-void require(bool condition) {
-  if (!condition) abort();
-}
 
 /// True when a number of the format would make a huge record or a long loop.
 bool too_large(const char* text, size_t length) {
@@ -45,15 +37,6 @@ bool too_large(const char* text, size_t length) {
     number = 0;
   }
   return false;
-}
-
-int memory_unit(int unit) {
-  const int fd = memfd_create("fuzz", 0);
-  char name[16], path[40];
-  snprintf(name, sizeof name, "FORT%d", unit);
-  snprintf(path, sizeof path, "/proc/self/fd/%d", fd);
-  setenv(name, path, 1);
-  return fd;
 }
 
 /// Variables of every kind in blocks of exactly their size.
@@ -125,22 +108,11 @@ For_IO_Flags flags_of(u8 modes, bool read) {
   return flags;
 }
 
-/// Disconnects the unit, so that the next input finds it as a fresh process does.
-void disconnect(int unit) {
-  For_Lub* lub = nullptr;
-  require(for__acquire_lun(unit, &lub, nullptr, STMT_CLOSE) == 0);
-  if (lub->lub_f_connected) {
-    require(memcmp(lub->lub_a_buffer + lub->lub_buffer_size, kBufferGuard, sizeof kBufferGuard) == 0);
-    (void)for__close_default(lub, 1);
-  } else {
-    for__release_lun(unit);
-  }
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  static const int read_fd = memory_unit(kReadUnit), write_fd = memory_unit(kWriteUnit);
+  static Kept_Unit input(kReadUnit, false), output(kWriteUnit, true);
+  static const i64 output_bytes = output.lub().lub_buffer_size;
   if (size < 1) return 0;
   const u8 modes = data[0];
   const char* text = reinterpret_cast<const char*>(data + 1);
@@ -150,8 +122,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   memcpy(format.get(), text, length);
   const For_Fmt_Text argument = {static_cast<i64>(length), format.get()};
   const size_t used = 1 + length + (1 + length < size);
-  require(ftruncate(read_fd, 0) == 0 && ftruncate(write_fd, 0) == 0);
-  require(pwrite(read_fd, data + used, size - used, 0) == static_cast<ssize_t>(size - used));
+  (void)input.load(data + used, size - used, (modes & kSmallReads) != 0);
+  For_Lub& written = output.renew(output_bytes);
+  written.lub_a_rec_end = written.lub_a_buffer + written.lub_rec_bytes;
 
   const Variables variables;
   for (int i = 0; i < kStatements; ++i) {
@@ -171,7 +144,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     require(context.ctx_lub == nullptr);
     if (code != 0 && code != MSG_OUTPUT_CONVERSION) break;
   }
-  disconnect(kReadUnit);
-  disconnect(kWriteUnit);
+  require(input.guard_is_whole() && output.guard_is_whole());
   return 0;
 }
