@@ -1,0 +1,91 @@
+! SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
+!
+! A large text file written and read back, formatted and list-directed: what comes back is what went out, in few calls of
+! the system. TAMRUN_LARGE_MB tells the size (default 2). A buffer holds 8 KiB, or FORT_BLOCKSIZE bytes where that is set.
+! env: TAMRUN_GNU_FILES=1
+program large_text
+  use, intrinsic :: iso_fortran_env, only: int64, real64
+  implicit none
+  integer(int64), parameter :: line_bytes = 64
+  character(*), parameter :: form = '(i12,es24.16,1x,a26)', letters = 'abcdefghijklmnopqrstuvwxyz'
+  integer(int64) :: megabytes, lines, i, number, first, bytes, block
+  real(real64) :: value
+  character(26) :: text
+  character(12) :: size
+  integer :: u, status
+  call get_environment_variable('TAMRUN_LARGE_MB', size, status=status)
+  megabytes = 2
+  if (status == 0) read (size, *) megabytes
+  call get_environment_variable('FORT_BLOCKSIZE', size, status=status)
+  block = 8192
+  if (status == 0) read (size, *) block
+  lines = megabytes * 2_int64**20 / line_bytes
+  bytes = lines * line_bytes
+
+  open (newunit=u, file='large', status='replace', action='write')
+  first = calls('syscw')
+  do i = 1, lines
+    write (u, form) i * 7, value_of(i), letters
+  end do
+  close (u)
+  call judge('write calls', calls('syscw') - first)
+  inquire (file='large', size=number)
+  print '(a,l2)', 'size as told', number == bytes
+
+  open (newunit=u, file='large', status='old', action='read')
+  first = calls('syscr')
+  do i = 1, lines
+    read (u, form) number, value, text
+    if (number /= i * 7 .or. value /= value_of(i) .or. text /= letters) error stop 'a record came back changed'
+  end do
+  call judge('read calls', calls('syscr') - first)
+  read (u, form, iostat=status) number
+  print '(a,l2)', 'end behind the last record', is_iostat_end(status)
+
+  close (u)
+
+  open (newunit=u, file='large', status='old', action='read')
+  do i = 1, lines
+    read (u, *) number, value, text
+    if (number /= i * 7 .or. value /= value_of(i) .or. text /= letters) error stop 'a list came back changed'
+  end do
+  read (u, *, iostat=status) number
+  print '(a,l2)', 'end behind the last list', is_iostat_end(status)
+  close (u, status='delete')
+contains
+  real(real64) function value_of(i)
+    integer(int64), intent(in) :: i
+    value_of = (mod(i * 7919, 1000003_int64) - 500000) * 1.2345678901234567e-3_real64
+  end function
+
+  !> So many calls of the system of one kind has the process made.
+  integer(int64) function calls(kind)
+    character(*), intent(in) :: kind
+    character(30) :: name
+    integer(int64) :: count
+    integer :: io, code
+    open (newunit=io, file='/proc/self/io', status='old', action='read', iostat=code)
+    calls = -1
+    if (code /= 0) return
+    do
+      read (io, *, iostat=code) name, count
+      if (code /= 0) exit
+      if (name == kind//':') calls = count
+    end do
+    close (io)
+  end function
+
+  !> A call for each full block, and a few for what is not full. Without /proc there is nothing to count.
+  subroutine judge(what, count)
+    character(*), intent(in) :: what
+    integer(int64), intent(in) :: count
+    integer(int64) :: blocks
+    logical :: right
+    blocks = bytes / block
+    right = first < 0 .or. (count >= blocks .and. count <= blocks + blocks / 16 + 8)
+    print '(a,l2)', what//' as blocks', right
+    if (.not. right) print *, count, blocks
+    call get_environment_variable('TAMRUN_LARGE_MB', size, status=status)
+    if (status == 0) print *, what, count
+  end subroutine
+end program
