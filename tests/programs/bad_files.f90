@@ -13,7 +13,7 @@
 ! case: closed 108 cannot stat file
 ! case: closed-told 0
 ! case: lost 28 error during read
-! case: lost-told 0
+! case: lost-told 28 CLOSE error
 ! case: full 38 error during write
 ! case: full-told 0
 ! case: limit 38 error during write
