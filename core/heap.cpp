@@ -16,35 +16,22 @@
 
 namespace {
 
-// Read and written by the signal handler: volatile, and the flag without a lazily made thread-local block.
-__attribute__((tls_model("initial-exec"))) thread_local volatile i32 for__protect_signal_ops;
-i32 for__signal_ops_is_on;
 i32 for__signal_num;
 i32 for__dont_free;
 
-void unset_signal_ops() {
-  if (__atomic_load_n(&for__signal_ops_is_on, __ATOMIC_RELAXED) == 0) return;
+}  // namespace
+
+extern "C" {
+
+__thread volatile i32 for__protect_signal_ops;
+i32 for__signal_ops_is_on;
+
+void for__unset_signal_ops(void) {
   __atomic_store_n(&for__signal_ops_is_on, 0, __ATOMIC_RELEASE);
   // Several threads may leave the heap at once: one of them finds the signal.
   const int held_back = __atomic_exchange_n(&for__signal_num, 0, __ATOMIC_ACQ_REL);
   if (held_back != 0) kill(getpid(), held_back);
 }
-
-/// The stretch in which this thread is inside the C library's heap.
-class Heap_Scope {
- public:
-  Heap_Scope() { for__protect_signal_ops = 1; }
-  ~Heap_Scope() {
-    for__protect_signal_ops = 0;
-    unset_signal_ops();
-  }
-  Heap_Scope(const Heap_Scope&) = delete;
-  Heap_Scope& operator=(const Heap_Scope&) = delete;
-};
-
-}  // namespace
-
-extern "C" {
 
 int for__get_vm(i64 size, int, void** out) {
   *out = nullptr;

@@ -20,6 +20,25 @@ int for__set_signal_ops_during_vm(int signal);
 void for__clear_signal_ops_during_vm(void);
 }
 
+// Read and written by the signal handler: volatile, and the flag without a lazily made thread-local block.
+extern "C" {
+extern __thread volatile i32 for__protect_signal_ops __attribute__((tls_model("initial-exec")));
+extern i32 for__signal_ops_is_on;  ///< a signal has been put off
+void for__unset_signal_ops(void);  ///< sends the signal that has been put off
+}
+
+/// The stretch in which this thread is inside a heap: a signal that arrives waits until its end. Not to be nested.
+class Heap_Scope {
+ public:
+  Heap_Scope() { for__protect_signal_ops = 1; }
+  ~Heap_Scope() {
+    for__protect_signal_ops = 0;
+    if (__builtin_expect(__atomic_load_n(&for__signal_ops_is_on, __ATOMIC_RELAXED) != 0, 0)) for__unset_signal_ops();
+  }
+  Heap_Scope(const Heap_Scope&) = delete;
+  Heap_Scope& operator=(const Heap_Scope&) = delete;
+};
+
 /// A heap block owned by its scope.
 template <class T = void>
 class Vm_Block {

@@ -25,10 +25,6 @@ int for__aio_release_lun(int, int) { return 0; }
 int for__aio_error_handling(For_Lub*, int, u32, int, int user_code) { return user_code; }
 int for__aio_park_failure(For_Lub*, int, int) { return 0; }
 
-void for__hbw_set_policy(u64) {}
-i32 for_set_fastmem_policy(i32) { return 1; }
-i32 for_get_hbw_availability(void) { return 0; }
-
 int for__udio_lis(For_Lub*, For_Value_Info*, int, int) { return MSG_INVALID_ARGUMENT; }
 int for__finish_ufseq_write(For_Lub*) { return 0; }
 int for__udio_fmt(For_Lub* lub, For_Value_Info*, int, int) {

@@ -34,6 +34,8 @@ const char* __tsan_default_options() { return "allocator_may_return_null=1"; }
 int __real_for__get_vm(i64 size, int reserved, void** out);
 int __real_for__realloc_vm(i64 new_size, void** inout, i64 old_size);
 int __real_for__free_vm(void* p);
+void* __real__mm_malloc(size_t size, size_t alignment);
+void __real__mm_free(void* p);
 
 int __wrap_for__get_vm(i64 size, int reserved, void** out) {
   if (size > 0 && fails_now()) {
@@ -56,6 +58,17 @@ int __wrap_for__realloc_vm(i64 new_size, void** inout, i64 old_size) {
 int __wrap_for__free_vm(void* p) {
   if (p != nullptr) --live_blocks;
   return __real_for__free_vm(p);
+}
+
+void* __wrap__mm_malloc(size_t size, size_t alignment) {
+  void* const block = fails_now() ? nullptr : __real__mm_malloc(size, alignment);
+  if (block != nullptr) ++live_blocks;
+  return block;
+}
+
+void __wrap__mm_free(void* p) {
+  if (p != nullptr) --live_blocks;
+  __real__mm_free(p);
 }
 
 }  // extern "C"

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
 //
 // Lets the n-th allocation of the library fail, and counts the blocks that it holds. The test executables link
-// for__get_vm, for__realloc_vm and for__free_vm through the linker's --wrap, so that the library itself knows nothing
-// of it.
+// for__get_vm, for__realloc_vm and for__free_vm, and the aligned heap of the program's own objects, through the linker's
+// --wrap, so that the library itself knows nothing of it.
 #ifndef TAMRUN_TESTS_SUPPORT_FAIL_MALLOC_H
 #define TAMRUN_TESTS_SUPPORT_FAIL_MALLOC_H
 
