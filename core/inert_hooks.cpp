@@ -23,6 +23,12 @@ int for__aio_acquire_lun(int, For_Lub** out, int, int* existed, int* released, F
 }
 int for__aio_release_lun(int, int) { return 0; }
 int for__aio_error_handling(For_Lub*, int, u32, int, int user_code) { return user_code; }
+void for__aio_wait_for_inquire(For_Context*, int) {}
+int for__aio_acquire_lun_fname(const char*, int, For_Lub** out) {
+  *out = nullptr;
+  return 0;
+}
+int for__aio_pending(For_Lub*, const i64*, int* pending) { return *pending = 0; }
 int for__aio_park_failure(For_Lub*, int, int) { return 0; }
 
 int for__udio_lis(For_Lub*, For_Value_Info*, int, int) { return MSG_INVALID_ARGUMENT; }

@@ -52,6 +52,19 @@ void forget_read_ahead(For_Lub& lub) {
   lub.lub_a_rec_end = lub.lub_a_buffer;
 }
 
+/// 0, or MSG_WRITE_ERROR with lub_errno set; a failure leaves position and buffer as they were.
+int seek_and_forget(For_Lub& lub, i64 offset, int whence) {
+  const off_t position = lseek(lub.lub_fd, offset, whence);
+  if (position < 0) {
+    lub.lub_errno = errno;
+    return MSG_WRITE_ERROR;
+  }
+  lub.lub_file_pos = lub.lub_disk_pos = position;
+  lub.lub_rec_buffered = lub.lub_span_bytes = lub.lub_span_left = 0;
+  forget_read_ahead(lub);
+  return 0;
+}
+
 }  // namespace
 
 int resize_buffer(For_Lub& lub, i64 bytes) {
@@ -148,19 +161,12 @@ i64 read_ahead_bytes(const For_Lub& lub) {
 int for__flush_readahead(For_Lub* lub_pointer, i64 delta) {
   For_Lub& lub = *lub_pointer;
   if (!lub.lub_f_read_ahead && delta == 0) return 0;
-  if (lub.lub_f_seekable) {
-    const i64 back = read_ahead_bytes(lub);
-    const off_t position = lseek(lub.lub_fd, delta - back, SEEK_CUR);  // a failure leaves the position as it was
-    if (position < 0) {
-      lub.lub_errno = errno;
-      return MSG_WRITE_ERROR;
-    }
-    lub.lub_file_pos = lub.lub_disk_pos = position;
-    lub.lub_rec_buffered = 0;
-  }
+  if (lub.lub_f_seekable) return seek_and_forget(lub, delta - read_ahead_bytes(lub), SEEK_CUR);
   forget_read_ahead(lub);
   return 0;
 }
+
+int move_file(For_Lub& lub, i64 offset) { return seek_and_forget(lub, offset, SEEK_SET); }
 
 int truncate_if_asked(For_Lub& lub) {
   if (!lub.lub_f_truncate_on_write) return 0;

@@ -38,6 +38,9 @@ inline i64 unread_bytes(const For_Lub& lub) {
 /// lub_a_rec_end. Where no next record is known, lub_read_ahead tells it.
 i64 read_ahead_bytes(const For_Lub& lub);
 
+/// Moves the file to an offset and forgets the buffer: 0, or MSG_WRITE_ERROR with lub_errno set and everything as it was.
+[[nodiscard]] int move_file(For_Lub& lub, i64 offset);
+
 /// Cuts the file at its position when lub_f_truncate_on_write asks for it: 0, or MSG_WRITE_ERROR with lub_errno set.
 [[nodiscard]] int truncate_if_asked(For_Lub& lub);
 

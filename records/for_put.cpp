@@ -278,9 +278,9 @@ int for__put_sf(For_Lub* lub_pointer) {
 
 int for__write_output(For_Lub* lub_pointer, const u8* data, i64 length) {
   For_Lub& lub = *lub_pointer;
+  if (length == 0) return flush_output(lub);
   lub.lub_rec_buffered = 0;
   lub.lub_partial_bytes = 0;
-  if (length == 0) return flush_output(lub);
 
   const bool behind_held = lub.lub_a_rec_start != nullptr && data == lub.lub_a_rec_start;
   if (lub.lub_a_rec_start != nullptr && !behind_held && data != lub.lub_a_buffer) {

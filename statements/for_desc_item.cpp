@@ -296,12 +296,6 @@ int for__write_args(const u8** item_list, void** item_args, int* yes_no) {
 
 }  // extern "C"
 
-bool store_integer(u32 type, u8* to, i64 value) {
-  if (!is_integer_item(type)) return false;
-  memcpy(to, &value, for__dsc_itm_table[type].size);
-  return true;
-}
-
 void ItemWalker::start(const For_Value_Info& val, const For_Item_Shape& shape, bool empty_text_counts) {
   const i64 parts = item_is_complex(val.val_type) ? 2 : 1;
   run_ = {val.val_data, val.val_elem, parts, val.val_elem};

@@ -6,6 +6,7 @@
 
 #include "tamrun/hooks.h"
 #include "tamrun/item_list.h"
+#include "units/program_variable.h"
 
 extern "C" {
 
@@ -35,9 +36,6 @@ void* for__next_array_element(const For_Item_Shape* shape, i64* index);
 /// True when the type stands for text whose length comes with the item.
 constexpr bool item_is_character(u32 type) { return type == ITM_CHARACTER || type == ITM_CHARACTER_ALT; }
 
-/// True for the integers and logicals.
-constexpr bool is_integer_item(u32 type) { return type >= ITM_INTEGER1 && type <= ITM_LOGICAL8; }
-
 /// for__desc_ret_item with what most calls hold decoded in line: the end marks, and numbers by address.
 [[gnu::always_inline]] inline int next_item(const u8*& list, void*& args, For_Value_Info& val, For_Item_Shape& shape) {
   const u8 type = list[0];
@@ -58,9 +56,6 @@ constexpr bool is_integer_item(u32 type) { return type >= ITM_INTEGER1 && type <
   }
   return for__desc_ret_item(&list, &args, &val, &shape);
 }
-
-/// Stores a count in a variable of the program, cut to its type: false when the type is no integer or logical.
-bool store_integer(u32 type, u8* to, i64 value);
 
 /// True for the accesses that describe an array.
 constexpr bool item_is_array(u32 access) { return access >= ACC_ARRAY && access <= ACC_SECTION_ELEM; }

@@ -2,25 +2,16 @@
 //
 // FLUSH: what a unit holds back goes to the file, and what it has read ahead goes back to it.
 
-#include "core/failure.h"
 #include "records/buffer.h"
-#include "records/for_put.h"
-#include "statements/statement.h"
+#include "statements/positioning.h"
 #include "tamrun/tamrun.h"
 #include "units/connection_options.h"
 
-#include <errno.h>
-
 namespace {
-
-constexpr Statement_Rule kFlush = {STMT_FLUSH, true, kConnectNever, 0, 0, {}};
 
 /// 0 or a message number.
 int flush_connected(For_Lub& lub) {
-  if (for__write_output(&lub, nullptr, 0) < 0) {
-    lub.lub_errno = errno;
-    return MSG_WRITE_ERROR;
-  }
+  if (const int code = write_held_output(lub, MSG_WRITE_ERROR)) return code;
   return lub.lub_f_seekable ? for__flush_readahead(&lub, 0) : 0;
 }
 
@@ -31,12 +22,12 @@ extern "C" int for_flush(For_Context* ctx, int unit, For_IO_Flags flags, ...) {
   va_start(arguments, flags);
   const Control_List control = control_list(flags, arguments);
   va_end(arguments);
-  const Statement_Start start = begin_statement(kFlush, ctx, unit, flags, control);
+  const Statement_Start start = begin_positioning(STMT_FLUSH, ctx, unit, flags, control);
   if (start.lub == nullptr) return start.result;
   For_Lub& lub = *start.lub;
   store_connection_options(lub, flags);
   if (lub.lub_f_connected) {
     if (const int code = flush_connected(lub)) return fail_statement(lub, code);
   }
-  return end_statement(lub);
+  return end_positioning(lub, lub.lub_f_at_eof, Open_Read::stays);
 }

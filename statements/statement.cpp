@@ -351,7 +351,8 @@ void leave_input_record(For_Lub& lub, bool stays_open) {
   lub.lub_file_pos = lub.lub_disk_pos + (next - lub.lub_a_buffer) - lub.lub_span_left;
 }
 
-int end_statement(For_Lub& lub) {
+int end_statement(For_Lub& lub, bool at_eof) {
+  lub.lub_f_at_eof = at_eof;
   lub.lub_f_item_seen = 0;
   lub.lub_f_iostat = 0;
   lub.lub_f_err = 0;

@@ -33,6 +33,7 @@ struct Statement_Rule {
 
 inline constexpr int kConnectNever = 0;  ///< a statement that moves no data
 inline constexpr int kConnectSequential = 1;
+inline constexpr int kConnectDirect = 2;
 inline constexpr int kConnectInput = 1, kConnectOutput = 4;
 inline constexpr int kConnectFormatted = 1, kConnectUnformatted = 2;
 
@@ -93,8 +94,9 @@ inline u32 sign_flags(const For_Lub& lub) {
   return lub.lub_sign <= SIGN_SUPPRESS ? kSignBits[lub.lub_sign] : 0;
 }
 
-/// Clears the statement's marks in the LUB and releases the unit: what for__release_lun gives.
-int end_statement(For_Lub& lub);
+/// Clears the statement's marks in the LUB and releases the unit: what for__release_lun gives. A statement that has
+/// moved data leaves the end condition behind which the unit stood; `at_eof` keeps it.
+int end_statement(For_Lub& lub, bool at_eof = false);
 
 /// Ends a failing statement: what compiled code gets.
 int fail_statement(For_Lub& lub, int message, int user_code);

@@ -4,9 +4,8 @@
 
 #include "core/failure.h"
 #include "tamrun/item_list.h"
+#include "units/keyword_list.h"
 #include "units/open.h"
-
-#include <string.h>
 
 namespace {
 
@@ -76,34 +75,6 @@ constexpr auto kOpenKeys = [] {
   return t;
 }();
 
-/// One decoded keyword.
-struct Keyword {
-  int key;
-  For_Value_Info value;
-  bool in_line;  ///< the value stands in the argument words
-
-  bool is_text() const { return value.val_type == ITM_CHARACTER; }
-  const char* text() const { return reinterpret_cast<const char*>(value.val_data); }
-};
-
-/// A value that is a number, or a mark without a value, which counts as 1: 0 or MSG_INVALID_ARGUMENT.
-int number_of(const Keyword& k, u64* number) {
-  const For_Item_Row& row = for__dsc_itm_table[k.value.val_type];
-  if (k.is_text()) return MSG_INVALID_ARGUMENT;
-  if (row.size == ITEM_SIZE_NON_DATA) {
-    *number = row.words != 0 ? reinterpret_cast<u64>(k.value.val_data) : 1;
-    return 0;
-  }
-  if (k.value.val_data == nullptr || row.size < 1 || row.size > static_cast<i8>(sizeof(u64))) {
-    return MSG_INVALID_ARGUMENT;
-  }
-  i64 bits = 0;
-  memcpy(&bits, k.value.val_data, static_cast<size_t>(row.size));
-  const int unused = 64 - 8 * row.size;
-  *number = static_cast<u64>(static_cast<i64>(static_cast<u64>(bits) << unused) >> unused);
-  return 0;
-}
-
 /// The number of a word of the key's table.
 int word_of(const Keyword& k, int context, u64* number) {
   if (!k.is_text()) return number_of(k, number);
@@ -112,14 +83,6 @@ int word_of(const Keyword& k, int context, u64* number) {
     return status;
   }
   *number = static_cast<u64>(value);
-  return 0;
-}
-
-/// Text that is no character item ends with a NUL.
-int text_of(const Keyword& k, u64* address, u64* length) {
-  if (k.value.val_data == nullptr && (!k.is_text() || k.value.val_total != 0)) return MSG_INVALID_ARGUMENT;
-  *address = reinterpret_cast<u64>(k.value.val_data);
-  *length = k.is_text() ? static_cast<u64>(k.value.val_total) : strlen(k.text());
   return 0;
 }
 
@@ -160,19 +123,6 @@ int store_close_keyword(const Keyword& k, For_Close_Args& args) {
   if (const int status = text_of(k, &address, &length)) return status;
   args.iomsg = reinterpret_cast<char*>(address);
   args.iomsg_length = static_cast<i64>(length);
-  return 0;
-}
-
-/// Hands each keyword to `store` until one fails. The list then stands behind that keyword.
-template <class Store>
-int walk_keywords(const u8** keys, void** values, Store store) {
-  while (*keys != nullptr && **keys != ITM_END_STATEMENT && **keys != ITM_END_CALL) {
-    Keyword k;
-    For_Item_Shape shape;
-    if (const int status = for__key_desc_ret_item(keys, values, &k.value, &shape, &k.key)) return status;
-    k.in_line = shape.shp_access == ACC_INLINE;
-    if (const int status = store(k)) return status;
-  }
   return 0;
 }
 

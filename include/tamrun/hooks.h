@@ -79,6 +79,12 @@ int for__aio_acquire_lun(int unit, For_Lub** out, int statement, int* existed, i
 int for__aio_release_lun(int unit, int mode);
 /// Failure road of an asynchronous unit; `id` -1 for a statement. The value for compiled code.
 int for__aio_error_handling(For_Lub* lub, int id, u32 disposition, int message, int user_code);
+/// What INQUIRE by unit waits for before it asks. Without it there is nothing to wait for.
+void for__aio_wait_for_inquire(For_Context* ctx, int unit);
+/// The asynchronous unit that is connected to a file: 0, with *out null when there is none, or a message number.
+[[nodiscard]] int for__aio_acquire_lun_fname(const char* name, int statement, For_Lub** out);
+/// PENDING= of an asynchronous unit, of one request when `id` is not null: 0 or MSG_ID_RANGE.
+[[nodiscard]] int for__aio_pending(For_Lub* lub, const i64* id, int* pending);
 /// While a worker runs a statement on the unit: keeps the failure in the asynchronous block for WAIT, ends the
 /// statement and answers 1. Otherwise 0, and for__aio_error_handling is to be called.
 int for__aio_park_failure(For_Lub* lub, int message, int user_code);

@@ -47,4 +47,18 @@ TAMRUN_ENTRY int for_close(For_Context* ctx, int unit, For_IO_Flags flags, const
 /* FLUSH: what the unit holds back goes to the file. With iof_control_list IOMSG= may follow. */
 TAMRUN_ENTRY int for_flush(For_Context* ctx, int unit, For_IO_Flags flags, ...);
 
+/* REWIND, BACKSPACE, ENDFILE, and the EOF function, which answers 0 for false; and what works on a record by number. */
+TAMRUN_ENTRY int for_rewind(For_Context* ctx, int unit, For_IO_Flags flags, ...);
+TAMRUN_ENTRY int for_backspace(For_Context* ctx, int unit, For_IO_Flags flags, ...);
+TAMRUN_ENTRY int for_endfile(For_Context* ctx, int unit, For_IO_Flags flags, ...);
+TAMRUN_ENTRY int for_eof(For_Context* ctx, int unit, For_IO_Flags flags, ...);
+TAMRUN_ENTRY int for_find(For_Context* ctx, int unit, For_IO_Flags flags, u64 record, ...);
+TAMRUN_ENTRY int for_delete(For_Context* ctx, int unit, For_IO_Flags flags, u64 record, ...);
+TAMRUN_ENTRY int for_unlock(For_Context* ctx, int unit, For_IO_Flags flags);
+TAMRUN_ENTRY int for_define_file(For_Context* ctx, int unit, For_IO_Flags flags, i32 maxrec, i32 recl, void* assoc_var,
+                                 u8 assoc_type);
+
+/* INQUIRE: keyed items, of which most are variables that take an answer. */
+TAMRUN_ENTRY int for_inquire(For_Context* ctx, int unit, For_IO_Flags flags, const u8* keys, void* values);
+
 #endif
