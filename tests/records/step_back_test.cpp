@@ -1,0 +1,267 @@
+// SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
+//
+// Back over records of every layout, from every state of the buffer, held against where the records of the file begin.
+
+#include "records/step_back.h"
+
+#include <errno.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <random>
+#include <string>
+#include <vector>
+
+#include "records/buffer.h"
+#include "records/for_get.h"
+#include "support/soak.h"
+#include "support/unit.h"
+#include "tamrun/messages.h"
+
+namespace {
+
+/// A file and the offsets at which its records begin; the last is its end.
+struct Sample {
+  std::string bytes;
+  std::vector<i64> starts = {0};
+  void end_record() { starts.push_back(static_cast<i64>(bytes.size())); }
+};
+
+void append_word(std::string& to, i64 value, bool big) {
+  const u32 word = static_cast<u32>(value);
+  for (int i = 0; i < 4; ++i) to += static_cast<char>(word >> 8 * (big ? 3 - i : i));
+}
+
+std::string part(const std::string& data, size_t i, size_t parts) {
+  const size_t from = i * data.size() / parts;
+  return data.substr(from, (i + 1) * data.size() / parts - from);
+}
+
+/// One record of `length` bytes that never hold a line end.
+void append_record(Sample& s, const Connection& c, i64 length, std::mt19937& random) {
+  std::string data(length, 'x');
+  for (char& byte : data) byte = static_cast<char>('a' + random() % 26);
+  std::string& to = s.bytes;
+  if (c.stream_kind == STREAM_MS_UNF_SEQUENTIAL) {
+    for (;;) {
+      const bool full = data.size() > 128;
+      const std::string chunk = data.substr(0, full ? 128 : data.size());
+      const char mark = static_cast<char>(full ? 129 : chunk.size());
+      to += mark + chunk + mark;
+      if (!full) break;
+      data.erase(0, 128);
+    }
+  } else if (c.rectype == RECTYPE_VARIABLE) {
+    const int pieces = length >= 3 && random() % 4 == 0 ? 3 : 1;
+    for (int i = 0; i < pieces; ++i) {
+      const std::string piece = part(data, i, pieces);
+      const i64 n = static_cast<i64>(piece.size());
+      append_word(to, i + 1 < pieces ? -n : n, c.big_endian);
+      to += piece;
+      append_word(to, i > 0 ? -n : n, c.big_endian);
+    }
+  } else if (c.rectype == RECTYPE_SEGMENTED) {
+    const int pieces = random() % 3 == 0 ? 3 : 1;
+    for (int i = 0; i < pieces; ++i) {
+      const std::string piece = part(data, i, pieces);
+      const size_t count = piece.size() + 2;
+      to += static_cast<char>(count), to += static_cast<char>(count >> 8);
+      to += static_cast<char>((i == 0) | (i + 1 == pieces) << 1), to += '\0';
+      to += piece;
+      if (count % 2) to += '\0';
+    }
+  } else if (c.rectype == RECTYPE_FIXED) {
+    data.resize(c.recl, ' ');
+    to += data;
+  } else {
+    to += data + (c.rectype == RECTYPE_STREAM_LF ? "\n" : c.rectype == RECTYPE_STREAM_CR ? "\r" : "\r\n");
+  }
+  s.end_record();
+}
+
+Sample make_sample(const Connection& c, std::mt19937& random) {
+  Sample s;
+  if (c.stream_kind == STREAM_MS_UNF_SEQUENTIAL) s.bytes = "K", s.starts = {1};
+  const int records = 3 + static_cast<int>(random() % 60);
+  // Lines longer than the buffer are no subject: BACKSPACE refuses them.
+  const bool line = c.rectype >= RECTYPE_STREAM_LF;
+  for (int i = 0; i < records; ++i) {
+    const i64 most = random() % 8 == 0 ? (line ? c.buffer_size - 3 : 3 * c.buffer_size) : 40;
+    append_record(s, c, static_cast<i64>(random() % most), random);
+  }
+  return s;
+}
+
+Connection layout(u8 rectype, bool formatted, i64 buffer_size, bool big_endian = false) {
+  Connection c;
+  c.rectype = rectype;
+  c.formatted = formatted;
+  c.cc = CC_NONE;
+  c.buffer_size = buffer_size;
+  c.big_endian = big_endian;
+  c.stream_kind = formatted ? STREAM_FMT_SEQUENTIAL : STREAM_UNF_SEQUENTIAL;
+  if (rectype == RECTYPE_FIXED) c.recl = 30;
+  return c;
+}
+
+const Connection kLayouts[] = {
+    layout(RECTYPE_FIXED, true, 70),      layout(RECTYPE_FIXED, false, 8192),
+    layout(RECTYPE_VARIABLE, false, 64),  layout(RECTYPE_VARIABLE, false, 1000, true),
+    layout(RECTYPE_SEGMENTED, false, 64), layout(RECTYPE_SEGMENTED, false, 8192),
+    layout(RECTYPE_STREAM_LF, true, 64),  layout(RECTYPE_STREAM_LF, true, 8192),
+    layout(RECTYPE_STREAM_CR, true, 64),  layout(RECTYPE_STREAM_CRLF, true, 64),
+};
+
+int memory_file_with(const std::string& bytes) {
+  const int fd = memory_file();
+  EXPECT_EQ(pwrite(fd, bytes.data(), bytes.size(), 0), static_cast<ssize_t>(bytes.size()));
+  return fd;
+}
+
+i64 position_of(For_Lub& lub) {
+  i64 position = -1;
+  EXPECT_EQ(find_position(lub, &position), 0);
+  return position;
+}
+
+/// Reads one whole record.
+int next_record(For_Lub& lub) {
+  int code = 0;
+  bool last = true;
+  do {
+    if ((code = for__get_s(&lub, nullptr, nullptr)) != 0) return code;
+    if (lub.lub_rectype == RECTYPE_VARIABLE) last = !lub.lub_f_rec_continued;
+    if (lub.lub_rectype == RECTYPE_SEGMENTED) last = (lub.lub_a_cursor[0] & 2) != 0;
+  } while (!last);
+  return 0;
+}
+
+TEST(StepBack, FindsTheRecordBeforeFromEveryState) {
+  std::mt19937 random(20261122);
+  for (long round = 0; round < soak_cases(20); ++round) {
+    for (const Connection& c : kLayouts) {
+      const Sample s = make_sample(c, random);
+      Loose_Lub unit(memory_file_with(s.bytes), c);
+      For_Lub& lub = unit.lub();
+      const int last = static_cast<int>(s.starts.size()) - 1;
+      int at = 0;
+      for (int step = 0; step < 200; ++step) {
+        const unsigned what = random() % 16;
+        if (what == 0) {
+          ASSERT_EQ(for__flush_readahead(&lub, 0), 0);
+        } else if (what == 1) {
+          at = static_cast<int>(random() % (last + 1));
+          ASSERT_EQ(move_file(lub, s.starts[at]), 0);
+        } else if (what < 8) {
+          ASSERT_EQ(next_record(lub), at < last ? 0 : int{MSG_END_OF_FILE});
+          at = std::min(at + 1, last);
+        } else if (at > 1) {  // without two records in front a line has no line end before it
+          ASSERT_EQ(step_back(lub), 0) << "type " << int{c.rectype} << ", record " << at;
+          --at;
+        }
+        ASSERT_EQ(position_of(lub), s.starts[at])
+            << "type " << int{c.rectype} << ", buffer " << c.buffer_size << ", record " << at << ", did " << what;
+      }
+      close(lub.lub_fd);
+    }
+  }
+}
+
+TEST(StepBack, WalksTheChainOfLengthBytes) {
+  std::mt19937 random(7);
+  Connection c = layout(RECTYPE_STREAM, false, 300);
+  c.stream_kind = STREAM_MS_UNF_SEQUENTIAL;
+  for (int round = 0; round < 20; ++round) {
+    const Sample s = make_sample(c, random);
+    Loose_Lub unit(memory_file_with(s.bytes + '\x82'), c);
+    For_Lub& lub = unit.lub();
+    for (size_t i = s.starts.size(); i-- > 0;) {
+      const i64 before = s.starts[i > 0 ? i - 1 : 0];
+      ASSERT_EQ(move_file(lub, s.starts[i]), 0);
+      ASSERT_EQ(step_back(lub), 0);
+      EXPECT_EQ(position_of(lub), before) << i;
+      // With the buffer around the position.
+      ASSERT_EQ(move_file(lub, std::max<i64>(s.starts[i] - 100, 0)), 0);
+      ASSERT_EQ(for__get_s(&lub, nullptr, nullptr), 0);
+      lub.lub_a_cursor += std::min<i64>(s.starts[i], 100);
+      ASSERT_EQ(step_back(lub), 0);
+      EXPECT_EQ(position_of(lub), before) << i;
+    }
+    // Behind the end mark: the end condition alone, or the mark and the record before it.
+    for (const bool at_eof : {true, false}) {
+      ASSERT_EQ(move_file(lub, static_cast<i64>(s.bytes.size()) + 1), 0);
+      lub.lub_f_at_eof = at_eof;
+      ASSERT_EQ(step_back(lub), 0);
+      EXPECT_FALSE(lub.lub_f_at_eof);
+      EXPECT_EQ(position_of(lub), s.starts[s.starts.size() - (at_eof ? 1 : 2)]);
+    }
+    close(lub.lub_fd);
+  }
+}
+
+TEST(StepBack, StreamsGoBackByByteOrByRecord) {
+  struct Row {
+    i64 kind, recl, from;
+    bool read;
+    i64 to;  ///< -1: refused
+  };
+  for (const Row& row : {Row{STREAM_BIN_SEQUENTIAL, 0, 5, false, 4}, Row{STREAM_BIN_SEQUENTIAL, 0, 5, true, 4},
+                         Row{STREAM_BIN_SEQUENTIAL, 0, 0, false, 0}, Row{STREAM_FMT_SEQUENTIAL, 4, 9, false, 5},
+                         Row{STREAM_FMT_SEQUENTIAL, 4, 9, true, 8}, Row{STREAM_FMT_SEQUENTIAL, 4, 3, false, 0},
+                         Row{STREAM_FMT_SEQUENTIAL, 0, 9, true, -1}}) {
+    Connection c = layout(RECTYPE_STREAM, row.kind == STREAM_FMT_SEQUENTIAL, 64);
+    c.stream_kind = row.kind;
+    c.recl = row.recl;
+    Loose_Lub unit(memory_file_with("0123456789abcdef"), c);
+    For_Lub& lub = unit.lub();
+    if (row.read) {
+      ASSERT_EQ(for__get_s(&lub, nullptr, nullptr), 0);
+      lub.lub_a_cursor += row.from;
+    } else {
+      ASSERT_EQ(move_file(lub, row.from), 0);
+    }
+    EXPECT_EQ(step_back(lub), row.to < 0 ? int{MSG_BACKSPACE_ERROR} : 0);
+    EXPECT_EQ(position_of(lub), row.to < 0 ? row.from : row.to) << row.kind << ' ' << row.from;
+    close(lub.lub_fd);
+  }
+}
+
+TEST(StepBack, FailureLeavesTheUnitWhereItWas) {
+  const std::string word("\5\0\0\0", 4);
+  struct Row {
+    u8 rectype;
+    std::string bytes;
+    i64 at;
+  };
+  const Row rows[] = {
+      {RECTYPE_VARIABLE, word + "abc", 7},                     // the word in front is text
+      {RECTYPE_VARIABLE, word + "ab" + word, 10},              // a record that begins in front of the file
+      {RECTYPE_VARIABLE, "ab", 2},                             // no room for a word
+      {RECTYPE_STREAM_LF, "one line\n", 9},                    // no line end in front
+      {RECTYPE_STREAM_LF, std::string(200, 'x') + "\n", 201},  // a line longer than the buffer
+      {RECTYPE_STREAM_LF, "", 0},
+  };
+  for (const Row& row : rows) {
+    Connection c = layout(row.rectype, row.rectype == RECTYPE_STREAM_LF, 64);
+    Loose_Lub unit(memory_file_with(row.bytes), c);
+    For_Lub& lub = unit.lub();
+    ASSERT_EQ(move_file(lub, row.at), 0);
+    EXPECT_EQ(step_back(lub), MSG_BACKSPACE_ERROR) << row.bytes;
+    EXPECT_EQ(position_of(lub), row.at) << row.bytes;
+    close(lub.lub_fd);
+  }
+  Loose_Lub closed(memory_file_with("a\nb\nc\n"), layout(RECTYPE_STREAM_LF, true, 64));
+  close(closed->lub_fd);
+  EXPECT_EQ(step_back(closed.lub()), MSG_BACKSPACE_ERROR);
+  EXPECT_EQ(closed->lub_errno, EBADF);
+  // A compatible program takes the file for one record.
+  Connection compat = layout(RECTYPE_STREAM_LF, true, 64);
+  compat.compat = true;
+  Loose_Lub one(memory_file_with("one line\n"), compat);
+  ASSERT_EQ(move_file(one.lub(), 9), 0);
+  EXPECT_EQ(step_back(one.lub()), 0);
+  EXPECT_EQ(position_of(one.lub()), 0);
+  close(one->lub_fd);
+}
+
+}  // namespace

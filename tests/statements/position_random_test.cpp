@@ -1,0 +1,254 @@
+// SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
+//
+// Random statements on one unit, held against a list of records in memory.
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+#include <vector>
+
+#include "fmt_unit.h"
+#include "support/child.h"
+#include "support/open_list.h"
+#include "support/soak.h"
+#include "tamrun/messages.h"
+#include "tamrun/tamrun.h"
+
+namespace {
+
+using namespace tamrun_test;
+
+constexpr int kUnit = 40;
+constexpr i64 kFixed = 24;
+
+struct Layout {
+  const char* recordtype;
+  const char* access;
+  i64 terminator;
+  bool buffered;
+  i64 blocksize;
+};
+
+/// What the file is to hold and where the unit stands in it.
+struct Model {
+  std::vector<std::string> records;
+  size_t at = 0;
+  bool at_eof = false;
+  bool write_open = false;  ///< the last record written is still open
+  size_t read_rest = 0;     ///< bytes taken of the record before `at`, which is still open for reading
+  bool read_open = false;
+
+  void finish_open() { write_open = read_open = false; }
+  i64 bytes(i64 terminator) const {
+    i64 sum = 0;
+    for (const std::string& r : records) sum += static_cast<i64>(r.size()) + terminator;
+    return sum;
+  }
+};
+
+class Random_Unit {
+ public:
+  Random_Unit(const Layout& layout, unsigned seed) : layout_(layout), random_(seed) {
+    KeyList keys;
+    keys.file(dir_.file("data")).status("UNKNOWN").text(KEY_POSITION, "REWIND").text(KEY_RECORDTYPE, layout.recordtype);
+    keys.access(layout.access).form("FORMATTED").number(KEY_BLOCKSIZE, layout.blocksize);
+    keys.text(KEY_BUFFERED, layout.buffered ? "YES" : "NO");
+    if (is_fixed()) keys.number(KEY_RECL, kFixed);
+    EXPECT_EQ(open_unit(kUnit, keys.end()), 0) << layout.recordtype;
+  }
+  ~Random_Unit() { EXPECT_EQ(close_unit(kUnit), 0); }
+
+  void step() {
+    switch (random_() % 16) {
+      case 0:
+      case 1:
+      case 2:
+        return write(false);
+      case 3:
+        return write(true);
+      case 4:
+      case 5:
+      case 6:
+      case 7:
+        return read(false);
+      case 8:
+        return read(true);
+      case 9:
+      case 10:
+      case 11:
+      case 12:
+        return backspace();
+      case 13:
+        return random_() % 4 == 0 ? rewind() : backspace();
+      case 14:
+        return random_() % 8 == 0 ? endfile() : ask_end();
+      default:
+        return inquire();
+    }
+  }
+
+ private:
+  bool is_fixed() const { return std::string(layout_.recordtype) == "FIXED"; }
+
+  std::string some_text() {
+    const unsigned kind = random_() % 32;
+    const size_t length = is_fixed() ? random_() % (kFixed + 1) : kind == 0 ? random_() % 3000 : random_() % 40;
+    std::string text(length, 'x');
+    for (char& byte : text) byte = static_cast<char>('a' + random_() % 26);
+    return text;
+  }
+
+  int transfer(bool writes, const std::string& format, bool advance, ItemList& items) {
+    const For_Fmt_Text text = {static_cast<i64>(format.size()), format.data()};
+    const For_IO_Flags flags = kText | (advance ? 0 : iof_advance_given);
+    For_Context ctx{};
+    items.end();
+    return formatted_call(writes ? for_write_seq_fmt : for_read_seq_fmt, ctx, kUnit, flags, items, &text);
+  }
+
+  void write(bool open) {
+    if (model_.read_open && open) return;
+    // A record of FIXED length may not become longer.
+    const bool continues = model_.write_open;
+    std::string text = some_text();
+    if (continues && is_fixed()) text.resize(std::min(text.size(), kFixed - model_.records.back().size()));
+    ItemList items;
+    if (open) items.text("NO");
+    items.text(text);
+    ASSERT_EQ(transfer(true, "(a)", !open, items), 0);
+    if (continues) {
+      model_.records.back() += text;
+    } else {
+      model_.records.resize(model_.at);
+      model_.records.push_back(text);
+      ++model_.at;
+    }
+    model_.finish_open();
+    model_.write_open = open;
+    model_.at_eof = false;
+    if (!open) pad_last();
+  }
+  void pad_last() {
+    if (is_fixed()) model_.records.back().resize(kFixed, ' ');
+  }
+  /// Any statement but WRITE ends the record that ADVANCE='NO' has left open.
+  void end_written() {
+    if (model_.write_open) pad_last();
+    model_.write_open = false;
+  }
+
+  void read(bool open) {
+    if (model_.write_open && open) return;  // refused
+    end_written();
+    char text[64];
+    std::string format = open ? "(a1)" : "(a64)";
+    ItemList items;
+    if (open) items.text("NO");
+    items.scalar(ITM_CHARACTER, text, open ? 1 : 64);
+    const int result = transfer(false, format, !open, items);
+    const bool continues = model_.read_open;
+    if (!continues && model_.at == model_.records.size()) {
+      ASSERT_EQ(result, FOR_IOS_END);
+      model_.at_eof = true;
+      return;
+    }
+    if (!continues) ++model_.at, model_.read_rest = 0;
+    const std::string rest = model_.records[model_.at - 1].substr(model_.read_rest);
+    model_.at_eof = model_.read_open = false;
+    if (open && rest.empty()) {
+      ASSERT_EQ(result, FOR_IOS_EOR);
+      return;
+    }
+    ASSERT_EQ(result, 0);
+    if (open) {
+      ASSERT_EQ(text[0], rest[0]);
+      model_.read_open = true;
+      ++model_.read_rest;
+    } else {
+      std::string expected = rest.substr(0, 64);
+      expected.resize(64, ' ');
+      ASSERT_EQ(std::string(text, 64), expected);
+    }
+  }
+
+  template <class Entry>
+  int position(Entry entry) {
+    end_written();
+    model_.read_open = false;
+    For_Context ctx{};
+    return entry(&ctx, kUnit, kIostat);
+  }
+  void backspace() {
+    ASSERT_EQ(position(for_backspace), 0);
+    if (!model_.at_eof && model_.at > 0) --model_.at;
+    model_.at_eof = false;
+  }
+  void rewind() {
+    ASSERT_EQ(position(for_rewind), 0);
+    model_.at = 0;
+    model_.at_eof = false;
+  }
+  void endfile() {
+    ASSERT_EQ(position(for_endfile), 0);
+    model_.records.resize(model_.at);
+    model_.at_eof = true;
+  }
+  void ask_end() {
+    end_written();
+    For_Context ctx{};
+    ASSERT_EQ(for_eof(&ctx, kUnit, kIostat), model_.at_eof || model_.at == model_.records.size() ? -1 : 0);
+  }
+
+  void inquire() {
+    char position[10];
+    i64 size = -7;
+    i32 opened = -7, nextrec = -7;
+    ItemList items;
+    items.scalar(ITM_CHARACTER, position, sizeof position).pair(KEY_POSITION, 0);
+    items.pointer(ITM_LOGICAL4, &opened).pair(KEY_OPENED, 0);
+    items.pointer(ITM_INTEGER4, &nextrec).pair(KEY_NEXTREC, 0);
+    const bool with_size = !model_.write_open;
+    if (with_size) items.pointer(ITM_INTEGER8, &size).pair(KEY_SIZE, 0);
+    items.end();
+    For_Context ctx{};
+    ASSERT_EQ(for_inquire(&ctx, kUnit, kIostat, items.list(), items.args()), 0);
+    const bool open_at_start = model_.write_open && model_.at == 1;
+    EXPECT_EQ(std::string(position, 10), model_.at == 0 || open_at_start ? "REWIND    " : "UNDEFINED ");
+    EXPECT_EQ(opened, -1);
+    EXPECT_EQ(nextrec, 0);
+    if (with_size) EXPECT_EQ(size, model_.bytes(layout_.terminator));
+  }
+
+  Temp_Dir dir_;
+  Layout layout_;
+  std::mt19937 random_;
+  Model model_;
+};
+
+constexpr Layout kRandomLayouts[] = {
+    {"STREAM_LF", "SEQUENTIAL", 1, false, 512},   {"STREAM_LF", "SEQUENTIAL", 1, true, 512},
+    {"STREAM_LF", "SEQUENTIAL", 1, true, 8192},   {"STREAM_CR", "SEQUENTIAL", 1, false, 512},
+    {"STREAM_CR", "SEQUENTIAL", 1, true, 512},    {"STREAM_CRLF", "SEQUENTIAL", 2, false, 512},
+    {"STREAM_CRLF", "SEQUENTIAL", 2, true, 8192}, {"FIXED", "SEQUENTIAL", 0, false, 512},
+    {"FIXED", "SEQUENTIAL", 0, true, 512},        {"STREAM_LF", "STREAM", 1, false, 512},
+    {"STREAM_LF", "STREAM", 1, true, 512},
+};
+
+TEST(PositionRandom, StatementsAgreeWithAListOfRecords) {
+  constexpr int kSteps = 400;
+  for (long round = 0; round < soak_cases(2); ++round) {
+    for (const Layout& layout : kRandomLayouts) {
+      SCOPED_TRACE(std::string(layout.recordtype) + ' ' + layout.access + (layout.buffered ? " buffered" : "") + ' ' +
+                   std::to_string(layout.blocksize) + ", seed " + std::to_string(round));
+      Random_Unit unit(layout, static_cast<unsigned>(round));
+      for (int i = 0; i < kSteps && !testing::Test::HasFailure(); ++i) {
+        SCOPED_TRACE("step " + std::to_string(i));
+        unit.step();
+      }
+      if (testing::Test::HasFailure()) return;
+    }
+  }
+}
+
+}  // namespace
