@@ -66,7 +66,7 @@ int end_of_record(For_Lub& lub) {
 /// The list is over, or the record of a non-advancing READ.
 int end_of_list(For_Lub& lub) {
   for__format_free(lub.lub_a_fmt_isb);
-  leave_input_record(lub, stays_in_record(lub));
+  leave_input_record(lub, stays_in_record(lub) && !lub.lub_f_eor_pending);
   const int code = store_size(lub);
   if (lub.lub_f_eor_pending) return end_of_record(lub);
   return code == 0 ? end_statement(lub) : fail_statement(lub, code);
