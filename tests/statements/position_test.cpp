@@ -1,0 +1,341 @@
+// SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
+//
+// REWIND, BACKSPACE, ENDFILE, EOF, FIND, DELETE, UNLOCK and DEFINE FILE: rules, marks and refusals.
+
+#include <errno.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <string.h>
+#include <unistd.h>
+
+#include <string>
+
+#include "core/start.h"
+#include "fmt_unit.h"
+#include "support/child.h"
+#include "support/open_list.h"
+#include "tamrun/messages.h"
+#include "tamrun/tamrun.h"
+#include "units/unit_table.h"
+
+namespace {
+
+using namespace tamrun_test;
+
+typedef int (*Statement)(For_Context*, int, For_IO_Flags, ...);
+
+int run(Statement statement, int unit, For_IO_Flags flags = kIostat) {
+  For_Context ctx{};
+  const int result = statement(&ctx, unit, flags);
+  EXPECT_EQ(ctx.ctx_lub, nullptr);
+  return result;
+}
+
+int put(Fmt_Unit& unit, const std::string& text) {
+  return unit.write("(a)", [&](ItemList& l) { l.text(text); });
+}
+
+/// The next record, or "#" and the result.
+std::string get(Fmt_Unit& unit) {
+  char text[10];
+  const int result = unit.read("(a10)", [&](ItemList& l) { l.scalar(ITM_CHARACTER, text, sizeof text); });
+  if (result != 0) return "#" + std::to_string(result);
+  return std::string(text, sizeof text).substr(0, std::string(text, sizeof text).find_last_not_of(' ') + 1);
+}
+
+TEST(Position, BackspaceCountsTheEndOfTheFileAsARecord) {
+  Fmt_Unit unit({}, "one\ntwo\n");
+  EXPECT_EQ(run(for_backspace, 40), 0);
+  EXPECT_EQ(get(unit), "one");
+  EXPECT_EQ(get(unit), "two");
+  EXPECT_EQ(get(unit), "#-1");
+  EXPECT_TRUE(unit.lub().lub_f_at_eof);
+  EXPECT_EQ(run(for_backspace, 40), 0);
+  EXPECT_EQ(get(unit), "#-1");
+  EXPECT_EQ(run(for_backspace, 40), 0);
+  EXPECT_EQ(run(for_backspace, 40), 0);
+  EXPECT_EQ(get(unit), "two");
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(run(for_backspace, 40), 0);
+  EXPECT_EQ(get(unit), "one");
+  Connection compat;
+  compat.compat = true;
+  Fmt_Unit other(compat, "one\ntwo\nlast\n", 41);
+  while (get(other) != "#-1") continue;
+  EXPECT_EQ(run(for_backspace, 41), 0);
+  EXPECT_EQ(get(other), "last");
+}
+
+TEST(Position, EndfileCutsAndTheNextWriteAppends) {
+  Fmt_Unit unit({}, "one\ntwo\nthree\n");
+  EXPECT_EQ(get(unit), "one");
+  EXPECT_EQ(run(for_endfile, 40), 0);
+  EXPECT_EQ(contents(unit.fd()), "one\n");
+  EXPECT_TRUE(unit.lub().lub_f_at_eof && unit.lub().lub_f_after_endfile);
+  EXPECT_EQ(run(for_backspace, 40), 0);
+  EXPECT_EQ(contents(unit.fd()), "one\n");
+  EXPECT_EQ(put(unit, "more"), 0);
+  EXPECT_EQ(unit.text(), "one\nmore\n");
+  EXPECT_FALSE(unit.lub().lub_f_after_endfile);
+  // The idiom of appending: read to the end, go back over the end, write.
+  EXPECT_EQ(run(for_rewind, 40), 0);
+  while (get(unit) != "#-1") continue;
+  EXPECT_EQ(run(for_backspace, 40), 0);
+  EXPECT_EQ(put(unit, "end"), 0);
+  EXPECT_EQ(unit.text(), "one\nmore\nend\n");
+}
+
+TEST(Position, RewindEndsAppending) {
+  Temp_Dir dir;
+  write_file(dir.file("log"), "one\n");
+  ASSERT_EQ(open_unit(40, KeyList().file(dir.file("log")).status("OLD").access("APPEND").end()), 0);
+  For_Lub& lub = block_of(40);
+  EXPECT_EQ(run(for_rewind, 40), 0);
+  EXPECT_FALSE(lub.lub_f_access_append);
+  EXPECT_TRUE(lub.lub_f_after_rewind && lub.lub_f_truncate_on_write);
+  EXPECT_EQ(lseek(lub.lub_fd, 0, SEEK_CUR), 0);
+  EXPECT_EQ(close_unit(40), 0);
+}
+
+struct Legacy_Row {
+  const char* recordtype;
+  const char* form;
+  const char* cc;
+  std::string mark;
+};
+
+TEST(Position, OldProgramsEndFilesWithARecord) {
+  for (const Legacy_Row& row : {
+           Legacy_Row{"STREAM_LF", "FORMATTED", "LIST", "\x1a\n"},
+           Legacy_Row{"STREAM_CR", "FORMATTED", "NONE", "\x1a\r"},
+           Legacy_Row{"STREAM_CRLF", "FORMATTED", "NONE", "\x1a\r\n"},
+           Legacy_Row{"SEGMENTED", "UNFORMATTED", nullptr, std::string("\1\0\x1a\0", 4)},
+       }) {
+    Temp_Dir dir;
+    const std::string file = dir.file("old");
+    const For_IO_Flags flags = iof_extended | iof_iostat | iof_legacy_defaults;
+    KeyList keys;
+    keys.file(file).status("NEW").form(row.form).text(KEY_RECORDTYPE, row.recordtype);
+    if (row.cc != nullptr) keys.text(KEY_CARRIAGECONTROL, row.cc);
+    keys.number(KEY_RECL, 64);
+    ASSERT_EQ(open_unit(40, keys.end(), flags), 0) << row.recordtype;
+    EXPECT_EQ(run(for_eof, 40, flags), -1);
+    EXPECT_EQ(run(for_endfile, 40, flags), 0) << row.recordtype;
+    EXPECT_FALSE(block_of(40).lub_f_at_eof || block_of(40).lub_f_after_endfile);
+    EXPECT_EQ(read_file(file), row.mark) << row.recordtype;
+    // The position is in front of the mark, which the EOF function knows.
+    EXPECT_EQ(lseek(block_of(40).lub_fd, 0, SEEK_CUR), 0);
+    EXPECT_EQ(run(for_eof, 40, flags), -1) << row.recordtype;
+    ASSERT_EQ(pwrite(block_of(40).lub_fd, "plain text", 10, 0), 10);
+    EXPECT_EQ(run(for_eof, 40, flags), 0) << row.recordtype;
+    EXPECT_EQ(close_unit(40), 0);
+  }
+}
+
+TEST(Position, EofDoesNotMoveTheUnit) {
+  Fmt_Unit unit({}, "one\ntwo\n");
+  EXPECT_EQ(run(for_eof, 40), 0);
+  EXPECT_EQ(get(unit), "one");
+  EXPECT_EQ(run(for_eof, 40), 0);
+  unit.lub().lub_f_true_is_one = 1;
+  EXPECT_EQ(get(unit), "two");
+  EXPECT_EQ(run(for_eof, 40), 1);
+  EXPECT_EQ(get(unit), "#-1");
+  EXPECT_EQ(run(for_eof, 40), 1);
+  EXPECT_TRUE(unit.lub().lub_f_at_eof);
+  EXPECT_EQ(run(for_eof, 444), MSG_UNKNOWN_UNIT_NUMBER);
+}
+
+TAMRUN_CHILD_TEST(Position, TerminalsAndPipesAreLeftAlone) {
+  int argc = 0;
+  for_rtl_init_(&argc, nullptr);
+  const struct {
+    Statement statement;
+    int message;
+  } rows[] = {{for_rewind, MSG_REWIND_NO_OP_ON_TERMINAL},
+              {for_backspace, MSG_BACKSPACE_NO_OP_ON_TERMINAL},
+              {for_eof, MSG_EOF_NO_OP_ON_TERMINAL}};
+  for (const auto& row : rows) EXPECT_EQ(run(row.statement, UNIT_STDIN), row.message);
+  EXPECT_EQ(run(for_rewind, UNIT_STDERR), MSG_REWIND_NO_OP_ON_TERMINAL);
+  // A file redirected to a console unit can be positioned once the unit is connected; a pipe cannot.
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  ASSERT_EQ(dup2(ends[0], STDIN_FILENO), STDIN_FILENO);
+  EXPECT_EQ(run(for_endfile, UNIT_STDIN), MSG_ENDFILE_NO_OP_ON_TERMINAL);
+  Connected_Unit unit(40, ends[1], {});
+  unit.lub().lub_next_rec = 9;
+  EXPECT_EQ(run(for_backspace, 40), MSG_BACKSPACE_ERROR);  // the message is another
+  EXPECT_EQ(run(for_endfile, 40), 0);
+  EXPECT_EQ(run(for_rewind, 40), MSG_REWIND_ERROR);
+  EXPECT_EQ(run(for_eof, 40), MSG_EOF_ILLEGAL_ON_TERMINAL_DEVICE);
+}
+
+TEST(Position, NoOpIsAWarningThatDoesNotEndTheProgram) {
+  const Child_Result child = run_child([] {
+    int argc = 0;
+    for_rtl_init_(&argc, nullptr);
+    EXPECT_EQ(run(for_rewind, UNIT_STDIN, iof_f90_rtl), MSG_REWIND_NO_OP_ON_TERMINAL);
+  });
+  EXPECT_EQ(child.status, 0);
+  EXPECT_NE(child.err.find("tamrtl: warning (499): REWIND is a no-op on terminal device"), std::string::npos)
+      << child.err;
+}
+
+TEST(Position, RefusedByConnection) {
+  struct Row {
+    void (*change)(For_Lub&);
+    Statement statement;
+    int result;
+    const char* text;
+  };
+  const Row rows[] = {
+      {[](For_Lub& l) { l.lub_udio_depth = 1; }, for_rewind, MSG_UDIO_REWIND, "REWIND operation is forbidden"},
+      {[](For_Lub& l) { l.lub_udio_depth = 1; }, for_backspace, MSG_UDIO_BACKSPACE, "BACKSPACE operation is forb"},
+      {[](For_Lub& l) { l.lub_udio_depth = 1; }, for_endfile, MSG_UDIO_ENDFILE, "ENDFILE operation is forbidden"},
+      {[](For_Lub& l) { l.lub_f_keyed = 1; }, for_rewind, MSG_REWIND_ERROR, "REWIND error, unit 40"},
+      {[](For_Lub& l) { l.lub_org = ORG_RELATIVE; }, for_backspace, MSG_BACKSPACE_ERROR, "BACKSPACE error, unit 40"},
+      {[](For_Lub& l) { l.lub_f_direct = 1; }, for_backspace, MSG_BACKSPACE_ERROR, "BACKSPACE error, unit 40"},
+      {[](For_Lub& l) { l.lub_f_stream = 1, l.lub_f_formatted = 0; }, for_backspace, MSG_BACKSPACE_ON_STREAM,
+       "BACKSPACE statement may not be applied"},
+      {[](For_Lub& l) { l.lub_f_sequential = 0; }, for_endfile, MSG_ENDFILE_ERROR, "ENDFILE error, unit 40"},
+      {[](For_Lub& l) {
+         l.lub_f_formatted = 0;
+         l.lub_rectype = RECTYPE_FIXED;
+       },
+       for_endfile, MSG_ENDFILE_ERROR, "ENDFILE error, unit 40"},
+  };
+  for (const Row& row : rows) {
+    Fmt_Unit unit({}, "one\ntwo\n");
+    const For_Lub before = unit.lub();
+    row.change(unit.lub());
+    char text[60];
+    ControlList control;
+    control.iomsg(text, sizeof text).end();
+    For_Context ctx{};
+    EXPECT_EQ(row.statement(&ctx, 40, kIostat | iof_control_list, control.list(), control.args()), row.result)
+        << row.text;
+    EXPECT_EQ(std::string(text, strlen(row.text)), row.text);
+    unit.lub().lub_udio_depth = 0;
+    unit.lub().lub_f_formatted = before.lub_f_formatted;
+    if (unit.lub().lub_f_busy) EXPECT_EQ(for__release_lun(40), 0);
+    EXPECT_EQ(contents(unit.fd()), "one\ntwo\n");
+  }
+}
+
+TEST(Position, ControlListIsThatOfADataTransfer) {
+  Fmt_Unit unit({}, "one\ntwo\n");
+  For_Context ctx{};
+  ControlList pos;
+  pos.pos(1).end();
+  EXPECT_EQ(for_rewind(&ctx, 40, kIostat | iof_control_list, pos.list(), pos.args()), MSG_MIXED_ACCESS);
+  ControlList pad;
+  pad.pad("MAYBE").end();
+  EXPECT_EQ(for_rewind(&ctx, 40, kIostat | iof_control_list, pad.list(), pad.args()), MSG_IO_KEYWORD_VALUE);
+  EXPECT_EQ(run(for_rewind, -400), MSG_INVALID_UNIT);
+}
+
+TAMRUN_CHILD_TEST(Position, EndfileConnectsWhatIsNot) {
+  Temp_Dir dir;
+  ASSERT_EQ(chdir(dir.path().c_str()), 0);
+  EXPECT_EQ(run(for_rewind, 43), 0);
+  EXPECT_EQ(run(for_backspace, 43), 0);
+  EXPECT_NE(access("fort.43", F_OK), 0);
+  EXPECT_EQ(run(for_endfile, 43), 0);
+  EXPECT_EQ(access("fort.43", F_OK), 0);
+  EXPECT_TRUE(block_of(43).lub_f_unformatted && block_of(43).lub_f_at_eof);
+  EXPECT_EQ(close_unit(43), 0);
+}
+
+TEST(Position, FindAndDeleteWorkOnRecordsByNumber) {
+  Temp_Dir dir;
+  const std::string file = dir.file("direct");
+  write_file(file, std::string("aaaabbbbccccdddd"));
+  i16 next = -1;
+  KeyList keys;
+  keys.file(file).status("OLD").access("DIRECT").form("UNFORMATTED").number(KEY_RECL, 1).number(KEY_MAXREC, 3);
+  keys.text(KEY_ORGANIZATION, "RELATIVE").variable(KEY_ASSOCIATEVARIABLE, ITM_INTEGER2, &next);
+  ASSERT_EQ(open_unit(40, keys.end()), 0);
+  For_Lub& lub = block_of(40);
+  const auto find = [](u64 record) {
+    For_Context ctx{};
+    return for_find(&ctx, 40, kIostat, record);
+  };
+  const auto erase = [](u64 record, For_IO_Flags more = 0) {
+    For_Context ctx{};
+    return for_delete(&ctx, 40, kIostat | more, record);
+  };
+  EXPECT_EQ(find(3), 0);
+  EXPECT_EQ(lseek(lub.lub_fd, 0, SEEK_CUR), 8);
+  EXPECT_EQ(next, 3);
+  for (const u64 record : {u64{0}, u64{4}, ~u64{0}}) EXPECT_EQ(find(record), MSG_RECORD_NUMBER_RANGE) << record;
+  EXPECT_EQ(erase(2), 0);
+  EXPECT_EQ(next, 3);
+  EXPECT_EQ(read_file(file), std::string("aaaa\0\0\0\0ccccdddd", 16));
+  EXPECT_EQ(erase(4), MSG_RECORD_NUMBER_RANGE);
+  EXPECT_EQ(erase(1, 1u << 4), MSG_DELETE_ERROR);
+  lub.lub_maxrec = 0;
+  EXPECT_EQ(find(1ull << 40), 0);
+  EXPECT_EQ(find(~u64{0} >> 1), MSG_DELETE_ERROR);
+  EXPECT_EQ(lub.lub_f_busy, 0u);
+  lub.lub_f_legacy_defaults = lub.lub_f_formatted = 1;
+  EXPECT_EQ(erase(1), 0);
+  EXPECT_EQ(read_file(file), std::string("@   \0\0\0\0ccccdddd", 16));
+  lub.lub_org = ORG_SEQUENTIAL;
+  EXPECT_EQ(erase(1), MSG_DELETE_ERROR);
+  lub.lub_f_readonly = 1;
+  EXPECT_EQ(erase(1), MSG_WRITE_READONLY);
+  lub.lub_assoc_var_type = ITM_REAL4;
+  EXPECT_EQ(find(1), MSG_INVALID_ARGUMENT);
+  lub.lub_f_direct = 0;
+  EXPECT_EQ(find(1), MSG_OPEN_REQUIRED);
+  lub.lub_f_formatted = 0;
+  EXPECT_EQ(close_unit(40), 0);
+}
+
+TAMRUN_CHILD_TEST(Position, DefineFileGivesAUnitItsAttributes) {
+  Temp_Dir dir;
+  ASSERT_EQ(chdir(dir.path().c_str()), 0);
+  i32 next = 0;
+  const auto define = [&](int unit, i32 maxrec, i32 recl) {
+    For_Context ctx{};
+    return for_define_file(&ctx, unit, kIostat, maxrec, recl, &next, ITM_INTEGER4);
+  };
+  EXPECT_EQ(define(44, 0, 2), MSG_RECORD_NUMBER_RANGE);
+  EXPECT_EQ(define(44, 5, 0), MSG_RECORD_LENGTH);
+  EXPECT_EQ(define(44, 5, 4), 0);
+  EXPECT_EQ(define(44, 5, 4), MSG_DUPLICATE_FILE_SPEC);
+  For_Lub& lub = block_of(44);
+  EXPECT_TRUE(lub.lub_f_define_file && lub.lub_f_direct && lub.lub_f_unformatted && !lub.lub_f_connected);
+  EXPECT_EQ(lub.lub_recl, 8);
+  For_Context ctx{};
+  EXPECT_EQ(for_find(&ctx, 44, kIostat, 5), 0);  // connects
+  EXPECT_TRUE(lub.lub_f_connected);
+  EXPECT_EQ(next, 5);
+  EXPECT_EQ(lseek(lub.lub_fd, 0, SEEK_CUR), 4 * lub.lub_rec_bytes);
+  EXPECT_EQ(lub.lub_rec_bytes, 8);
+  EXPECT_EQ(for_find(&ctx, 44, kIostat, 6), MSG_RECORD_NUMBER_RANGE);
+  EXPECT_EQ(define(44, 5, 4), MSG_UNIT_ALREADY_OPEN);
+  EXPECT_EQ(for_unlock(&ctx, 44, kIostat), 0);
+  EXPECT_EQ(for_unlock(&ctx, 45, kIostat), 0);
+  EXPECT_EQ(for_unlock(&ctx, -400, kIostat), MSG_INVALID_UNIT);
+  EXPECT_EQ(close_unit(44), 0);
+}
+
+TEST(Position, FailuresOfTheSystemAreToldWithTheirCause) {
+  const Child_Result child = run_child([] {
+    Connection buffered;
+    buffered.buffered = true;
+    Fmt_Unit unit(buffered, "one\ntwo\nthree\n");
+    while (get(unit) != "#-1") continue;
+    EXPECT_EQ(run(for_backspace, 40), 0);
+    EXPECT_EQ(for__flush_readahead(&unit.lub(), 0), 0);
+    const int unreadable = open(("/proc/self/fd/" + std::to_string(unit.fd())).c_str(), O_WRONLY);
+    EXPECT_EQ(lseek(unreadable, 0, SEEK_END), 14);
+    EXPECT_EQ(dup2(unreadable, unit.fd()), unit.fd());
+    (void)run(for_backspace, 40, iof_f90_rtl);
+  });
+  EXPECT_EQ(child.status, MSG_BACKSPACE_ERROR);
+  EXPECT_NE(child.err.find("tamrtl: Bad file descriptor"), std::string::npos) << child.err;
+  EXPECT_NE(child.err.find("severe (23): BACKSPACE error, unit 40"), std::string::npos) << child.err;
+}
+
+}  // namespace
