@@ -1,0 +1,432 @@
+// SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
+//
+// INQUIRE by unit, file and directory: every specifier on connections of every kind.
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <string.h>
+#include <sys/prctl.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <map>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "core/start.h"
+#include "support/child.h"
+#include "support/open_list.h"
+#include "tamrun/hooks.h"
+#include "tamrun/messages.h"
+#include "tamrun/tamrun.h"
+#include "units/unit_table.h"
+
+namespace {
+
+using namespace tamrun_test;
+
+constexpr For_IO_Flags kModern = kIostat, kOld = iof_extended | iof_iostat;
+
+/// What the question is about.
+struct About {
+  int unit = -4000;
+  std::string file, directory;
+};
+
+int inquire(const About& about, ItemList& items, For_IO_Flags flags) {
+  if (!about.file.empty()) items.text(about.file).pair(KEY_FILE, 0);
+  if (!about.directory.empty()) items.text(about.directory).pair(KEY_DIRECTORY, 0);
+  items.end();
+  For_Context ctx{};
+  const int result = for_inquire(&ctx, about.unit, flags, items.list(), items.args());
+  EXPECT_EQ(ctx.ctx_lub, nullptr);
+  return result;
+}
+
+std::string text(const About& about, u8 key, For_IO_Flags flags = kModern) {
+  std::string answer(60, '#');
+  ItemList items;
+  items.scalar(ITM_CHARACTER, answer.data(), static_cast<i64>(answer.size())).pair(key, 0);
+  const int result = inquire(about, items, flags);
+  if (result != 0) return "message " + std::to_string(result);
+  return answer.substr(0, answer.find_last_not_of(' ') + 1);
+}
+
+i64 number(const About& about, u8 key, For_IO_Flags flags = kModern, u8 type = ITM_INTEGER8) {
+  i64 answer = 0;
+  ItemList items;
+  items.pointer(type, &answer).pair(key, 0);
+  EXPECT_EQ(inquire(about, items, flags), 0) << int{key};
+  return answer;
+}
+i64 truth(const About& about, u8 key, For_IO_Flags flags = kModern) { return number(about, key, flags, ITM_LOGICAL8); }
+
+constexpr u8 kTextKeys[] = {
+    KEY_ACCESS,     KEY_ACTION,  KEY_ASYNCHRONOUS, KEY_BINARY,     KEY_BLANK,    KEY_BUFFERED, KEY_CARRIAGECONTROL,
+    KEY_CONVERT,    KEY_DECIMAL, KEY_DELIM,        KEY_DIRECT,     KEY_ENCODING, KEY_FORM,     KEY_FORMATTED,
+    KEY_KEYED,      KEY_MODE,    KEY_ORGANIZATION, KEY_PAD,        KEY_POSITION, KEY_READ,     KEY_READWRITE,
+    KEY_WRITE,      KEY_ROUND,   KEY_RECORDTYPE,   KEY_SEQUENTIAL, KEY_SHARE,    KEY_SIGN,     KEY_STREAM,
+    KEY_UNFORMATTED};
+
+/// Answers in the order of kTextKeys.
+using Answers = std::vector<const char*>;
+
+void check_texts(const std::string& what, const About& about, const Answers& expected, For_IO_Flags flags = kModern) {
+  ASSERT_EQ(expected.size(), std::size(kTextKeys));
+  for (size_t i = 0; i < expected.size(); ++i)
+    EXPECT_EQ(text(about, kTextKeys[i], flags), expected[i]) << what << ", key " << int{kTextKeys[i]};
+}
+
+TAMRUN_CHILD_TEST(Inquire, WordsOfEveryKindOfConnection) {
+  Temp_Dir dir;
+  const std::string file = dir.file("f");
+  const char* const u = "UNDEFINED";
+  const char* const q = "UNKNOWN";
+  check_texts("no unit", {-400},
+              {u, u, u, q, u, q, q, q, u, u, q, q, u, q, q, q, q, "YES", u, q, q, q, u, q, q, q, u, q, q});
+  check_texts("no unit, old", {-400},
+              {q, u, u, q, q, q, q, q, u, u, q, q, q, q, q, q, q, "YES", u, q, q, q, u, q, q, q, u, q, q}, kOld);
+  check_texts("not connected", {40},
+              {u, u, u, q, u, q, q, q, u, u, q, q, u, q, q, q, q, "YES", u, q, q, q, u, q, q, q, u, q, q});
+  ASSERT_EQ(open_unit(40, KeyList().file(file).status("UNKNOWN").end()), 0);
+  check_texts("sequential", {40}, {"SEQUENTIAL", "READWRITE",  "NO",
+                                   "NO",         "NULL",       "NO",
+                                   "LIST",       "NATIVE",     "POINT",
+                                   "NONE",       "NO",         q,
+                                   "FORMATTED",  "YES",        "NO",
+                                   "READWRITE",  "SEQUENTIAL", "YES",
+                                   "ASIS",       "YES",        "YES",
+                                   "YES",        "NEAREST",    "STREAM_LF",
+                                   "YES",        "NODENY",     "PROCESSOR_DEFINED",
+                                   "NO",         "NO"});
+  EXPECT_EQ(close_unit(40), 0);
+  KeyList modes;
+  modes.file(file).status("OLD").text(KEY_ACTION, "READ").text(KEY_BLANK, "ZERO").text(KEY_DECIMAL, "COMMA");
+  modes.text(KEY_DELIM, "QUOTE").text(KEY_ENCODING, "UTF-8").text(KEY_PAD, "NO").text(KEY_POSITION, "REWIND");
+  modes.text(KEY_ROUND, "ZERO").text(KEY_SIGN, "SUPPRESS").text(KEY_RECORDTYPE, "STREAM_CRLF");
+  modes.text(KEY_BUFFERED, "YES").text(KEY_CARRIAGECONTROL, "FORTRAN");
+  ASSERT_EQ(open_unit(40, modes.end()), 0);
+  check_texts("modes", {40}, {"SEQUENTIAL", "READ",   "NO",       "NO",    "ZERO",      "YES", "FORTRAN", "NATIVE",
+                              "COMMA",      "QUOTE",  "NO",       "UTF-8", "FORMATTED", "YES", "NO",      "READ",
+                              "SEQUENTIAL", "NO",     "REWIND",   "YES",   "NO",        "NO",  "ZERO",    "STREAM_CRLF",
+                              "YES",        "NODENY", "SUPPRESS", "NO",    "NO"});
+  EXPECT_EQ(close_unit(40), 0);
+  KeyList direct;
+  direct.file(file)
+      .status("OLD")
+      .access("DIRECT")
+      .form("UNFORMATTED")
+      .number(KEY_RECL, 4)
+      .text(KEY_CONVERT, "BIG_ENDIAN");
+  direct.text(KEY_SHARE, "DENYNONE");
+  ASSERT_EQ(open_unit(40, direct.end()), 0);
+  check_texts("direct", {40},
+              {"DIRECT", "READWRITE", "NO",  "NO",          u,    "NO",    "NONE",      "BIG_ENDIAN", u,
+               u,        "YES",       u,     "UNFORMATTED", "NO", "NO",    "READWRITE", "SEQUENTIAL", "YES",
+               u,        "YES",       "YES", "YES",         u,    "FIXED", "NO",        "DENYNONE",   u,
+               "NO",     "YES"});
+  For_Context ctx{};
+  EXPECT_EQ(for_rewind(&ctx, 40, kModern), 0);
+  EXPECT_EQ(text({40}, KEY_POSITION), "REWIND");
+  EXPECT_EQ(text({40}, KEY_POSITION), "REWIND");  // INQUIRE is no positioning statement
+  EXPECT_EQ(close_unit(40), 0);
+  ASSERT_EQ(open_unit(40, KeyList().file(file).status("OLD").access("STREAM").text(KEY_ACTION, "WRITE").end()), 0);
+  check_texts("stream", {40},
+              {"STREAM", "WRITE",       "NO",  "NO",     u,       "NO",         "NONE", "NATIVE", u,    u,    "NO",
+               u,        "UNFORMATTED", "NO",  "NO",     "WRITE", "SEQUENTIAL", "YES",  "ASIS",   "NO", "NO", "YES",
+               u,        "STREAM",      "YES", "NODENY", u,       "YES",        "YES"});
+  EXPECT_EQ(close_unit(40), 0);
+}
+
+TAMRUN_CHILD_TEST(Inquire, WordsOfFields) {
+  Temp_Dir dir;
+  ASSERT_EQ(open_unit(40, KeyList().file(dir.file("f")).status("UNKNOWN").end()), 0);
+  For_Lub& lub = block_of(40);
+  struct Row {
+    u8 key;
+    u8 For_Lub::*field;
+    std::vector<const char*> words;  ///< by value
+  };
+  lub.lub_f_convert = 1;
+  const Row rows[] = {
+      {KEY_CONVERT, &For_Lub::lub_convert, {"LITTLE_ENDIAN", "VAXG", "VAXD", "IBM", "CRAY", "FDX", "FGX"}},
+      {KEY_CARRIAGECONTROL, &For_Lub::lub_cc, {"UNKNOWN", "FORTRAN", "LIST", "NONE"}},
+      {KEY_DECIMAL, &For_Lub::lub_decimal, {"POINT", "POINT", "COMMA"}},
+      {KEY_ORGANIZATION, &For_Lub::lub_org, {"UNKNOWN", "SEQUENTIAL", "RELATIVE", "INDEXED"}},
+      {KEY_RECORDTYPE,
+       &For_Lub::lub_rectype,
+       {"UNKNOWN", "FIXED", "VARIABLE", "SEGMENTED", "VARIABLE", "STREAM", "STREAM_LF", "STREAM_CR", "STREAM_CRLF"}},
+      {KEY_ROUND, &For_Lub::lub_round, {"NEAREST", "UP", "DOWN", "ZERO", "NEAREST", "COMPATIBLE", "PROCESSOR_DEFINED"}},
+      {KEY_SIGN, &For_Lub::lub_sign, {"PROCESSOR_DEFINED", "PROCESSOR_DEFINED", "PLUS", "SUPPRESS"}},
+  };
+  for (const Row& row : rows) {
+    const u8 kept = lub.*row.field;
+    for (size_t i = 0; i < row.words.size(); ++i) {
+      lub.*row.field = static_cast<u8>(i);
+      EXPECT_EQ(text({40}, row.key), row.words[i]) << int{row.key};
+    }
+    lub.*row.field = kept;
+  }
+  lub.lub_f_convert = 0;
+  for (const auto& [delim, word] :
+       std::map<char, std::string>{{'\'', "APOSTROPHE"}, {'"', "QUOTE"}, {'\0', "NONE"}, {'x', "message 48"}}) {
+    lub.lub_delim = static_cast<u8>(delim);
+    EXPECT_EQ(text({40}, KEY_DELIM), word);
+  }
+  lub.lub_delim = 0;
+  EXPECT_EQ(close_unit(40), 0);
+}
+
+TAMRUN_CHILD_TEST(Inquire, NumbersAndTruths) {
+  Temp_Dir dir;
+  const std::string file = dir.file("f");
+  EXPECT_EQ(truth({40}, KEY_EXIST), -1);
+  EXPECT_EQ(truth({-400}, KEY_EXIST), 0);
+  EXPECT_EQ(truth({40}, KEY_OPENED), 0);
+  EXPECT_EQ(number({40}, KEY_NUMBER), -1);
+  EXPECT_EQ(number({40}, KEY_NUMBER, kOld), 40);
+  EXPECT_EQ(number({-400}, KEY_NUMBER, kOld), 0);
+  EXPECT_EQ(number({-400}, KEY_RECL), 0);
+  EXPECT_EQ(number({40}, KEY_RECL_LATER), -1);
+  EXPECT_EQ(number({40}, KEY_SIZE), -1);
+  ASSERT_EQ(open_unit(40, KeyList().file(file).status("NEW").number(KEY_RECL, 50).text(KEY_BUFFERED, "YES").end()), 0);
+  For_Lub& lub = block_of(40);
+  EXPECT_EQ(truth({40}, KEY_OPENED), -1);
+  EXPECT_EQ(truth({40}, KEY_NAMED), -1);
+  EXPECT_EQ(truth({40}, KEY_PENDING), 0);
+  EXPECT_EQ(text({40}, KEY_NAME), file);
+  EXPECT_EQ(number({40}, KEY_NUMBER), 40);
+  EXPECT_EQ(number({40}, KEY_RECL), 50);
+  EXPECT_EQ(number({40}, KEY_RECL_LATER), 50);
+  EXPECT_EQ(number({40}, KEY_NEXTREC), 0);
+  EXPECT_EQ(number({40}, KEY_POS), 0);
+  EXPECT_EQ(number({40}, KEY_UNREAD66), 0);
+  EXPECT_EQ(number({40}, KEY_BLOCKSIZE), lub.lub_blocksize);
+  lub.lub_f_true_is_one = 1;
+  EXPECT_EQ(truth({40}, KEY_OPENED), 1);
+  // Output that is still held counts in SIZE=.
+  memcpy(lub.lub_a_buffer, "held\n", 5);
+  lub.lub_a_cursor = lub.lub_a_buffer + 5;
+  EXPECT_EQ(for__write_output(&lub, lub.lub_a_buffer, 5), 1);
+  EXPECT_EQ(read_file(file), "");
+  EXPECT_EQ(number({40}, KEY_SIZE), 5);
+  EXPECT_EQ(number({-4000, file, ""}, KEY_SIZE), 5);
+  EXPECT_EQ(close_unit(40), 0);
+  ASSERT_EQ(open_unit(40, KeyList().file(file).status("OLD").access("STREAM").end()), 0);
+  EXPECT_EQ(number({40}, KEY_POS), 1);
+  EXPECT_EQ(number({40}, KEY_RECL), INT64_MAX);
+  EXPECT_EQ(number({40}, KEY_RECL, kModern, ITM_INTEGER4), 0xffffffff);
+  EXPECT_EQ(number({40}, KEY_RECL_LATER), -2);
+  block_of(40).lub_file_pos = 1ll << 40;
+  EXPECT_EQ(number({40}, KEY_POS), (1ll << 40) + 1);
+  EXPECT_EQ(close_unit(40), 0);
+  KeyList direct;
+  direct.status("SCRATCH").access("DIRECT").form("UNFORMATTED").number(KEY_RECL, 4);
+  ASSERT_EQ(open_unit(40, direct.end()), 0);
+  EXPECT_EQ(number({40}, KEY_NEXTREC), 1);
+  EXPECT_EQ(number({40}, KEY_RECL), 4);
+  EXPECT_EQ(truth({40}, KEY_NAMED), 0);
+  EXPECT_EQ(close_unit(40), 0);
+}
+
+TAMRUN_CHILD_TEST(Inquire, ByFileFindsTheUnitUnderAnySpelling) {
+  Temp_Dir dir;
+  const std::string file = dir.file("f");
+  EXPECT_EQ(truth({0, file, ""}, KEY_EXIST), 0);
+  EXPECT_EQ(number({0, file, ""}, KEY_NUMBER), -1);
+  EXPECT_EQ(text({0, file, ""}, KEY_NAME), file);
+  EXPECT_EQ(truth({0, file, ""}, KEY_NAMED), -1);
+  write_file(file, "seven\n");
+  ASSERT_EQ(symlink("f", dir.file("link").c_str()), 0);
+  EXPECT_EQ(truth({0, file, ""}, KEY_EXIST), -1);
+  EXPECT_EQ(truth({0, file, ""}, KEY_OPENED), 0);
+  EXPECT_EQ(number({0, file, ""}, KEY_SIZE), 6);
+  for (const int unit : {43, 4711}) {
+    ASSERT_EQ(open_unit(unit, KeyList().file(file).status("OLD").end()), 0);
+    for (const std::string& name : {file, dir.path() + "/./f", dir.file("link")}) {
+      EXPECT_EQ(truth({0, name, ""}, KEY_OPENED), -1) << name;
+      EXPECT_EQ(number({0, name, ""}, KEY_NUMBER), unit) << name;
+      EXPECT_EQ(text({0, name, ""}, KEY_NAME), file);
+    }
+    EXPECT_EQ(truth({0, dir.file("other"), ""}, KEY_OPENED), 0);
+    EXPECT_EQ(close_unit(unit), 0);
+  }
+  // DEFAULTFILE= completes the name; what is found tells its path.
+  std::string path(60, '#');
+  i32 exists = 7;
+  ItemList items;
+  items.text(dir.path()).pair(KEY_DEFAULTFILE, 0).scalar(ITM_CHARACTER, path.data(), 60).pair(KEY_FULL_PATH, 0);
+  items.pointer(ITM_LOGICAL4, &exists).pair(KEY_EXIST, 0);
+  EXPECT_EQ(inquire({0, "f", ""}, items, kModern | iof_true_is_one), 0);
+  EXPECT_EQ(path.substr(0, file.size() + 1), file + " ");
+  EXPECT_EQ(exists, 1);
+  EXPECT_EQ(truth({0, dir.path(), ""}, KEY_EXIST), 0);
+  EXPECT_EQ(truth({0, "", dir.path()}, KEY_EXIST), -1);
+  EXPECT_EQ(truth({0, "", file}, KEY_EXIST), 0);
+  EXPECT_EQ(text({0, "", dir.path()}, KEY_FULL_PATH), dir.path());
+}
+
+TAMRUN_CHILD_TEST(Inquire, AFailingNameIsReportedBehindTheAnswers) {
+  i32 opened = 7, exists = 7;
+  char message[30];
+  ItemList items;
+  items.pointer(ITM_LOGICAL4, &opened).pair(KEY_OPENED, 0).pointer(ITM_LOGICAL4, &exists).pair(KEY_EXIST, 0);
+  items.scalar(ITM_CHARACTER, message, sizeof message).pair(KEY_IOMSG, 0);
+  EXPECT_EQ(inquire({0, std::string(5000, 'x'), ""}, items, kModern), MSG_PATH_TOO_LONG);
+  EXPECT_EQ(opened, 0);
+  EXPECT_EQ(exists, 0);
+  EXPECT_NE(message[0], '#');
+}
+
+TEST(Inquire, RefusesWhatIsNoQuestion) {
+  i64 value = 7;
+  const struct {
+    u8 type, key;
+  } rows[] = {{ITM_REAL8, KEY_EXIST},       {ITM_INTEGER8, KEY_NAME},    {ITM_INTEGER8, 3},  {ITM_INTEGER8, 0},
+              {ITM_INTEGER8, KEY_LAST + 1}, {ITM_INTEGER8, KEY_NEWUNIT}, {ITM_REAL8, KEY_ID}};
+  for (const auto& row : rows) {
+    ItemList items;
+    items.pointer(row.type, &value).pair(row.key, 0);
+    EXPECT_EQ(inquire({40}, items, kModern), MSG_INVALID_ARGUMENT) << int{row.key};
+    EXPECT_EQ(value, 7);
+  }
+  for (const u8 type : {ITM_INTEGER1, ITM_UNSIGNED1, ITM_INTEGER2, ITM_UNSIGNED2, ITM_INTEGER4, ITM_LOGICAL,
+                        ITM_UNSIGNED4, ITM_LOGICAL1, ITM_LOGICAL2, ITM_LOGICAL4}) {
+    i64 all = -1;
+    ItemList items;
+    items.pointer(type, &all).pair(KEY_OPENED, 0);
+    EXPECT_EQ(inquire({40}, items, kModern), 0);
+    EXPECT_EQ(all, static_cast<i64>(~0ull << 8 * for__dsc_itm_table[type].size)) << int{type};
+  }
+}
+
+TAMRUN_CHILD_TEST(Inquire, ConsoleUnitsBeforeTheirFirstStatement) {
+  setenv("FOR_PRINT", "/dev/null", 1);
+  int argc = 0;
+  for_rtl_init_(&argc, nullptr);
+  EXPECT_EQ(truth({UNIT_STDOUT}, KEY_OPENED), 0);
+  EXPECT_EQ(text({UNIT_STDOUT}, KEY_NAME), "");
+  EXPECT_EQ(truth({UNIT_STDOUT}, KEY_EXIST), -1);
+  EXPECT_EQ(block_of(UNIT_PRINT).lub_default_state, u32{DEFAULT_UNCONNECTED});
+  EXPECT_EQ(truth({UNIT_PRINT}, KEY_OPENED), 0);
+  EXPECT_EQ(block_of(UNIT_PRINT).lub_default_state, u32{DEFAULT_FROM_ENV});
+  EXPECT_EQ(truth({UNIT_INTERNAL_TOP}, KEY_EXIST), 0);
+}
+
+TAMRUN_CHILD_TEST(Inquire, WithinAStatementOfTheSameThread) {
+  Temp_Dir dir;
+  ASSERT_EQ(open_unit(40, KeyList().file(dir.file("f")).status("NEW").end()), 0);
+  For_Context ctx{};
+  ItemList first, rest;
+  first.text("one").more();
+  rest.text("two").end();
+  ASSERT_EQ(for_write_seq_lis(&ctx, 40, kModern, first.list(), first.args()), 0);
+  EXPECT_EQ(truth({40}, KEY_OPENED), -1);
+  EXPECT_EQ(number({40}, KEY_SIZE), 0);
+  EXPECT_EQ(truth({0, dir.file("f"), ""}, KEY_OPENED), -1);
+  ASSERT_EQ(ctx.ctx_lub, &block_of(40));
+  ASSERT_EQ(for_write_seq_lis_xmit(&ctx, rest.list(), rest.args()), 0);
+  EXPECT_EQ(close_unit(40), 0);
+  EXPECT_EQ(read_file(dir.file("f")), " onetwo\n");
+}
+
+/// From here on the kernel serves nothing but the end of the thread.
+void forbid_system_calls() {
+  sock_filter program[] = {
+      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, 0),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_exit, 0, 1),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_KILL_PROCESS),
+  };
+  sock_fprog filter = {std::size(program), program};
+  prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
+  prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter, 0, 0);
+}
+
+TEST(Inquire, ByUnitCallsTheSystemForSizeOnly) {
+  constexpr int kDone = 42;
+  for (const bool with_size : {false, true}) {
+    const Child_Result child = run_child([with_size] {
+      Temp_Dir dir;
+      if (open_unit(40, KeyList().file(dir.file("f")).status("NEW").end()) != 0) return;
+      char words[std::size(kTextKeys) + 1][20];
+      i64 values[10];
+      ItemList items;
+      for (size_t i = 0; i < std::size(kTextKeys); ++i)
+        items.scalar(ITM_CHARACTER, words[i], sizeof words[i]).pair(kTextKeys[i], 0);
+      items.scalar(ITM_CHARACTER, words[std::size(kTextKeys)], 20).pair(KEY_NAME, 0);
+      int used = 0;
+      for (const u8 key : {KEY_EXIST, KEY_OPENED, KEY_NUMBER, KEY_NAMED, KEY_RECL, KEY_NEXTREC, KEY_POS, KEY_PENDING})
+        items.pointer(ITM_INTEGER8, &values[used++]).pair(key, 0);
+      if (with_size) items.pointer(ITM_INTEGER8, &values[used]).pair(KEY_SIZE, 0);
+      items.end();
+      unlink(dir.file("f").c_str());
+      rmdir(dir.path().c_str());
+      forbid_system_calls();
+      For_Context ctx{};
+      const int result = for_inquire(&ctx, 40, kModern, items.list(), items.args());
+      syscall(SYS_exit, result == 0 && values[1] == -1 ? kDone : 1);
+    });
+    if (with_size)
+      EXPECT_EQ(child.signal, SIGSYS);
+    else
+      EXPECT_EQ(child.status, kDone) << child.signal;
+  }
+}
+
+TAMRUN_CHILD_TEST(InquireThreads, UnitsThatOthersOpenWriteAndClose) {
+  constexpr int kThreads = 4, kRounds = 150;
+  Temp_Dir dir;
+  ASSERT_EQ(chdir(dir.path().c_str()), 0);  // a WRITE may connect its unit itself
+  std::atomic<int> wrong{0};
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    threads.emplace_back([&dir, &wrong, t] {
+      unsigned seed = static_cast<unsigned>(t);
+      for (int i = 0; i < kRounds; ++i) {
+        // Units 60 to 62 are everybody's, in both parts of the table; the last is the thread's own.
+        const int shared[] = {60, 61, 4000, 70 + t};
+        const int unit = shared[rand_r(&seed) % 4];
+        const std::string file = dir.file("f" + std::to_string(unit));
+        For_Context ctx{};
+        switch (rand_r(&seed) % 5) {
+          case 0:
+            (void)open_unit(unit, KeyList().file(file).status("UNKNOWN").text(KEY_BUFFERED, "YES").end());
+            break;
+          case 1: {
+            ItemList items;
+            items.text("record").end();
+            (void)for_write_seq_lis(&ctx, unit, kModern, items.list(), items.args());
+            break;
+          }
+          case 2:
+            (void)for_rewind(&ctx, unit, kModern);
+            break;
+          case 3: {
+            i32 opened = 7;
+            i64 size = 7;
+            ItemList items;
+            items.pointer(ITM_LOGICAL4, &opened).pair(KEY_OPENED, 0).pointer(ITM_INTEGER8, &size).pair(KEY_SIZE, 0);
+            const bool by_file = rand_r(&seed) % 2 == 0;
+            if (inquire(by_file ? About{0, file, ""} : About{unit}, items, kModern) != 0) ++wrong;
+            if (opened != 0 && opened != -1) ++wrong;
+            if (opened == -1 && size < 0) ++wrong;
+            break;
+          }
+          default:
+            (void)close_unit(unit);
+        }
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(wrong, 0);
+  for (const int unit : {60, 61, 4000, 70, 71, 72, 73}) (void)close_unit(unit);
+}
+
+}  // namespace
