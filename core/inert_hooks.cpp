@@ -32,8 +32,10 @@ int for__aio_pending(For_Lub*, const i64*, int* pending) { return *pending = 0; 
 int for__aio_park_failure(For_Lub*, int, int) { return 0; }
 
 int for__udio_lis(For_Lub*, For_Value_Info*, int, int) { return MSG_INVALID_ARGUMENT; }
-int for__finish_ufseq_write(For_Lub*) { return 0; }
 int for__udio_fmt(For_Lub* lub, For_Value_Info*, int, int) {
+  return report_failure(FOR_IOR_RELEASE, MSG_INVALID_ARGUMENT, MSG_INVALID_ARGUMENT, lub);
+}
+int for__udio_uf(For_Lub* lub, For_Value_Info*, int) {
   return report_failure(FOR_IOR_RELEASE, MSG_INVALID_ARGUMENT, MSG_INVALID_ARGUMENT, lub);
 }
 

@@ -16,6 +16,8 @@
 
 #include "core/failure.h"
 #include "records/buffer.h"
+#include "records/for_get_unf.h"
+#include "records/input_window.h"
 #include "records/record_frame.h"
 #include "tamrun/hooks.h"
 #include "tamrun/messages.h"
@@ -23,39 +25,11 @@
 namespace {
 
 constexpr u8 kLf = '\n', kCr = '\r';
-constexpr u8 kCtrlZ = 26;        ///< alone in its record it ends the file
-constexpr i64 kSegmentWord = 2;  ///< bytes of the count in front of a segment
+constexpr u8 kCtrlZ = 26;  ///< alone in its record it ends the file
 
 /// True when this image of a coarray program may not read the unit: standard input belongs to the first.
 bool input_belongs_to_other_image(const For_Lub& lub) {
   return lub.lub_unit_copy == UNIT_READ && for_rtl_PGAS_THIS_IMAGE != nullptr && for_rtl_PGAS_THIS_IMAGE() > 1;
-}
-
-/// Reads up to `wanted` bytes behind those that no record has taken, which move to the buffer's start: 0 or
-/// MSG_READ_ERROR. A failure behind some bytes waits for the next read.
-int fill(For_Lub& lub, i64 wanted, i64* got) {
-  const i64 kept = unread_bytes(lub);
-  if (kept > 0 && lub.lub_a_read_next != lub.lub_a_buffer) memmove(lub.lub_a_buffer, lub.lub_a_read_next, kept);
-  lub.lub_disk_pos += lub.lub_rec_buffered;
-  const int ok = for__read_input(lub.lub_fd, lub.lub_a_buffer + kept, wanted, got, &lub);
-  if (!ok) lub.lub_errno = errno;
-  lub.lub_rec_buffered = *got;
-  lub.lub_span_left = kept;
-  lub.lub_span_bytes = kept + *got;
-  lub.lub_a_cursor = lub.lub_a_rec_end = lub.lub_a_read_next = lub.lub_a_buffer;
-  lub.lub_a_read_end = lub.lub_a_buffer + kept + *got;
-  lub.lub_read_ahead = kept + *got;
-  lub.lub_f_read_ahead = 1;
-  return ok || *got > 0 ? 0 : MSG_READ_ERROR;
-}
-
-/// Makes the bytes from lub_a_read_next to `end` the record's data. The next record begins at `next`.
-void take_record(For_Lub& lub, u8* data, u8* end, u8* next) {
-  lub.lub_a_cursor = data;
-  lub.lub_a_rec_end = end;
-  lub.lub_a_read_next = next;
-  lub.lub_read_ahead = lub.lub_a_read_end - next;
-  lub.lub_f_read_ahead = 1;
 }
 
 /// Enlarges the buffer for a record that outgrows it: 0 or MSG_NO_BUFFER_MEMORY.
@@ -121,7 +95,7 @@ int get_line(For_Lub& lub) {
     if (full && 2 * lub.lub_rec_bytes <= lub.lub_buffer_size) lub.lub_rec_bytes *= 2;
     const i64 wanted = line_read_size(lub, source);
     i64 got = 0;
-    if (int code = fill(lub, wanted, &got)) return code;
+    if (int code = fill_window(lub, wanted, &got)) return code;
     if (got == 0) {
       if (unread == 0) return MSG_END_OF_FILE;
       take_record(lub, lub.lub_a_read_next, lub.lub_a_read_end, lub.lub_a_read_end);
@@ -142,7 +116,7 @@ int get_stream(For_Lub& lub) {
   i64 got = 0;
   int code = 0;
   if (target == nullptr) {
-    code = fill(lub, lub.lub_buffer_size, &got);
+    code = fill_window(lub, lub.lub_buffer_size, &got);
   } else {
     lub.lub_disk_pos += lub.lub_rec_buffered;
     if (!for__read_input(lub.lub_fd, target, lub.lub_user_target_len, &got, &lub)) {
@@ -160,21 +134,6 @@ int get_stream(For_Lub& lub) {
   return got == 0 ? MSG_END_OF_FILE : 0;
 }
 
-/// Brings bytes until `needed` are there: 0, MSG_READ_ERROR or MSG_NO_BUFFER_MEMORY. Fewer are there when the file has
-/// no more. The buffer grows with what has come, never by what a length word promises.
-int bring(For_Lub& lub, i64 needed) {
-  constexpr i64 kSlack = 4;  ///< the length word of the record behind
-  while (unread_bytes(lub) < needed) {
-    if (unread_bytes(lub) == lub.lub_buffer_size) {
-      if (int code = grow(lub, std::min(2 * lub.lub_buffer_size, needed + kSlack))) return code;
-    }
-    i64 got = 0;
-    if (int code = fill(lub, lub.lub_buffer_size - unread_bytes(lub), &got)) return code;
-    if (got == 0) break;
-  }
-  return 0;
-}
-
 /// What the control bytes of a counted record tell.
 struct Counted {
   i64 lead;   ///< bytes in front of the data
@@ -183,14 +142,11 @@ struct Counted {
   i64 whole() const { return lead + data + trail; }
 };
 
-void decode_length_word(For_Lub& lub, Counted& record) {
-  u32 word;
-  memcpy(&word, lub.lub_a_read_next, sizeof word);
-  if (lub.lub_f_big_endian_words) word = __builtin_bswap32(word);
-  const i64 length = static_cast<i32>(word);
+/// Data bytes of the VARIABLE record at lub_a_read_next. A formatted record is one subrecord, whatever the sign says.
+i64 leading_length(For_Lub& lub) {
+  const i64 length = length_word(lub, lub.lub_a_read_next);
   lub.lub_f_rec_continued = length < 0;
-  lub.lub_rec_left = record.data = length < 0 ? -length : length;
-  record.trail = kLengthWord;
+  return length < 0 ? -length : length;
 }
 
 /// The count in front of a segment, little-endian whatever CONVERT says: 0, or the failure of bring.
@@ -199,8 +155,8 @@ int decode_segment(For_Lub& lub, Counted& record, bool* end_mark) {
   record.data = word[0] | word[1] << 8;
   record.trail = record.data % 2;
   if (record.data != 1) return 0;
-  if (int code = bring(lub, kSegmentWord + 1)) return code;
-  *end_mark = unread_bytes(lub) > kSegmentWord && lub.lub_a_read_next[kSegmentWord] == kCtrlZ;
+  if (int code = bring_bytes(lub, kSegmentCount + 1)) return code;
+  *end_mark = unread_bytes(lub) > kSegmentCount && lub.lub_a_read_next[kSegmentCount] == kCtrlZ;
   return 0;
 }
 
@@ -212,19 +168,24 @@ int end_of_file_mark(For_Lub& lub) {
 
 /// FIXED, VARIABLE, SEGMENTED: one record, subrecord or segment.
 int get_counted(For_Lub& lub) {
+  if (is_variable(lub) && !lub.lub_f_formatted) return begin_subrecord(lub);
   Counted record = {0, lub.lub_rec_bytes, 0};
   if (is_variable(lub)) record.lead = kLengthWord;
-  if (lub.lub_rectype == RECTYPE_SEGMENTED) record.lead = kSegmentWord;
-  if (int code = bring(lub, record.lead)) return code;
+  if (lub.lub_rectype == RECTYPE_SEGMENTED) record.lead = kSegmentCount;
+  if (int code = bring_bytes(lub, record.lead)) return code;
   if (unread_bytes(lub) < record.lead) return MSG_END_OF_FILE;
-  if (is_variable(lub)) decode_length_word(lub, record);
+  if (is_variable(lub)) {
+    record.data = leading_length(lub);
+    record.trail = kLengthWord;
+  }
   if (lub.lub_rectype == RECTYPE_SEGMENTED) {
     bool end_mark = false;
     if (int code = decode_segment(lub, record, &end_mark)) return code;
     if (end_mark) return end_of_file_mark(lub);
   }
+  if (record.lead == 0 && takes_fixed_record(lub)) return read_fixed_record(lub);
   if (record.lead == 0 && record.whole() > lub.lub_buffer_size) return MSG_RECORD_TOO_LONG;
-  if (int code = bring(lub, record.whole())) return code;
+  if (int code = bring_bytes(lub, record.whole())) return code;
   if (unread_bytes(lub) < record.whole()) {
     if (unread_bytes(lub) == 0) return MSG_END_OF_FILE;
     lub.lub_errno = 0;  // the file is cut short; no call has failed
@@ -294,12 +255,41 @@ int trim_record(For_Lub& lub) {
     }
   }
   if (is_crlf_direct(lub)) end = std::max(end - kCrLf, lub.lub_a_cursor);
-  const bool may_end = lub.lub_f_formatted || is_variable(lub);
+  const bool may_end = lub.lub_f_formatted || (is_variable(lub) && !lub.lub_f_rec_continued);
   const bool lone = end - lub.lub_a_cursor == 1 && *lub.lub_a_cursor == kCtrlZ;
   return may_end && lone ? end_of_file_mark(lub) : 0;
 }
 
 }  // namespace
+
+int fill_window(For_Lub& lub, i64 wanted, i64* got) {
+  const i64 kept = unread_bytes(lub);
+  if (kept > 0 && lub.lub_a_read_next != lub.lub_a_buffer) memmove(lub.lub_a_buffer, lub.lub_a_read_next, kept);
+  lub.lub_disk_pos += lub.lub_rec_buffered;
+  const int ok = for__read_input(lub.lub_fd, lub.lub_a_buffer + kept, wanted, got, &lub);
+  if (!ok) lub.lub_errno = errno;
+  lub.lub_rec_buffered = *got;
+  lub.lub_span_left = kept;
+  lub.lub_span_bytes = kept + *got;
+  lub.lub_a_cursor = lub.lub_a_rec_end = lub.lub_a_read_next = lub.lub_a_buffer;
+  lub.lub_a_read_end = lub.lub_a_buffer + kept + *got;
+  lub.lub_read_ahead = kept + *got;
+  lub.lub_f_read_ahead = 1;
+  return ok || *got > 0 ? 0 : MSG_READ_ERROR;
+}
+
+int bring_bytes(For_Lub& lub, i64 needed) {
+  constexpr i64 kSlack = 4;  // the length word of the record behind
+  while (unread_bytes(lub) < needed) {
+    if (unread_bytes(lub) == lub.lub_buffer_size) {
+      if (int code = grow(lub, std::min(2 * lub.lub_buffer_size, needed + kSlack))) return code;
+    }
+    i64 got = 0;
+    if (int code = fill_window(lub, lub.lub_buffer_size - unread_bytes(lub), &got)) return code;
+    if (got == 0) break;
+  }
+  return 0;
+}
 
 int for__read_input(int fd, u8* data, i64 length, i64* got, For_Lub* lub) {
   *got = 0;

@@ -59,11 +59,6 @@ i64 trailer_bytes(const For_Lub& lub, bool terminator) {
   }
 }
 
-void store_length(const For_Lub& lub, u8* where, u32 length) {
-  if (lub.lub_f_big_endian_words) length = __builtin_bswap32(length);
-  memcpy(where, &length, sizeof length);
-}
-
 /// FIXED: blanks up to the record's length. The line end stands in its last bytes; a LIST record that is full has none.
 void finish_fixed(const For_Lub& lub, bool terminator, Span& record) {
   u8* full = record.start + lub.lub_rec_bytes;
@@ -97,9 +92,9 @@ int finish_by_type(const For_Lub& lub, bool terminator, Span& record) {
       // The words make the record; the control character of FORTRAN carriage control stays part of its data.
       if (lub.lub_cc == CC_FORTRAN) record.start += kFortranWork;
       const u32 length = static_cast<u32>(std::max<i64>(record.length() - kLengthWord, 0));
-      store_length(lub, record.start, length);
+      store_length_word(lub, record.start, length);
       record.end = record.start + kLengthWord + length;
-      store_length(lub, record.end, length);
+      store_length_word(lub, record.end, length);
       record.end += kLengthWord;
       return 0;
     }

@@ -31,6 +31,9 @@ constexpr std::array<Frame_Rule, kRecordTypes> kFrame = {{
     {0, 1},                      // RECTYPE_STREAM_CRLF
 }};
 
+/// The longest segment: its count is a 16-bit word. Even, so that none but the last is padded.
+constexpr i64 kMostSegment = kSegmentCount + UINT16_MAX - 1;
+
 u8* buffer_end(const For_Lub& lub) { return lub.lub_a_buffer + lub.lub_buffer_size; }
 
 /// Cursor and limit by the table. The limit never passes the buffer, whatever the connection's sizes say.
@@ -78,13 +81,18 @@ int start_formatted_record(For_Lub& lub) {
   return 0;
 }
 
-int layout_unformatted_record(For_Lub& lub, u16 segment_control) {
+int layout_unformatted_record(For_Lub& lub, Segment_Control control) {
   if (lub.lub_rectype >= kRecordTypes) return unknown_record_type();
-  apply_frame(lub, kFrame[lub.lub_rectype]);
+  const Frame_Rule& rule = kFrame[lub.lub_rectype];
+  apply_frame(lub, rule);
   if (lub.lub_rectype == RECTYPE_SEGMENTED) {
     u8* base = record_base(lub);
-    base[2] = static_cast<u8>(segment_control);  // little-endian, whatever CONVERT says
-    base[3] = static_cast<u8>(segment_control >> 8);
+    base[kSegmentCount] = static_cast<u8>(control);
+    base[kSegmentCount + 1] = 0;
+    u8* const most = std::min(base + kMostSegment, buffer_end(lub) - 1);  // a byte of padding may follow
+    lub.lub_a_rec_end = std::min(lub.lub_a_rec_end, most);
+  } else if (is_variable(lub) || lub.lub_rectype == RECTYPE_STREAM) {
+    lub.lub_a_rec_end = buffer_end(lub) - rule.trail;
   }
   lub.lub_a_data_start = lub.lub_a_cursor;
   lub.lub_a_high_water = nullptr;

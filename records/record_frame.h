@@ -4,10 +4,31 @@
 #ifndef TAMRUN_RECORDS_RECORD_FRAME_H
 #define TAMRUN_RECORDS_RECORD_FRAME_H
 
+#include <string.h>
+
 #include "tamrun/lub.h"
 
 /// Bytes of a length word of a VARIABLE record, in front of and behind the data.
 inline constexpr int kLengthWord = 4;
+
+/// Stores a length word in the file's byte order.
+inline void store_length_word(const For_Lub& lub, u8* where, i64 length) {
+  u32 word = static_cast<u32>(length);
+  if (lub.lub_f_big_endian_words) word = __builtin_bswap32(word);
+  memcpy(where, &word, sizeof word);
+}
+
+inline i64 length_word(const For_Lub& lub, const u8* where) {
+  u32 word;
+  memcpy(&word, where, sizeof word);
+  return static_cast<i32>(lub.lub_f_big_endian_words ? __builtin_bswap32(word) : word);
+}
+
+/// Control words of the segments of a SEGMENTED record, which are little-endian whatever CONVERT says.
+enum Segment_Control : u16 { SEGMENT_MIDDLE = 0, SEGMENT_FIRST = 1, SEGMENT_LAST = 2, SEGMENT_WHOLE = 3 };
+
+/// Bytes of the count in front of a segment, and of the control word, which the count includes.
+inline constexpr int kSegmentCount = 2, kSegmentControl = 2;
 
 /// With FORTRAN carriage control this many bytes stand free in front of the control character: room for what the
 /// control character expands to.
@@ -26,6 +47,11 @@ inline bool is_crlf_direct(const For_Lub& lub) {
   return lub.lub_rectype == RECTYPE_FIXED && lub.lub_f_direct && lub.lub_f_formatted && lub.lub_f_compat_io;
 }
 
+/// Direct records of a relative file begin with a status byte, a blank in a written one.
+inline bool is_marked_relative(const For_Lub& lub) {
+  return lub.lub_f_direct && lub.lub_f_legacy_defaults && lub.lub_org == ORG_RELATIVE;
+}
+
 /// First data byte of the current formatted record, also of one that several statements have written.
 u8* formatted_record_data(const For_Lub& lub);
 
@@ -36,7 +62,8 @@ u8* formatted_record_data(const For_Lub& lub);
 /// layout_formatted_record, and blanks the record's lub_rec_bytes.
 [[nodiscard]] int start_formatted_record(For_Lub& lub);
 
-/// The same for an unformatted record. `segment_control` is the control word of a SEGMENTED record.
-[[nodiscard]] int layout_unformatted_record(For_Lub& lub, u16 segment_control);
+/// The same for an unformatted record. `control` is the control word of a SEGMENTED record. VARIABLE and STREAM records
+/// have the whole buffer: what is longer flows to the file.
+[[nodiscard]] int layout_unformatted_record(For_Lub& lub, Segment_Control control);
 
 #endif

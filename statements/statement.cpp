@@ -263,7 +263,7 @@ int position_stream_output(For_Lub& lub) {
     lub.lub_disk_pos += lub.lub_rec_buffered;
   }
   lub.lub_rec_buffered = 0;
-  lub.lub_f_truncate_on_write = 1;
+  if (lub.lub_f_formatted) lub.lub_f_truncate_on_write = 1;  // bytes are overwritten in place
   return 0;
 }
 
@@ -305,6 +305,9 @@ int position_stream_input(For_Lub& lub) {
     if (int code = for__flush_file_buffer(&lub)) return code;
   }
   const i64 position = lub.lub_pos_request;
+  if (lub.lub_rectype == RECTYPE_STREAM && position == lub.lub_disk_pos + lub.lub_rec_buffered - read_ahead_bytes(lub)) {
+    return 0;
+  }
   For_File_Info* fi = lub.lub_a_file_info;
   const bool stays = position == lub.lub_file_pos;
   // What cannot seek is where it is, and an open record goes on at its cursor.

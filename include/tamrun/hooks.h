@@ -52,8 +52,7 @@ int for__close_default(For_Lub* lub, int release);
 /// write failed. Length 0 flushes.
 int for__write_output(For_Lub* lub, const u8* data, i64 length);
 
-/// Provided by records/ with unformatted output: ends the length-byte file that lub_f_ufseq_write_open tells of. 0 or a
-/// message number. Without it nobody sets that flag.
+/// Provided by records/: ends the length-byte file that lub_f_ufseq_write_open tells of. 0 or a message number.
 [[nodiscard]] int for__finish_ufseq_write(For_Lub* lub);
 /// Provided by units/: reads the four size variables at start-up.
 void for__default_io_sizes_env_init(void);
@@ -99,6 +98,9 @@ i32 for_get_hbw_availability(void);
 /// Provided by statements/: the same for a DT edit descriptor; without it MSG_INVALID_ARGUMENT is reported. A result
 /// that is not 0 has ended the statement.
 [[nodiscard]] int for__udio_fmt(For_Lub* lub, For_Value_Info* value, int writing, int internal);
+/// Provided by statements/: the same for an item of an unformatted statement. `check` 0 leaves the child's outcome
+/// unjudged.
+[[nodiscard]] int for__udio_uf(For_Lub* lub, For_Value_Info* value, int check);
 
 // The coarray support library, weak: each is null unless the program links it.
 __attribute__((weak)) void for_rtl_PGAS_INIT(int argc, char*** argv, void (*diagnostic)(int, int, ...));

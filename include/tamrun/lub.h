@@ -214,7 +214,13 @@ struct For_Lub {
   i64 lub_span_bytes;                          ///< bytes from the file since the last re-alignment, for BACKSPACE
   i64 lub_span_left;                           ///< bytes carried over to the buffer's start at the last fill
   i64 lub_cache_first_rec, lub_cache_end_rec;  ///< direct access: records held, first and one past the last
-  i64 lub_rec_left;                            ///< bytes left in the subrecord; negative while a successor follows
+  i64 lub_rec_left;                            ///< input: bytes of the subrecord behind lub_a_rec_end, not yet read
+  i64 lub_rec_header_pos;                      ///< file offset of the leading word of the subrecord being written
+  i64 lub_rec_written;                         ///< bytes of it that have gone to the file, its leading word counted
+  i64 lub_subrecord_left;                      ///< room left in it, -1 when none is begun
+  i64 lub_subrecord_index;                     ///< subrecords that the record has before it
+  i64 lub_ms_block_left;                       ///< length-byte form, input: bytes of the block not yet taken
+  u8 lub_ms_tail;                              ///< length byte of the block in hand, 131 none
   void* lub_a_user_target;                     ///< variable that receives a record directly, null none
   i64 lub_user_target_len;                     ///< its bytes
   u8* lub_a_internal_pos;                      ///< internal file: where the next record goes
@@ -290,6 +296,8 @@ struct For_Lub {
   u32 lub_f_convert : 1;           ///< a CONVERT conversion is in force
   u32 lub_f_big_endian_words : 1;  ///< the file is big-endian
   u32 lub_f_rec_continued : 1;     ///< the current subrecord has a successor
+  u32 lub_f_large_record : 1;      ///< the record in hand reaches beyond the buffer; its trailing word is still to come
+  u32 lub_f_first_item : 1;        ///< no value of the statement has been moved yet
   u32 lub_f_in_field_read : 1;     ///< a record is being read by field, past the buffer
   u32 lub_f_direct_done : 1;       ///< the record has gone between file and lub_a_user_target
   u32 lub_f_ufseq_write_open : 1;  ///< a length-byte file has been written to and wants its end mark

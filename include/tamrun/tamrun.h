@@ -32,6 +32,14 @@ TAMRUN_ENTRY int for_read_seq_lis(For_Context* ctx, int unit, For_IO_Flags flags
                                   ...);
 TAMRUN_ENTRY int for_read_seq_lis_xmit(For_Context* ctx, const u8* item_list, void* item_args);
 
+/* Unformatted. */
+TAMRUN_ENTRY int for_write_seq(For_Context* ctx, int unit, For_IO_Flags flags, const u8* item_list, void* item_args,
+                               ...);
+TAMRUN_ENTRY int for_write_seq_xmit(For_Context* ctx, const u8* item_list, void* item_args);
+TAMRUN_ENTRY int for_read_seq(For_Context* ctx, int unit, For_IO_Flags flags, const u8* item_list, void* item_args,
+                              ...);
+TAMRUN_ENTRY int for_read_seq_xmit(For_Context* ctx, const u8* item_list, void* item_args);
+
 /* The same with a format: a compiled one, or with iof_format_text the address of its length (i64) and its text. */
 TAMRUN_ENTRY int for_write_seq_fmt(For_Context* ctx, int unit, For_IO_Flags flags, const u8* item_list, void* item_args,
                                    const void* format, ...);

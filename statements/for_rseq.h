@@ -1,0 +1,16 @@
+// SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
+//
+// Unformatted READ from sequential and stream units.
+#ifndef TAMRUN_STATEMENTS_FOR_RSEQ_H
+#define TAMRUN_STATEMENTS_FOR_RSEQ_H
+
+#include "tamrun/context.h"
+#include "tamrun/io_flags.h"
+
+/// First call. A control list follows as two more pointers when iof_control_list is set. 0, or the value for IOSTAT=.
+TAMRUN_ENTRY int for_read_seq(For_Context* ctx, int unit, For_IO_Flags flags, const u8* item_list, void* item_args,
+                              ...);
+/// Every further call of the statement.
+TAMRUN_ENTRY int for_read_seq_xmit(For_Context* ctx, const u8* item_list, void* item_args);
+
+#endif
