@@ -8,6 +8,7 @@
 
 #include "core/locks.h"
 #include "tamrun/hooks.h"
+#include "tamrun/lub.h"
 #include "tamrun/messages.h"
 
 namespace {
@@ -16,7 +17,16 @@ pthread_key_t threadstor_key;
 bool threadstor_key_made;
 For_Once_Block threadstor_key_once;
 
-void destroy_threadstor(void* block) { for__free_vm(block); }
+// Statements come here several times each.
+__attribute__((tls_model("initial-exec"))) thread_local For_Thread_Storage* t_storage;
+
+void destroy_threadstor(void* block) {
+  t_storage = nullptr;
+  For_Lub* lub = static_cast<For_Thread_Storage*>(block)->ts_spare_internal;
+  if (lub != nullptr) for__free_vm(lub->lub_a_fmt_isb);
+  for__free_vm(lub);
+  for__free_vm(block);
+}
 
 int make_threadstor_key() {
   threadstor_key_made = pthread_key_create(&threadstor_key, destroy_threadstor) == 0;
@@ -33,23 +43,25 @@ For_Thread_Storage for__static_threadstor_private = {
     .ts_errsns = {},
     .ts_errsns_text = {},
     .ts_sigmask = {},
+    .ts_spare_internal = nullptr,
 };
 
 int for__access_threadstor_threads(For_Thread_Storage** out) {
-  *out = nullptr;
+  *out = t_storage;
+  if (t_storage != nullptr) return 0;
   for__once_private(&threadstor_key_once, make_threadstor_key);
   if (!threadstor_key_made) return MSG_NO_MEMORY;
 
-  void* block = pthread_getspecific(threadstor_key);
-  if (block == nullptr) {
-    if (int code = for__get_vm(sizeof(For_Thread_Storage), 0, &block)) return code;
-    memcpy(block, &for__static_threadstor_private, sizeof(For_Thread_Storage));
-    if (pthread_setspecific(threadstor_key, block) != 0) {
-      for__free_vm(block);
-      return MSG_NO_MEMORY;
-    }
+  void* block;
+  if (int code = for__get_vm(sizeof(For_Thread_Storage), 0, &block)) return code;
+  memcpy(block, &for__static_threadstor_private, sizeof(For_Thread_Storage));
+  if (pthread_setspecific(threadstor_key, block) != 0) {
+    for__free_vm(block);
+    return MSG_NO_MEMORY;
   }
-  *out = static_cast<For_Thread_Storage*>(block);
+  t_storage = static_cast<For_Thread_Storage*>(block);
+  t_storage->ts_internal_lubs = t_storage->ts_spare_internal = nullptr;
+  *out = t_storage;
   return 0;
 }
 

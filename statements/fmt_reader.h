@@ -8,6 +8,7 @@
 //   Fmt_End next_record(int* error)     at a slash or the end of the format
 //   bool ends_at_record()               the record's end ends the statement: non-advancing input
 //   bool pass_takes_record()            a format that starts over takes the next record
+//   int  refuse_short_record()          may a field reach beyond the record's end at all: 0 or a message
 #ifndef TAMRUN_STATEMENTS_FMT_READER_H
 #define TAMRUN_STATEMENTS_FMT_READER_H
 
@@ -138,6 +139,7 @@ class Fmt_Reader {
 
   /// The record ends inside the field.
   Fmt_End short_record(For_Value_Info& val, i64 width, i64 left) {
+    if (const int code = target_.refuse_short_record()) return failed(code);
     const bool ends = target_.ends_at_record();
     if (lub_.lub_f_f90_rtl && !lub_.lub_f_pad) {
       if (!ends) return failed(MSG_INPUT_TOO_MUCH_DATA);

@@ -66,3 +66,10 @@ int fail_formatted(For_Lub& lub, int message, int user_code) {
   for__format_free(lub.lub_a_fmt_isb);
   return fail_statement(lub, message, user_code);
 }
+
+int end_formatted(For_Lub& lub) {
+  const int error = static_cast<int>(lub.lub_a_fmt_isb->isb_error);
+  if (error != 0) return fail_formatted(lub, error);
+  for__format_free(lub.lub_a_fmt_isb);
+  return end_statement(lub);
+}

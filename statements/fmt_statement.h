@@ -15,6 +15,9 @@
 int fail_formatted(For_Lub& lub, int message, int user_code);
 inline int fail_formatted(For_Lub& lub, int message) { return fail_formatted(lub, message, message); }
 
+/// Ends the statement, with the output conversion error that it remembers if there is one: what compiled code gets.
+int end_formatted(For_Lub& lub);
+
 /// The file's state of open records; `none` stands in for a connection without one.
 inline For_File_Info& open_records(For_Lub& lub, For_File_Info& none) {
   return lub.lub_a_file_info != nullptr ? *lub.lub_a_file_info : none;

@@ -37,6 +37,7 @@ class External_Input {
   bool ends_at_record() const { return stays_in_record(lub_); }
   /// A child statement goes on in its parent's record.
   bool pass_takes_record() const { return !in_child_statement(lub_); }
+  int refuse_short_record() const { return 0; }
 
   Fmt_End next_record(int* error) {
     lub_.lub_pad_count = 0;

@@ -5,7 +5,7 @@
 #include "statements/for_rseq_lis.h"
 
 #include "statements/ldio_reader.h"
-#include "statements/statement.h"
+#include "statements/ldio_statement.h"
 
 namespace {
 
@@ -22,31 +22,21 @@ class External_Source {
   int next_record(For_Lub& lub) { return next_input_record(lub); }
 };
 
-int read_list(For_Lub& lub, const u8* item_list, void* item_args) {
-  External_Source source;
-  const Ldio_Result result = Ldio_Reader<External_Source>(lub, source).read_items(item_list, item_args);
-  switch (result.end) {
-    case Ldio_End::statement:
-      if (!in_child_statement(lub)) leave_input_record(lub);
-      return end_statement(lub);
-    case Ldio_End::call:
-      return 0;
-    case Ldio_End::failed:
-      return fail_statement(lub, result.code, result.user_code);
-    case Ldio_End::child:
-      break;
+class Read_Statement {
+ public:
+  explicit Read_Statement(For_Lub& lub) : lub_(lub) {}
+  Ldio_Result transfer(const u8* list, void* args) {
+    return Ldio_Reader<External_Source>(lub_, source_).read_items(list, args);
   }
-  return result.code;
-}
+  int end_of_list() {
+    if (!in_child_statement(lub_)) leave_input_record(lub_);
+    return end_statement(lub_);
+  }
 
-/// What the statement begins with: nothing in hand, and the whole of the first record before it.
-void begin_ldir_state(For_Lub& lub) {
-  For_Ldir_Read_Isb& s = ldir_read_state(lub);
-  s.ldir_lub = &lub;
-  if (in_child_statement(lub)) return;
-  s.ldir_repeat = 0;
-  s.ldir_flags = 0;
-}
+ private:
+  For_Lub& lub_;
+  External_Source source_;
+};
 
 }  // namespace
 
@@ -59,17 +49,17 @@ int for_read_seq_lis(For_Context* ctx, int unit, For_IO_Flags flags, const u8* i
   const Statement_Start start = begin_statement(kReadSeqLis, ctx, unit, flags, control);
   if (start.lub == nullptr) return start.result;
   For_Lub& lub = *start.lub;
-  begin_ldir_state(lub);
-  lub.lub_f_ldio_read = 1;
+  begin_list_read(lub);
 
   bool fetched = false;
   int code = position_stream_input(lub);
   if (code == 0) code = begin_input_record(lub, &fetched);
   if (code != 0) return fail_statement(lub, code);
   if (fetched) ldir_read_state(lub).ldir_flags |= LDIR_NEW_RECORD;
-  return read_list(lub, item_list, item_args);
+  return list_call(lub, Read_Statement(lub), item_list, item_args);
 }
 
 int for_read_seq_lis_xmit(For_Context* ctx, const u8* item_list, void* item_args) {
-  return read_list(*ctx->ctx_lub, item_list, item_args);
+  For_Lub& lub = *ctx->ctx_lub;
+  return list_call(lub, Read_Statement(lub), item_list, item_args);
 }

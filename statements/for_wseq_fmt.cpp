@@ -97,10 +97,7 @@ int end_of_list(For_Lub& lub) {
   if (!stays_open(lub) && has_final_record(lub)) {
     if (int code = finish_record(lub)) return fail_formatted(lub, code);
   }
-  const int error = static_cast<int>(lub.lub_a_fmt_isb->isb_error);
-  if (error != 0) return fail_formatted(lub, error);
-  for__format_free(lub.lub_a_fmt_isb);
-  return end_statement(lub);
+  return end_formatted(lub);
 }
 
 /// Begins the record, or goes on in one that is open: 0 or a message.

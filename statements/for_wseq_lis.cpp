@@ -8,8 +8,8 @@
 #include "records/buffer.h"
 #include "records/for_put.h"
 #include "records/record_frame.h"
+#include "statements/ldio_statement.h"
 #include "statements/ldio_writer.h"
-#include "statements/statement.h"
 
 namespace {
 
@@ -28,7 +28,7 @@ class External_Target {
 
   explicit External_Target(Ldio_State& state) : s_(state), lub_(state.lub) { measure(); }
 
-  int admit(const For_Value_Info&) { return 0; }
+  int admit(const For_Value_Info&, int*) { return 0; }
   Room make_room(i64 width) {
     if (remaining_ < width && !new_record()) return Room::skip_value;
     return reserve(width + 1) == 0 ? Room::ready : Room::overflow;
@@ -260,34 +260,29 @@ int External_Target::finish() {
   return finish_formatted_record(lub_, Record_End::complete);
 }
 
-/// The end mark of the statement has been met.
-int end_of_list(Ldio_State& state, External_Target& target) {
-  For_Lub& lub = state.lub;
-  if (int error = static_cast<int>(state.ldir.ldir_error)) return fail_statement(lub, error);
-  lub.lub_zero_item = 0;
-  if (in_child_statement(lub)) return end_statement(lub);  // the record is the parent's
-  if (int code = target.finish()) return fail_statement(lub, code);
-  return end_statement(lub);
-}
-
-/// One call of the statement. `*left` receives the error that a call which does not end the statement leaves behind.
-int write_list(For_Lub& lub, const u8* item_list, void* item_args, int* left) {
-  Ldio_State state(lub);
-  External_Target target(state);
-  const Ldio_Result result = Ldio_Writer<External_Target>(state, target).write_items(item_list, item_args);
-  switch (result.end) {
-    case Ldio_End::statement:
-      return end_of_list(state, target);
-    case Ldio_End::call:
-      *left = static_cast<int>(state.ldir.ldir_error);
-      return 0;
-    case Ldio_End::failed:
-      return fail_statement(lub, result.code, result.user_code);
-    case Ldio_End::child:
-      break;
+class Write_Statement {
+ public:
+  explicit Write_Statement(For_Lub& lub) : state_(lub), target_(state_) {}
+  Ldio_Result transfer(const u8* list, void* args) {
+    const Ldio_Result result = Ldio_Writer<External_Target>(state_, target_).write_items(list, args);
+    if (result.end == Ldio_End::call) left = static_cast<int>(state_.ldir.ldir_error);
+    return result;
   }
-  return result.code;
-}
+  int end_of_list() {
+    For_Lub& lub = state_.lub;
+    if (int error = static_cast<int>(state_.ldir.ldir_error)) return fail_statement(lub, error);
+    lub.lub_zero_item = 0;
+    if (in_child_statement(lub)) return end_statement(lub);  // the record is the parent's
+    if (int code = target_.finish()) return fail_statement(lub, code);
+    return end_statement(lub);
+  }
+
+  int left = 0;  ///< the error that a call which does not end the statement leaves behind
+
+ private:
+  Ldio_State state_;
+  External_Target target_;
+};
 
 }  // namespace
 
@@ -310,12 +305,12 @@ int for_write_seq_lis(For_Context* ctx, int unit, For_IO_Flags flags, const u8* 
   if (code != 0) return fail_statement(lub, code);
   if (!in_child_statement(lub)) ldir.ldir_flags |= LDIR_NEED_BLANK;
 
-  int left = 0;
-  const int result = write_list(lub, item_list, item_args, &left);
-  return left != 0 ? left : result;
+  Write_Statement statement(lub);
+  const int result = list_call(lub, statement, item_list, item_args);
+  return statement.left != 0 ? statement.left : result;
 }
 
 int for_write_seq_lis_xmit(For_Context* ctx, const u8* item_list, void* item_args) {
-  int left = 0;
-  return write_list(*ctx->ctx_lub, item_list, item_args, &left);
+  For_Lub& lub = *ctx->ctx_lub;
+  return list_call(lub, Write_Statement(lub), item_list, item_args);
 }

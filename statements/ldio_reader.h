@@ -44,6 +44,16 @@ constexpr auto kLdioTypes = [] {
   return types;
 }();
 
+/// What a statement begins with: nothing in hand. A child statement goes on with what its parent has.
+inline void begin_list_read(For_Lub& lub) {
+  For_Ldir_Read_Isb& s = ldir_read_state(lub);
+  s.ldir_lub = &lub;
+  lub.lub_f_ldio_read = 1;
+  if (in_child_statement(lub)) return;
+  s.ldir_repeat = 0;
+  s.ldir_flags = 0;
+}
+
 /// Turns constants into values.
 class Ldio_Converter {
  public:

@@ -4,7 +4,8 @@
 // go. It is a class with these members, all bound at compile time:
 //
 //   static constexpr bool kInternal      the target is an internal file
-//   int  admit(const For_Value_Info&)    may this item be written at all: 0 or a message
+//   int  admit(const For_Value_Info&, int* user_code)   may this item be written at all: 0, or a message with its user
+//                                        code
 //   Room make_room(i64 width)            a place of `width` columns for a number at the cursor
 //   void debit(i64 width)                a number of that nominal width stands in the record
 //   int  put_text(const u8*, i64)        one character value
@@ -83,7 +84,8 @@ class Ldio_Writer {
       if (int code = for__desc_ret_item(&list, &args, &val, &shape)) return failure(code);
       if (val.val_type == ITM_END_STATEMENT) return {Ldio_End::statement, 0, 0};
       if (val.val_type == ITM_END_CALL) return {Ldio_End::call, 0, 0};
-      if (int code = target_.admit(val)) return failure(code);
+      int user_code = 0;
+      if (int code = target_.admit(val, &user_code)) return {Ldio_End::failed, code, user_code};
       if (val.val_type == ITM_DERIVED) {
         if (int code = target_.before_child()) return failure(code);
         if (int code = for__udio_lis(&s_.lub, &val, 1, Target::kInternal)) return {Ldio_End::child, code, code};
@@ -166,18 +168,37 @@ class Ldio_Writer {
       const Room room = target_.make_room(field.width);
       if (room == Room::overflow) return MSG_RECORD_OVERFLOW;
       if (room == Room::skip_value) continue;
-      u8* at = s_.lub.lub_a_cursor;
+      // A trimmed field may take a column more than the untrimmed one, which an internal file does not have to spare.
+      constexpr bool kAside = Target::kInternal && kTrim != Trim::none;
+      u8 aside[kTrimmedBytes];
+      u8* at = kAside ? aside : s_.lub.lub_a_cursor;
       if (kTrim == Trim::left_justified) *at++ = ' ';
       if (int code = for__format_value(&val, &s_.isb, reinterpret_cast<char*>(at))) {
         if (code != MSG_OUTPUT_CONVERSION) return code;
         s_.remember_conversion();
       }
-      s_.lub.lub_a_cursor = end_of_number<kTrim>(at, field.width);
+      u8* const end = end_of_number<kTrim>(at, field.width);
+      if (!kAside) {
+        s_.lub.lub_a_cursor = end;
+      } else if (!put_trimmed(aside, end, at + field.width)) {
+        return MSG_RECORD_OVERFLOW;
+      }
       s_.lub.lub_ldio_prev_type = type;
       s_.ldir.ldir_flags &= ~LDIR_NEED_BLANK;
       target_.debit(field.width);
     }
     return 0;
+  }
+
+  static constexpr i64 kTrimmedBytes = 64;  ///< more than any field of the tables
+
+  /// Moves a field with its blanks into the record, as far as that goes: false when its text does not fit.
+  bool put_trimmed(const u8* text, const u8* end, const u8* field_end) {
+    const i64 room = s_.lub.lub_a_rec_end - s_.lub.lub_a_cursor;
+    if (end - text > room) return false;
+    memcpy(s_.lub.lub_a_cursor, text, static_cast<size_t>(std::min(std::max(end, field_end) - text, room)));
+    s_.lub.lub_a_cursor += end - text;
+    return true;
   }
 
   template <Trim kTrim>

@@ -139,6 +139,15 @@ void apply_mode(For_Lub& lub, int key, i64 value, For_IO_Flags flags) {
   }
 }
 
+/// Connects an unconnected unit as the statement implies: 0 or a message number.
+int connect_by_default(For_Lub& lub, const Statement_Rule& rule, For_IO_Flags flags) {
+  if (rule.connect_access == kConnectNever || lub.lub_f_connected || lub.lub_unit == UNIT_INTERNAL) return 0;
+  store_connection_options(lub, flags);
+  return for__open_default(&lub, rule.connect_access, rule.connect_status, rule.connect_form);
+}
+
+}  // namespace
+
 void store_statement_flags(For_Lub& lub, For_IO_Flags flags) {
   lub.lub_a_iomsg = nullptr;
   lub.lub_iomsg_len = 0;
@@ -155,7 +164,6 @@ void store_statement_flags(For_Lub& lub, For_IO_Flags flags) {
   lub.lub_pos_request = lub.lub_file_pos;
 }
 
-/// The unit could not be had, so that no LUB carries the statement's specifiers: a control list begins with IOMSG=.
 int fail_without_lub(int code, int unit, For_IO_Flags flags, const Control_List& control) {
   Specifiers specifiers = {flags};
   For_Value_Info val;
@@ -170,15 +178,6 @@ int fail_without_lub(int code, int unit, For_IO_Flags flags, const Control_List&
   }
   return fail_without_unit(code, unit, specifiers);
 }
-
-/// Connects an unconnected unit as the statement implies: 0 or a message number.
-int connect_by_default(For_Lub& lub, const Statement_Rule& rule, For_IO_Flags flags) {
-  if (rule.connect_access == kConnectNever || lub.lub_f_connected || lub.lub_unit == UNIT_INTERNAL) return 0;
-  store_connection_options(lub, flags);
-  return for__open_default(&lub, rule.connect_access, rule.connect_status, rule.connect_form);
-}
-
-}  // namespace
 
 int walk_control_list(For_Lub& lub, For_IO_Flags flags, bool formatted, const Control_List& control, int* user_code) {
   const u8* items = control.items;

@@ -63,6 +63,13 @@ struct Statement_Start {
 [[nodiscard]] Statement_Start begin_statement(const Statement_Rule& rule, For_Context* ctx, int unit,
                                               For_IO_Flags flags, const Control_List& control);
 
+/// Stores the bits of statement scope and clears IOMSG=.
+void store_statement_flags(For_Lub& lub, For_IO_Flags flags);
+
+/// The unit could not be had, so that no LUB carries the statement's specifiers: a control list begins with IOMSG=. What
+/// compiled code gets.
+int fail_without_lub(int code, int unit, For_IO_Flags flags, const Control_List& control);
+
 /// Walks a control list: 0, or the message with its user code in *user_code.
 [[nodiscard]] int walk_control_list(For_Lub& lub, For_IO_Flags flags, bool formatted, const Control_List& control,
                                     int* user_code);

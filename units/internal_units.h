@@ -10,7 +10,8 @@
 /// with an empty stack.
 [[nodiscard]] int acquire_internal_lub(int unit, For_Lub** out, For_Context* ctx, int statement);
 
-/// Pops and frees the top LUB unless a child statement runs on it: 0, MSG_FREE_FAILED or a lock failure.
+/// Pops the top LUB unless a child statement runs on it: 0 or MSG_FREE_FAILED. The thread keeps one for the next
+/// statement; further ones are freed.
 int release_internal_lub();
 
 #endif

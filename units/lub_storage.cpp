@@ -15,13 +15,19 @@ extern "C" {
 char for__default_name_str[] = "\"Unknown\"";
 }
 
+void free_runtime_format(For_Fmt_Isb& block) {
+  if (!(block.isb_flags & ISB_RUNTIME_FORMAT)) return;
+  block.isb_flags &= ~u32{ISB_RUNTIME_FORMAT};
+  for__free_vm(const_cast<u8*>(block.isb_fmt_base));
+}
+
 void free_state_block(For_Lub& lub) {
   // Both views are one block as a rule; whichever is set leads to it.
   For_Fmt_Isb* block = lub.lub_a_fmt_isb != nullptr ? lub.lub_a_fmt_isb : lub.lub_a_ldir_isb;
   lub.lub_a_fmt_isb = nullptr;
   lub.lub_a_ldir_isb = nullptr;
   if (block == nullptr) return;
-  if (block->isb_flags & ISB_RUNTIME_FORMAT) for__free_vm(const_cast<u8*>(block->isb_fmt_base));
+  free_runtime_format(*block);
   if (!in_child_statement(lub)) for__free_vm(block);  // the child's statement still runs on it
 }
 

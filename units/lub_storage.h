@@ -11,6 +11,9 @@ extern "C" {
 extern char for__default_name_str[];  ///< file name of a unit without one
 }
 
+/// Frees the compiled format that a state block may own.
+void free_runtime_format(For_Fmt_Isb& block);
+
 /// Frees the state block of formatted statements and the compiled format that it may own.
 void free_state_block(For_Lub& lub);
 

@@ -122,16 +122,19 @@ struct Ldir_Constant {
 /// Longest character constant and longest part of a repeated complex constant that crosses records.
 inline constexpr i64 kLdirTextBytes = 2050;
 
-/// View of the state block that a list-directed READ has. ldir_text need not be cleared.
+/// View of the state block that a list-directed READ has. ldir_text need not be cleared. It keeps clear of the format's
+/// view, whose flags tell at CLOSE whether a format is to be freed with the block.
 struct For_Ldir_Read_Isb {
   For_Lub* ldir_lub;
   i64 ldir_repeat;           ///< further values that take the constant in hand
   Ldir_Constant ldir_field;  ///< the constant in hand, of a complex one the first part
   Ldir_Constant ldir_imag;   ///< with LDIR_PAIR
   u32 ldir_flags;            ///< For_Ldir_Read_Flags
+  u8 ldir_apart[sizeof(For_Fmt_Isb)];
   u8 ldir_text[kLdirTextBytes];
 };
 static_assert(offsetof(For_Ldir_Read_Isb, ldir_lub) == 0);
+static_assert(offsetof(For_Ldir_Read_Isb, ldir_apart) <= offsetof(For_Fmt_Isb, isb_flags));
 
 /// Bytes behind the block of a formatted statement for a compiled format.
 inline constexpr i64 kFmtRoomBytes = 256;

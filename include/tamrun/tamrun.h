@@ -48,6 +48,21 @@ TAMRUN_ENTRY int for_read_seq_fmt(For_Context* ctx, int unit, For_IO_Flags flags
                                   const void* format, ...);
 TAMRUN_ENTRY int for_read_seq_fmt_xmit(For_Context* ctx, const u8* item_list, void* item_args);
 
+/*
+ * The same on internal files, whose variable is the first item of the list: of type character or an array of it, or for
+ * ENCODE and DECODE an INTEGER(1) array of as many bytes as the count says.
+ */
+TAMRUN_ENTRY int for_write_int_lis(For_Context* ctx, For_IO_Flags flags, const u8* item_list, void* item_args, ...);
+TAMRUN_ENTRY int for_write_int_lis_xmit(For_Context* ctx, const u8* item_list, void* item_args);
+TAMRUN_ENTRY int for_read_int_lis(For_Context* ctx, For_IO_Flags flags, const u8* item_list, void* item_args, ...);
+TAMRUN_ENTRY int for_read_int_lis_xmit(For_Context* ctx, const u8* item_list, void* item_args);
+TAMRUN_ENTRY int for_write_int_fmt(For_Context* ctx, For_IO_Flags flags, const u8* item_list, void* item_args,
+                                   const void* format, ...);
+TAMRUN_ENTRY int for_write_int_fmt_xmit(For_Context* ctx, const u8* item_list, void* item_args);
+TAMRUN_ENTRY int for_read_int_fmt(For_Context* ctx, For_IO_Flags flags, const u8* item_list, void* item_args,
+                                  const void* format, ...);
+TAMRUN_ENTRY int for_read_int_fmt_xmit(For_Context* ctx, const u8* item_list, void* item_args);
+
 /* OPEN and CLOSE: keyed items and their words. */
 TAMRUN_ENTRY int for_open(For_Context* ctx, int unit, For_IO_Flags flags, const u8* keys, void* values);
 TAMRUN_ENTRY int for_close(For_Context* ctx, int unit, For_IO_Flags flags, const u8* keys, void* values);

@@ -29,6 +29,7 @@ struct For_Thread_Storage {
   For_Errsns ts_errsns;                    ///< last I/O failure of this thread
   char ts_errsns_text[kErrsnsTextLength];  ///< keyword text of MSG_CONNECTED_SPECIFIER and its _VALUE twin
   For_Saved_Mask ts_sigmask;               ///< mask saved in FOR_K_REENTRANCY_ASYNCH
+  For_Lub* ts_spare_internal;              ///< an internal-file LUB with its state block, for the next statement
 };
 static_assert(offsetof(For_Thread_Storage, ts_internal_lubs) == 0);
 static_assert(offsetof(For_Thread_Storage, ts_ran_seeds) == 8);
