@@ -77,17 +77,23 @@ static_assert(offsetof(Gfc_Common, iostat) == 0x28 && sizeof(Gfc_Common) == 0x30
 /// the statement.
 inline constexpr size_t kServerBytes = 0x100;
 
+/// Unit number of internal files. Another one stands for those of CHARACTER(KIND=4).
+inline constexpr i32 kGfcInternalUnit = -1;
+
 /// Parameter block of READ and WRITE. A character specifier is a pointer and a length, in either order.
 struct Gfc_Dt {
   Gfc_Common common;
   i64 rec;
   i64* size;
-  u64 unserved1[2];
+  u64 unserved1;
+  const struct Gfc_Array* internal_array;  ///< internal file: null for a scalar
   const char* format;  ///< with its parentheses; alive until the statement ends, unlike the other specifiers
   i64 format_len;
   i64 advance_len;
   const char* advance;
-  u64 unserved2[5];
+  char* internal;    ///< internal file: its first element
+  i64 internal_len;  ///< characters of an element
+  u64 unserved2[3];
   i64 pos;
   const char* asynchronous;
   i64 asynchronous_len;
@@ -106,6 +112,7 @@ struct Gfc_Dt {
   alignas(8) char server[kServerBytes];
 };
 static_assert(offsetof(Gfc_Dt, size) == 0x38 && offsetof(Gfc_Dt, format) == 0x50);
+static_assert(offsetof(Gfc_Dt, internal_array) == 0x48 && offsetof(Gfc_Dt, internal) == 0x70);
 static_assert(offsetof(Gfc_Dt, advance) == 0x68 && offsetof(Gfc_Dt, pos) == 0x98 && offsetof(Gfc_Dt, blank) == 0xb8);
 static_assert(offsetof(Gfc_Dt, decimal) == 0xc0 && offsetof(Gfc_Dt, delim_len) == 0xd0);
 static_assert(offsetof(Gfc_Dt, round_len) == 0xf0 && offsetof(Gfc_Dt, sign) == 0x100);

@@ -68,22 +68,31 @@ int first_call(Statement* statement, const u8* list, u64* args) {
   Control_List control(block);
   if (!control.empty()) flags |= iof_control_list;
   const bool reads = statement->verb == Verb::read;
+  const Format_Text format = {block.format_len, block.format};
+  if (statement->internal) {
+    if (!statement->formatted()) {
+      const auto entry = reads ? for_read_int_lis : for_write_int_lis;
+      return entry(context, flags, list, args, control.list(), control.args());
+    }
+    const auto entry = reads ? for_read_int_fmt : for_write_int_fmt;
+    return entry(context, flags, list, args, &format, control.list(), control.args());
+  }
   if (!statement->formatted()) {
     const auto entry = reads ? for_read_seq_lis : for_write_seq_lis;
     return entry(context, unit, flags, list, args, control.list(), control.args());
   }
-  const Format_Text format = {block.format_len, block.format};
   const auto entry = reads ? for_read_seq_fmt : for_write_seq_fmt;
   return entry(context, unit, flags, list, args, &format, control.list(), control.args());
 }
 
 int further_call(Statement* statement, const u8* list, u64* args) {
-  if (statement->verb == Verb::read) {
-    const auto entry = statement->formatted() ? for_read_seq_fmt_xmit : for_read_seq_lis_xmit;
-    return entry(&statement->context, list, args);
-  }
-  const auto entry = statement->formatted() ? for_write_seq_fmt_xmit : for_write_seq_lis_xmit;
-  return entry(&statement->context, list, args);
+  typedef int (*Entry)(For_Context*, const u8*, void*);
+  // By kind of unit, form and direction.
+  static constexpr Entry kEntries[2][2][2] = {
+      {{for_write_seq_lis_xmit, for_read_seq_lis_xmit}, {for_write_seq_fmt_xmit, for_read_seq_fmt_xmit}},
+      {{for_write_int_lis_xmit, for_read_int_lis_xmit}, {for_write_int_fmt_xmit, for_read_int_fmt_xmit}}};
+  return kEntries[statement->internal][statement->formatted()][statement->verb == Verb::read](&statement->context, list,
+                                                                                              args);
 }
 
 /// Anything but 0 ends the statement.
@@ -128,6 +137,7 @@ void report_recursion(i32 unit, Statement* from) {
 }
 
 bool is_recursive(const Statement* statement) {
+  if (statement->internal) return false;
   for (const Statement* outer = statement->outer; outer != nullptr; outer = outer->outer)
     if (outer->unit() == statement->unit()) return true;
   return false;
@@ -151,6 +161,15 @@ u64* add_item(Statement* statement, For_Item_Type type, For_Item_Access access, 
   return args;
 }
 
+i64 element_count(const Gfc_Array& array) {
+  i64 count = 1;
+  for (int i = 0; i < array.rank; ++i) {
+    const Gfc_Dim& dim = array.dim[i];
+    count *= dim.upper < dim.lower ? 0 : dim.upper - dim.lower + 1;
+  }
+  return count;
+}
+
 constexpr int words_of(size_t bytes) { return static_cast<int>((bytes + sizeof(u64) - 1) / sizeof(u64)); }
 
 /// A number that went as text has no type that would put a blank between it and a character item.
@@ -158,6 +177,17 @@ void separate_numeric_text(Statement* statement) {
   if (!statement->numeric_text) return;
   statement->numeric_text = false;
   put_text(statement, " ", 1);
+}
+
+/// The variable is the first item of a statement on an internal file.
+void add_internal_file(Statement* statement) {
+  const Gfc_Dt& block = *statement->block;
+  const i64 length = block.internal_len > 0 ? block.internal_len : 0;
+  const bool array = block.internal_array != nullptr;
+  u64* args = add_item(statement, ITM_CHARACTER, array ? ACC_ARRAY_ELEM : ACC_SCALAR, array ? 3 : 2);
+  args[0] = static_cast<u64>(array ? length * element_count(*block.internal_array) : length);
+  args[1] = reinterpret_cast<u64>(block.internal);
+  if (array) args[2] = static_cast<u64>(length);
 }
 
 /// ADVANCE= and SIZE= are the first items of a formatted statement.
@@ -194,6 +224,7 @@ void begin_statement(Gfc_Dt* block, Verb verb, Console* console) {
   statement->console = console;
   statement->context = {};
   statement->verb = verb;
+  statement->internal = (block->common.flags & GFC_DT_INTERNAL) != 0;
   statement->started = false;
   statement->over = false;
   statement->numeric_text = false;
@@ -205,7 +236,10 @@ void begin_statement(Gfc_Dt* block, Verb verb, Console* console) {
     if (console != nullptr) console->flush_ours();  // while it can be done
     report_recursion(statement->unit(), statement->outer);
   }
-  if (statement->formatted()) add_leading_items(statement);
+  if (statement->internal)
+    add_internal_file(statement);
+  else if (statement->formatted())
+    add_leading_items(statement);
   if ((block->common.flags & kTemporaryTexts) != 0 || is_recursive(statement)) send(statement, ITM_END_CALL);
 }
 
@@ -214,8 +248,20 @@ void end_statement(Statement* statement) {
   t_innermost = statement->outer;
 }
 
+bool internal_file_is_contiguous(const Gfc_Dt& block) {
+  if (block.internal_array == nullptr) return true;
+  const Gfc_Array& array = *block.internal_array;
+  i64 step = 1;
+  for (int i = 0; i < array.rank; ++i) {
+    const i64 extent = array.dim[i].upper - array.dim[i].lower + 1;
+    if (extent > 1 && array.dim[i].stride != step) return false;
+    step *= extent;
+  }
+  return true;
+}
+
 bool abandon_statement(Statement* statement) {
-  if (statement->started || statement->items > 0) return false;
+  if (statement->started || statement->items > statement->internal) return false;
   t_innermost = statement->outer;
   return true;
 }
@@ -229,7 +275,10 @@ void put_value(Statement* statement, For_Item_Type type, const void* value, size
 }
 
 void put_text(Statement* statement, const char* text, i64 length) {
-  if (length < 0 || length > kCopiedText) {
+  // A part of the variable that is written is shown as such, so that the library can tell of it.
+  const bool of_variable = statement->internal && text >= statement->block->internal &&
+                           text < statement->block->internal + statement->block->internal_len;
+  if (length < 0 || length > kCopiedText || of_variable) {
     const u64 words[] = {static_cast<u64>(length), reinterpret_cast<u64>(text)};
     (void)put_reference(statement, ITM_CHARACTER, ACC_SCALAR, words, 2);
     return;

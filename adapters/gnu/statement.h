@@ -25,6 +25,7 @@ struct Statement {
   Console* console;  ///< null: the unit is a file
   For_Context context;
   Verb verb;
+  bool internal : 1;      ///< the unit is an internal file
   bool started : 1;       ///< the library's first call has been made
   bool over : 1;          ///< has failed: the library wants no further call
   bool numeric_text : 1;  ///< the last item was a number passed as text: a character item needs a blank before it
@@ -47,6 +48,9 @@ Statement* statement_of(const Gfc_Dt* block);
 /// The caller holds the console, if the unit is one, and gives it back behind end_statement.
 void begin_statement(Gfc_Dt* block, Verb verb, Console* console);
 void end_statement(Statement* statement);
+
+/// True for an internal file whose elements stand one behind the other.
+bool internal_file_is_contiguous(const Gfc_Dt& block);
 
 /// Takes back a statement that has no item yet: false when it has.
 [[nodiscard]] bool abandon_statement(Statement* statement);

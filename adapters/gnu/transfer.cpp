@@ -14,8 +14,8 @@
 
 namespace {
 
-/// Specifiers that a statement served by the library may have. A namelist group, REC=, an internal unit and an item with
-/// defined input or output each set another bit, and so does a failure before the first call.
+/// Specifiers that a statement served by the library may have. A namelist group, REC= and an item with defined input or
+/// output each set another bit, and so does a failure before the first call.
 constexpr u32 kServedFlags = GFC_DT_LIST_DIRECTED | GFC_DT_FORMAT | GFC_DT_ADVANCE | GFC_DT_SIZE | GFC_DT_POS |
                              GFC_ERR | GFC_END | GFC_EOR | GFC_IOSTAT | GFC_IOMSG | GFC_DT_BLANK | GFC_DT_DECIMAL |
                              GFC_DT_DELIM | GFC_DT_PAD | GFC_DT_ROUND | GFC_DT_SIGN | GFC_DT_DEC_EXTENSIONS;
@@ -37,7 +37,7 @@ bool is_ours(const Gfc_Dt& block, const Console& console) {
 }
 
 bool file_is_ours(const Gfc_Dt& block, Verb verb) {
-  if (!serves_files() || (block.common.flags & GFC_DT_INTERNAL) != 0) return false;
+  if (!serves_files()) return false;
   const i32 unit = block.common.unit;
   const bool served = is_served_form(block);
   // Negative numbers that no OPEN has given are the peer's own, for child statements.
@@ -47,10 +47,21 @@ bool file_is_ours(const Gfc_Dt& block, Verb verb) {
   return true;
 }
 
+/// Internal files need no unit, so that each statement may be served by either side.
+bool internal_file_is_ours(const Gfc_Dt& block) {
+  const u32 flags = block.common.flags & ~static_cast<u32>(GFC_DT_INTERNAL);
+  return block.common.unit == kGfcInternalUnit && (flags & (GFC_DT_LIST_DIRECTED | GFC_DT_FORMAT)) != 0 &&
+         (flags & ~kServedFlags) == 0 && internal_file_is_contiguous(block);
+}
+
 typedef void (*Peer_Call)(Gfc_Dt*);
 
 void begin_transfer(Gfc_Dt* block, Verb verb, Peer_Call peer_call) {
   start_library();
+  if ((block->common.flags & GFC_DT_INTERNAL) != 0) {
+    if (internal_file_is_ours(*block)) return begin_statement(block, verb, nullptr);
+    return peer_call(block);
+  }
   Console* console = console_of(block->common.unit);
   if (console == nullptr) {
     if (file_is_ours(*block, verb)) return begin_statement(block, verb, nullptr);
@@ -143,12 +154,14 @@ TAMRUN_ENTRY void _gfortran_transfer_derived(Gfc_Dt* block, void* object, void* 
     if (statement->over) return;
     // Defined transfer of a component, which the block has not announced: in time while the list has no other item.
     Console* console = statement->console;
-    if (console == nullptr || !abandon_statement(statement))
+    if ((console == nullptr && !statement->internal) || !abandon_statement(statement))
       refuse_item(statement, statement->verb == Verb::read ? "a component with defined input behind other items"
                                                            : "a component with defined output behind other items");
-    console->leave_ours();
-    if (console->unit == UNIT_STDIN) console->give_to_peer();
-    console->enter_peers();
+    if (console != nullptr) {
+      console->leave_ours();
+      if (console->unit == UNIT_STDIN) console->give_to_peer();
+      console->enter_peers();
+    }
     if (statement->verb == Verb::read)
       peer().st_read(block);
     else
