@@ -71,36 +71,17 @@ void decode_dt_runtime(const u8* pc, For_Fmt_Element& element) {
 
 }  // namespace
 
-bool decode_fmt_element(const u8* pc, For_Fmt_Element& element) {
-  element = {};
-  element.code = pc[0];
-  if (element.code >= kFmtCodes) return false;
-  const For_Fmt_Cat row = fmt_cat[element.code];
-  element.operation = row.operation;
-  element.size = kUnit;
+bool decode_rare_fmt_element(const u8* pc, For_Fmt_Cat row, For_Fmt_Element& element) {
+  element.text = element.vlist = nullptr;
   switch (row.category) {
     case FMTC_INVALID:
       return false;
-    case FMTC_BARE:
-      break;
-    case FMTC_REPEAT:
-      element.repeat = load<u16>(pc + 2);
-      break;
     case FMTC_WIDTH:
       element.width = load<u16>(pc + 2);
       if (row.operation == FMT_LITERAL) {
         element.text = reinterpret_cast<const char*>(pc + kUnit);
         element.size += padded(element.width);
       }
-      break;
-    case FMTC_REPEAT_WIDTH:
-      element.repeat = pc[1];
-      element.width = load<u16>(pc + 2);
-      break;
-    case FMTC_REPEAT_WD:
-      element.repeat = pc[1];
-      element.width = pc[2];
-      element.d = pc[3];
       break;
     case FMTC_DT:
       decode_dt(pc, element);

@@ -27,6 +27,8 @@ enum class Next {
 
 /// One call of the interpreter.
 struct Walk {
+  Walk(For_Lub& unit, For_Fmt_Isb& block) : lub(unit), isb(block) {}
+
   For_Lub& lub;
   For_Fmt_Isb& isb;
   For_Fmt_Element element;
@@ -39,10 +41,6 @@ struct Walk {
     return Next::kFail;
   }
 };
-
-constexpr bool is_data_edit(u8 operation) {
-  return (operation >= FMT_A && operation <= FMT_ES_WDE && operation != FMT_LITERAL) || operation == FMT_EX;
-}
 
 /// Range of an expression for the operand `flag`, with the exceptions that some operations make.
 bool in_range(u8 operation, u8 flag, i64 value) {
@@ -85,16 +83,6 @@ int evaluate_operands(Walk& walk) {
     }
   }
   return 0;
-}
-
-Next start_format(Walk& walk) {
-  For_Fmt_Isb& isb = walk.isb;
-  isb.isb_flags &= ~u32{ISB_DATA_EDIT_SEEN};
-  isb.isb_reversion = 0;
-  isb.isb_fmt_base = isb.isb_fmt_pc;
-  const u8 next = isb.isb_fmt_pc[walk.element.size];
-  if (next == FMT_END || next == FMT_SHORT_END) isb.isb_flags |= ISB_EMPTY_FORMAT;
-  return Next::kGoOn;
 }
 
 Next end_format(Walk& walk) {
@@ -160,7 +148,8 @@ Next act(Walk& walk) {
   For_Fmt_Isb& isb = walk.isb;
   switch (isb.isb_code) {
     case FMT_START:
-      return start_format(walk);
+      start_format(isb, walk.element.size);
+      return Next::kGoOn;
     case FMT_END:
       return end_format(walk);
     case FMT_GROUP:
@@ -269,8 +258,12 @@ i64 get_vfe_value(const u64* slots, const For_Fmt_Vfe* reference) {
 int for__interp_fmt(For_Lub* lub) {
   For_Fmt_Isb& isb = *lub->lub_a_fmt_isb;
   if (isb.isb_fmt_pc == nullptr) return report_recursion(lub);
-  Walk walk = {*lub, isb, {}};
+  Walk walk(*lub, isb);
   for (;;) {
+    if (stands_at_plain_data(isb)) {
+      stop_at_plain_data(isb);
+      return 0;
+    }
     if (!decode_fmt_element(isb.isb_fmt_pc, walk.element)) {
       TAMRUN_INTERNAL_ERROR(kSource);
       return MSG_INTERNAL_CONSISTENCY;

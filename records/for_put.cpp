@@ -241,10 +241,36 @@ bool may_hold(const For_Lub& lub, const u8* data, i64 length) {
   return left > 2 * lub.lub_rec_bytes;
 }
 
+/// The record stays in the buffer, which ends at `end` now.
+void hold_output(For_Lub& lub, u8* end, i64 length) {
+  lub.lub_a_rec_start = lub.lub_a_cursor = end;
+  lub.lub_a_rec_end = end + lub.lub_rec_bytes;
+  lub.lub_f_buffer_held = 1;
+  lub.lub_file_pos += length;
+}
+
+/// A line that waits in the buffer of an ordinary file and owes nothing to lines before it: false, with nothing done, for
+/// all other records.
+bool put_held_line(For_Lub& lub) {
+  const For_File_Info* fi = lub.lub_a_file_info;
+  if (!is_plain_line(lub) || fi == nullptr || fi->fi_cc_after_cr || fi->fi_cc_after_prompt) return false;
+  if (lub.lub_stream_kind == STREAM_CONSOLE_OUT || lub.lub_f_no_terminator || lub.lub_f_truncate_on_write) return false;
+  u8* const base = record_base(lub);
+  u8* end = lub.lub_a_high_water != nullptr ? lub.lub_a_high_water : lub.lub_a_cursor;
+  const i64 left = lub.lub_a_buffer + lub.lub_buffer_size - std::max(lub.lub_a_cursor, end + 1);
+  if (!lub.lub_f_buffered || lub.lub_f_write_through || left <= 2 * lub.lub_rec_bytes) return false;
+  *end++ = kLf;
+  lub.lub_f_after_endfile = 0;
+  lub.lub_rec_buffered = lub.lub_partial_bytes = 0;
+  hold_output(lub, end, end - base);
+  return true;
+}
+
 }  // namespace
 
 int for__put_sf(For_Lub* lub_pointer) {
   For_Lub& lub = *lub_pointer;
+  if (put_held_line(lub)) return 0;
   For_File_Info none{};
   For_File_Info& fi = line_state(lub, none);
   const bool terminator = takes_terminator(lub, fi);
@@ -282,11 +308,7 @@ int for__write_output(For_Lub* lub_pointer, const u8* data, i64 length) {
     if (write_held(lub) != 0) return -1;
   }
   if (may_hold(lub, data, length)) {
-    lub.lub_a_rec_start = const_cast<u8*>(data) + length;
-    lub.lub_a_rec_end = lub.lub_a_rec_start + lub.lub_rec_bytes;
-    lub.lub_a_cursor = lub.lub_a_rec_start;
-    lub.lub_f_buffer_held = 1;
-    lub.lub_file_pos += length;
+    hold_output(lub, const_cast<u8*>(data) + length, length);
     return 1;
   }
 

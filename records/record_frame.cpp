@@ -59,7 +59,7 @@ u8* formatted_record_data(const For_Lub& lub) {
   return record_base(lub) + lead + (lub.lub_cc == CC_FORTRAN && !is_crlf_direct(lub) ? kFortranWork : 0);
 }
 
-int layout_formatted_record(For_Lub& lub) {
+int layout_framed_record(For_Lub& lub) {
   if (lub.lub_rectype >= kRecordTypes) return unknown_record_type();
   if (lub.lub_rectype == RECTYPE_SEGMENTED) return MSG_RECORD_TYPE;
   apply_frame(lub, kFrame[lub.lub_rectype]);

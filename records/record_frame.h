@@ -55,9 +55,24 @@ inline bool is_marked_relative(const For_Lub& lub) {
 /// First data byte of the current formatted record, also of one that several statements have written.
 u8* formatted_record_data(const For_Lub& lub);
 
+/// Lines of a text file, as nearly all formatted records are: data and a line feed.
+inline bool is_plain_line(const For_Lub& lub) { return lub.lub_rectype == RECTYPE_STREAM_LF && lub.lub_cc == CC_LIST; }
+
+/// layout_formatted_record for all other records.
+[[nodiscard]] int layout_framed_record(For_Lub& lub);
+
 /// Points cursor and limit at the data area of a fresh formatted record, sets lub_a_data_start and clears
 /// lub_a_high_water: 0, or MSG_RECORD_TYPE for SEGMENTED.
-[[nodiscard]] int layout_formatted_record(For_Lub& lub);
+[[nodiscard]] inline int layout_formatted_record(For_Lub& lub) {
+  if (!is_plain_line(lub)) return layout_framed_record(lub);
+  u8* const base = record_base(lub);
+  u8* const buffer_end = lub.lub_a_buffer + lub.lub_buffer_size;
+  u8* const end = base + lub.lub_rec_bytes - 1;
+  lub.lub_a_cursor = lub.lub_a_data_start = base;
+  lub.lub_a_rec_end = end < buffer_end ? end : buffer_end;
+  lub.lub_a_high_water = nullptr;
+  return 0;
+}
 
 /// layout_formatted_record, and blanks the record's lub_rec_bytes.
 [[nodiscard]] int start_formatted_record(For_Lub& lub);

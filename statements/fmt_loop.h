@@ -40,7 +40,16 @@ struct Fmt_Result {
 enum class List_Ahead : u8 { item, statement_end, call_end, malformed };
 
 /// Looks ahead on copies of the cursors, past the ends of derived types, and past empty arrays if asked to.
-List_Ahead look_ahead(const u8* list, void* args, bool past_empty_arrays);
+List_Ahead look_far_ahead(const u8* list, void* args, bool past_empty_arrays);
+
+inline List_Ahead look_ahead(const u8* list, void* args, bool past_empty_arrays) {
+  if (list != nullptr) {
+    if (*list == ITM_END_STATEMENT) return List_Ahead::statement_end;
+    if (*list == ITM_END_CALL) return List_Ahead::call_end;
+    if (!past_empty_arrays && *list != ITM_DERIVED_CLOSE) return List_Ahead::item;
+  }
+  return look_far_ahead(list, args, past_empty_arrays);
+}
 
 /// True when the data of an item that takes no part in formatted transfer, or has no value of its own, would be edited.
 constexpr bool item_has_no_value(u32 type) { return type > ITM_CHARACTER_ALT; }
@@ -57,7 +66,8 @@ class Format_Loop {
     Fmt_End end = Fmt_End::none;
     if (lub_.lub_f_skip_to_marker) end = skip_components(1);
     while (end == Fmt_End::none) {
-      end = next_descriptor();
+      end = plain_values();
+      if (end == Fmt_End::none) end = next_descriptor();
       if (end == Fmt_End::none) end = act();
     }
     return {end, code_};
@@ -73,6 +83,56 @@ class Format_Loop {
     return end;
   }
   Fmt_End checked(int message) { return message == 0 ? Fmt_End::none : fail(message); }
+
+  /// Takes a scalar of the list whose value stands in the argument words or behind one address: false, with nothing
+  /// taken, for all other items.
+  bool take_plain_scalar(Item_Run& run) {
+    const u8 type = list_[0], access = list_[1];
+    u64* const words = static_cast<u64*>(args_);
+    if (type == ITM_CHARACTER) {
+      if (access != ACC_SCALAR || static_cast<i64>(words[0]) < 0) return false;
+      run = {reinterpret_cast<u8*>(words[1]), static_cast<i64>(words[0]), 1, static_cast<i64>(words[0])};
+      args_ = words + 2;
+    } else {
+      if (type < ITM_INTEGER1 || type >= ITM_CHARACTER || item_is_complex(type)) return false;
+      const For_Item_Row row = for__dsc_itm_table[type];
+      if (row.size <= 0 || (access != ACC_INLINE && access != ACC_POINTER)) return false;
+      const bool stands_here = access == ACC_INLINE;
+      run = {stands_here ? reinterpret_cast<u8*>(words) : reinterpret_cast<u8*>(words[0]), row.size, 1, row.size};
+      args_ = words + (stands_here ? row.words : 1);
+    }
+    val_.val_type = type;
+    list_ += 2;
+    return true;
+  }
+
+  /// Scalars with plain descriptors, as long as one follows the other: what small records are made of. Stops wherever
+  /// there is more to do, which is left to the others.
+  Fmt_End plain_values() {
+    if (has_value() || list_ == nullptr || args_ == nullptr || isb_.isb_fmt_pc == nullptr) return Fmt_End::none;
+    for (;;) {
+      const bool repeats = isb_.isb_repeat >= 2;
+      if (repeats ? !stops_plainly(isb_.isb_code) : !stands_at_plain_data(isb_)) {
+        if (!repeats && (pass_plain_columns(lub_, isb_) || pass_plain_start(isb_))) continue;
+        break;
+      }
+      Item_Run run;
+      if (!take_plain_scalar(run)) break;
+      if (repeats) {
+        --isb_.isb_repeat;
+        isb_.isb_width = isb_.isb_width_saved;
+      } else {
+        isb_.isb_flags &= ~u32{ISB_VFE_REACHED | ISB_STATEMENT_ENDS};
+        stop_at_plain_data(isb_);
+      }
+      idle_level_ = -1;
+      lub_.lub_f_item_seen = 1;
+      lub_.lub_zero_item = 0;
+      const Fmt_End end = edit(run, 1);
+      if (end != Fmt_End::none) return end;
+    }
+    return Fmt_End::none;
+  }
 
   /// The call is over and the current descriptor has not been used: the next call begins with it.
   Fmt_End keep_for_next_call() {
@@ -183,7 +243,7 @@ class Format_Loop {
   /// Fetches the next value into run_ if none is at hand. Fmt_End::none without one: a derived type has been done.
   Fmt_End fetch_value(bool* done) {
     while (run_.count == 0) {
-      if (const int code = for__desc_ret_item(&list_, &args_, &val_, &shape_)) return fail(code);
+      if (const int code = next_item(list_, args_, val_, shape_)) return fail(code);
       switch (val_.val_type) {
         case ITM_END_STATEMENT:
           return Fmt_End::statement;

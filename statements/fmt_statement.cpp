@@ -22,7 +22,7 @@ void reset_progress(For_Lub& lub) {
 
 }  // namespace
 
-List_Ahead look_ahead(const u8* list, void* args, bool past_empty_arrays) {
+List_Ahead look_far_ahead(const u8* list, void* args, bool past_empty_arrays) {
   For_Value_Info val = {};
   For_Item_Shape shape;
   do {

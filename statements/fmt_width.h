@@ -19,6 +19,25 @@ struct Fmt_Field {
 /// The bits of isb_flags2 that belong to one value.
 inline constexpr u16 kFieldFlags2 = ISB2_MINIMAL | ISB2_G_NO_WIDTH | ISB2_G_IN_PROGRESS | ISB2_D_GIVEN | ISB2_W_ZERO;
 
+/// True when the width that the format gives is the width of the field, of whatever value.
+constexpr bool takes_given_width(u8 code) {
+  switch (code) {
+    case FMT_A_W:
+    case FMT_D_WD:
+    case FMT_E_WD:
+    case FMT_E_WDE:
+    case FMT_F_WD:
+    case FMT_I_W:
+    case FMT_I_WM:
+    case FMT_L_W:
+    case FMT_ES_WD:
+    case FMT_ES_WDE:
+      return true;
+    default:
+      return false;
+  }
+}
+
 /// The field of the current descriptor for a value of that type and element length. Input has no minimal fields.
 Fmt_Field plan_field(const For_Fmt_Isb& isb, u32 type, i64 element, bool writing);
 

@@ -16,6 +16,7 @@
 
 #include <algorithm>
 
+#include "convert/integer_field.h"
 #include "core/heap.h"
 #include "statements/fmt_loop.h"
 #include "statements/fmt_width.h"
@@ -61,6 +62,11 @@ class Fmt_Writer {
   int chars_left(u32, const Item_Run&) { return 0; }
 
   Fmt_End values(u32 type, const Item_Run& run, i64 count) {
+    if (isb_.isb_width > 0 && takes_given_width(isb_.isb_code)) {
+      isb_.isb_flags2 &= static_cast<u16>(~kFieldFlags2);
+      error = put_fields(type, run, count, isb_.isb_width);
+      return error == 0 ? Fmt_End::none : Fmt_End::failed;
+    }
     const Fmt_Field field = plan_field(isb_, type, run.elem, true);
     error = field.failure;
     if (error == 0) {
@@ -91,6 +97,10 @@ class Fmt_Writer {
   int put_fields(u32 type, const Item_Run& run, i64 count, i64 width) {
     if (width < 0) return MSG_FORMAT_SYNTAX;
     if (width > kWidestField) return MSG_RECORD_OVERFLOW;
+    if ((isb_.isb_code == FMT_I_WM || isb_.isb_code == FMT_I_W) && isb_.isb_d == 1 && !(isb_.isb_flags & ISB_SP)) {
+      if (type == ITM_INTEGER4) return put_integers<i32>(run, count, width);
+      if (type == ITM_INTEGER8) return put_integers<i64>(run, count, width);
+    }
     For_Value_Info val = {run.data, run.elem, type, run.elem, nullptr};
     for (; count > 0; --count) {
       if (int code = target_.admit(val.val_data, run.elem)) return code;
@@ -102,6 +112,26 @@ class Fmt_Writer {
       }
       lub_.lub_a_cursor += width;
       val.val_data = step(val.val_data, run.stride);
+    }
+    mark_written();
+    return 0;
+  }
+
+  /// The fields that most integers have: Iw, or Iw.1, without a required sign.
+  template <class Int>
+  int put_integers(const Item_Run& run, i64 count, i64 width) {
+    const u8* data = run.data;
+    for (; count > 0; --count, data = step(const_cast<u8*>(data), run.stride)) {
+      if (int code = target_.admit(data, run.elem)) return code;
+      if (lub_.lub_a_cursor + width > lub_.lub_a_rec_end) [[unlikely]] {
+        if (int code = make_room(width, kValueShare)) return code;
+      }
+      Int value;
+      memcpy(&value, data, sizeof value);
+      if (!put_integer_field(reinterpret_cast<char*>(lub_.lub_a_cursor), value, static_cast<u32>(width))) {
+        (void)kept(MSG_OUTPUT_CONVERSION);
+      }
+      lub_.lub_a_cursor += width;
     }
     mark_written();
     return 0;

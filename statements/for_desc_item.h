@@ -36,15 +36,20 @@ void* for__next_array_element(const For_Item_Shape* shape, i64* index);
 /// True when the type stands for text whose length comes with the item.
 constexpr bool item_is_character(u32 type) { return type == ITM_CHARACTER || type == ITM_CHARACTER_ALT; }
 
-/// for__desc_ret_item with what most calls hold decoded in line: the end marks, and numbers by address.
+/// for__desc_ret_item with what most calls hold decoded in line: the end marks, and numbers in the argument words or by
+/// address. The shape of these has its access only.
 [[gnu::always_inline]] inline int next_item(const u8*& list, void*& args, For_Value_Info& val, For_Item_Shape& shape) {
-  const u8 type = list[0];
-  if (list[1] == ACC_POINTER && type >= ITM_INTEGER1 && type < ITM_CHARACTER && args != nullptr) {
-    if (const i64 size = for__dsc_itm_table[type].size; size > 0) {
+  if (list == nullptr) return for__desc_ret_item(&list, &args, &val, &shape);
+  const u8 type = list[0], access = list[1];
+  const bool stands_here = access == ACC_INLINE;
+  if ((stands_here || access == ACC_POINTER) && type >= ITM_INTEGER1 && type < ITM_CHARACTER && args != nullptr) {
+    const For_Item_Row row = for__dsc_itm_table[type];
+    if (const i64 size = row.size; size > 0) {
       u64* const words = static_cast<u64*>(args);
-      val = {reinterpret_cast<u8*>(words[0]), size, type, item_is_complex(type) ? size / 2 : size, nullptr};
-      shape.shp_access = ACC_POINTER;
-      args = words + 1;
+      u8* const data = stands_here ? reinterpret_cast<u8*>(words) : reinterpret_cast<u8*>(words[0]);
+      val = {data, size, type, item_is_complex(type) ? size / 2 : size, nullptr};
+      shape.shp_access = access;
+      args = words + (stands_here ? row.words : 1);
       list += 2;
       return 0;
     }

@@ -81,7 +81,7 @@ class Ldio_Writer {
     For_Value_Info val;
     For_Item_Shape shape;
     for (;;) {
-      if (int code = for__desc_ret_item(&list, &args, &val, &shape)) return failure(code);
+      if (int code = next_item(list, args, val, shape)) return failure(code);
       if (val.val_type == ITM_END_STATEMENT) return {Ldio_End::statement, 0, 0};
       if (val.val_type == ITM_END_CALL) return {Ldio_End::call, 0, 0};
       int user_code = 0;

@@ -60,6 +60,11 @@ bool is_refused(const For_Lub& lub, Mode_Check check) {
   return false;
 }
 
+/// A connection that no check of a formatted statement refuses.
+bool is_plain_text_file(const For_Lub& lub) {
+  return lub.lub_f_formatted && !lub.lub_f_unformatted && !lub.lub_f_readonly && !lub.lub_f_keyed && !lub.lub_f_direct;
+}
+
 /// The keys that a control list may hold, in the order in which they must come.
 constexpr u8 kControlKeys[] = {KEY_IOMSG, KEY_POS, KEY_BLANK, KEY_DECIMAL, KEY_DELIM, KEY_PAD, KEY_ROUND, KEY_SIGN};
 constexpr int kLastUnformattedKey = 1;  ///< position of KEY_POS: what follows is for formatted statements
@@ -234,6 +239,8 @@ Statement_Start begin_statement(const Statement_Rule& rule, For_Context* ctx, in
   }
   if (rule.connect_access != kConnectNever && rule.formatted && lub.lub_f_no_wrap_margin)
     lub.lub_rec_bytes = lub.lub_wrap_margin = lub.lub_buffer_size;
+  if (is_plain_text_file(lub) && rule.formatted) [[likely]]
+    return {&lub, 0};
   for (Mode_Check check : rule.checks) {
     if (is_refused(lub, check)) {
       const Check_Report& report = kCheckReports[static_cast<int>(check)];
@@ -267,20 +274,21 @@ int position_stream_output(For_Lub& lub) {
 }
 
 int begin_output_record(For_Lub& lub, bool* continues) {
-  For_File_Info none{};
-  For_File_Info& fi = lub.lub_a_file_info != nullptr ? *lub.lub_a_file_info : none;
-  const bool left_open = fi.fi_record_open;
-  fi.fi_record_open = 0;
+  For_File_Info* fi = lub.lub_a_file_info;
+  const bool left_open = fi != nullptr && fi->fi_record_open;
+  if (left_open) fi->fi_record_open = 0;
   *continues = true;
   lub.lub_a_high_water = nullptr;
   if (in_child_statement(lub)) return 0;
   // A READ in between has taken the buffer: the open record went out then.
   *continues = left_open && !lub.lub_f_read_ahead && lub.lub_a_cursor >= record_base(lub);
   if (!*continues) {
-    if (int code = for__flush_readahead(&lub, 0)) return code;
+    if (lub.lub_f_read_ahead) {
+      if (int code = for__flush_readahead(&lub, 0)) return code;
+    }
     if (int code = start_formatted_record(lub)) return code;
   }
-  if (lub.lub_f_f90_rtl && fi.fi_read_open && !isatty(lub.lub_fd)) fi.fi_read_open = 0;
+  if (fi != nullptr && fi->fi_read_open && lub.lub_f_f90_rtl && !isatty(lub.lub_fd)) fi->fi_read_open = 0;
   return 0;
 }
 

@@ -260,6 +260,7 @@ void transfer_whole(Statement* statement, For_Item_Type item, const Gfc_Array& a
   u64 words[3 + 3 * kGfcMaxRank];
   int used = 0;
   if (shape.count == 0 || shape.contiguous()) {
+    if (!text && put_small_array(statement, item, array.data, shape.count * shape.elem)) return;
     // Characters of no length count by the bytes that they would have with one.
     words[used++] = static_cast<u64>(shape.count * (shape.elem > 0 ? shape.elem : 1));
     words[used++] = reinterpret_cast<u64>(array.data);

@@ -13,6 +13,8 @@
 #include "adapters/gnu/units.h"
 #include "core/start.h"
 
+std::atomic<bool> g_library_started;
+
 namespace {
 
 pthread_once_t g_once = PTHREAD_ONCE_INIT;
@@ -28,11 +30,12 @@ void start_once() {
   read_console_environment();
   for_rtl_init_(g_argv != nullptr ? &g_argc : nullptr, g_argv);
   atexit(finish_library);
+  g_library_started.store(true, std::memory_order_release);
 }
 
 }  // namespace
 
-void start_library() { pthread_once(&g_once, start_once); }
+void start_library_once() { pthread_once(&g_once, start_once); }
 
 bool keeps_sign_of_zero() { return g_sign_of_zero; }
 

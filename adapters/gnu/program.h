@@ -4,9 +4,16 @@
 #ifndef TAMGNU_PROGRAM_H
 #define TAMGNU_PROGRAM_H
 
+#include <atomic>
+
+extern std::atomic<bool> g_library_started;
+void start_library_once();
+
 /// Starts the library once per process and arranges its end. A program whose main is not Fortran comes here with its
 /// first statement.
-void start_library();
+inline void start_library() {
+  if (!g_library_started.load(std::memory_order_acquire)) start_library_once();
+}
 
 /// -fsign-zero, which is GNU Fortran's default: a negative zero is written with its sign.
 bool keeps_sign_of_zero();

@@ -15,14 +15,14 @@
 #include "tamrun/open_args.h"
 #include "tamrun/tamrun.h"
 
+thread_local Statement* t_innermost;
+
 namespace {
 
 i64 trimmed(const char* text, i64 length) {
   while (length > 0 && text[length - 1] == ' ') --length;
   return length;
 }
-
-__attribute__((tls_model("initial-exec"))) thread_local Statement* t_innermost;
 
 /// Specifiers of the statement, in the order that the library wants.
 class Control_List : public Keyword_List<8> {
@@ -43,6 +43,8 @@ class Control_List : public Keyword_List<8> {
 /// Specifiers whose text may be a temporary that goes when the first call of the statement returns.
 constexpr u32 kTemporaryTexts = GFC_DT_BLANK | GFC_DT_DECIMAL | GFC_DT_DELIM | GFC_DT_PAD | GFC_DT_ROUND | GFC_DT_SIGN;
 
+constexpr u32 kControlFlags = GFC_IOMSG | GFC_DT_POS | kTemporaryTexts;
+
 /// A format as the library takes its text.
 struct Format_Text {
   i64 length;
@@ -60,13 +62,12 @@ For_IO_Flags io_flags(const Gfc_Dt& block) {
   return flags;
 }
 
-int first_call(Statement* statement, const u8* list, u64* args) {
+/// The first call, with the specifiers that it has.
+template <class... Control>
+int call_entry(Statement* statement, For_IO_Flags flags, const u8* list, u64* args, Control... control) {
   const Gfc_Dt& block = *statement->block;
   For_Context* context = &statement->context;
   const i32 unit = statement->unit();
-  For_IO_Flags flags = io_flags(block);
-  Control_List control(block);
-  if (!control.empty()) flags |= iof_control_list;
   const bool reads = statement->verb == Verb::read;
   const Format_Text format = {block.format_len, block.format};
   if (statement->internal) {
@@ -79,10 +80,18 @@ int first_call(Statement* statement, const u8* list, u64* args) {
   }
   if (!statement->formatted()) {
     const auto entry = reads ? for_read_seq_lis : for_write_seq_lis;
-    return entry(context, unit, flags, list, args, control.list(), control.args());
+    return entry(context, unit, flags, list, args, control...);
   }
   const auto entry = reads ? for_read_seq_fmt : for_write_seq_fmt;
-  return entry(context, unit, flags, list, args, &format, control.list(), control.args());
+  return entry(context, unit, flags, list, args, &format, control...);
+}
+
+int first_call(Statement* statement, const u8* list, u64* args) {
+  const Gfc_Dt& block = *statement->block;
+  const For_IO_Flags flags = io_flags(block);
+  if ((block.common.flags & kControlFlags) == 0) return call_entry(statement, flags, list, args);
+  Control_List control(block);
+  return call_entry(statement, flags | iof_control_list, list, args, control.list(), control.args());
 }
 
 int further_call(Statement* statement, const u8* list, u64* args) {
@@ -211,7 +220,7 @@ void add_leading_items(Statement* statement) {
 
 }  // namespace
 
-Statement* statement_of(const Gfc_Dt* block) {
+Statement* outer_statement_of(const Gfc_Dt* block) {
   for (Statement* statement = t_innermost; statement != nullptr; statement = statement->outer)
     if (statement->block == block) return statement;
   return nullptr;
@@ -274,6 +283,17 @@ void put_value(Statement* statement, For_Item_Type type, const void* value, size
   memcpy(args, value, bytes);
 }
 
+/// A short text or array behind its length in bytes, with a copy of it.
+void put_copy(Statement* statement, For_Item_Type type, For_Item_Access access, const void* data, i64 length) {
+  const auto bytes = static_cast<size_t>(length);
+  u64* args = add_item(statement, type, access, 2, words_of(bytes));
+  if (args == nullptr) return;
+  u64* copy = &statement->args[kBatchWords - statement->text_words];
+  if (bytes > 0) memcpy(copy, data, bytes);
+  args[0] = bytes;
+  args[1] = reinterpret_cast<u64>(copy);
+}
+
 void put_text(Statement* statement, const char* text, i64 length) {
   // A part of the variable that is written is shown as such, so that the library can tell of it.
   const bool of_variable = statement->internal && text >= statement->block->internal &&
@@ -286,13 +306,13 @@ void put_text(Statement* statement, const char* text, i64 length) {
   if (statement->over) return;
   separate_numeric_text(statement);
   if (statement->over) return;
-  const auto bytes = static_cast<size_t>(length);
-  u64* args = add_item(statement, ITM_CHARACTER, ACC_SCALAR, 2, words_of(bytes));
-  if (args == nullptr) return;
-  u64* copy = &statement->args[kBatchWords - statement->text_words];
-  if (bytes > 0) memcpy(copy, text, bytes);
-  args[0] = bytes;
-  args[1] = reinterpret_cast<u64>(copy);
+  put_copy(statement, ITM_CHARACTER, ACC_SCALAR, text, length);
+}
+
+bool put_small_array(Statement* statement, For_Item_Type type, const void* data, i64 bytes) {
+  if (statement->verb != Verb::write || bytes > kCopiedArray) return false;
+  if (!statement->over) put_copy(statement, type, ACC_ARRAY, data, bytes);
+  return true;
 }
 
 bool put_reference(Statement* statement, For_Item_Type type, For_Item_Access access, const u64* words, int count) {

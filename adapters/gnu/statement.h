@@ -9,12 +9,13 @@
 #include "tamrun/context.h"
 #include "tamrun/item_list.h"
 
-/// Values and short texts of a WRITE are copied and wait for company, so that most statements are one call of the library;
+/// Values, short texts and small arrays of a WRITE are copied and wait for company, so that most statements are one call of the library;
 /// what goes by reference is sent at once, since it may be a temporary of the expression. An item of a READ is read at
 /// once: the rest of the list may depend on it.
 inline constexpr int kBatchItems = 19;
 inline constexpr int kBatchWords = 20;
 inline constexpr i64 kCopiedText = 40;
+inline constexpr i64 kCopiedArray = 96;
 
 enum class Verb : u8 { write, read };
 
@@ -42,8 +43,19 @@ struct Statement {
 };
 static_assert(sizeof(Statement) <= kServerBytes);
 
+/// The innermost running statement of the thread that the library serves.
+extern thread_local Statement* t_innermost __attribute__((tls_model("initial-exec")));
+
+/// statement_of, beginning outside the innermost statement.
+Statement* outer_statement_of(const Gfc_Dt* block);
+
 /// The running statement of this block, or null when the peer serves the block.
-Statement* statement_of(const Gfc_Dt* block);
+inline Statement* statement_of(const Gfc_Dt* block) {
+  Statement* innermost = t_innermost;
+  if (innermost != nullptr && innermost->block == block) [[likely]]
+    return innermost;
+  return outer_statement_of(block);
+}
 
 /// The caller holds the console, if the unit is one, and gives it back behind end_statement.
 void begin_statement(Gfc_Dt* block, Verb verb, Console* console);
@@ -58,8 +70,25 @@ bool internal_file_is_contiguous(const Gfc_Dt& block);
 /// A scalar number or logical of a WRITE, copied before the call returns.
 void put_value(Statement* statement, For_Item_Type type, const void* value, size_t bytes);
 
+/// The same for a value of at most one word, while the batch has room and nothing needs a closer look: false if it has
+/// not been taken.
+inline bool put_word(Statement* statement, For_Item_Type type, u64 word) {
+  const bool full = statement->items == kBatchItems || statement->words + statement->text_words == kBatchWords;
+  if (statement->verb != Verb::write || statement->over || full) [[unlikely]]
+    return false;
+  u8* item = &statement->list[2 * statement->items++];
+  item[0] = type;
+  item[1] = ACC_INLINE;
+  statement->args[statement->words++] = word;
+  statement->numeric_text = false;
+  return true;
+}
+
 /// A character scalar of a WRITE, copied or sent before the call returns.
 void put_text(Statement* statement, const char* text, i64 length);
+
+/// A contiguous array of numbers of a WRITE, copied: false, with nothing done, when it is too large for that.
+[[nodiscard]] bool put_small_array(Statement* statement, For_Item_Type type, const void* data, i64 bytes);
 
 /// An item by reference with its argument words. False: the statement is over.
 bool put_reference(Statement* statement, For_Item_Type type, For_Item_Access access, const u64* words, int count);

@@ -54,18 +54,19 @@ bool internal_file_is_ours(const Gfc_Dt& block) {
          (flags & ~kServedFlags) == 0 && internal_file_is_contiguous(block);
 }
 
-typedef void (*Peer_Call)(Gfc_Dt*);
+/// A member, so that the peer is looked up by those statements only that it serves.
+typedef void (*Peer::*Peer_Call)(Gfc_Dt*);
 
 void begin_transfer(Gfc_Dt* block, Verb verb, Peer_Call peer_call) {
   start_library();
   if ((block->common.flags & GFC_DT_INTERNAL) != 0) {
     if (internal_file_is_ours(*block)) return begin_statement(block, verb, nullptr);
-    return peer_call(block);
+    return (peer().*peer_call)(block);
   }
   Console* console = console_of(block->common.unit);
   if (console == nullptr) {
     if (file_is_ours(*block, verb)) return begin_statement(block, verb, nullptr);
-    return peer_call(block);
+    return (peer().*peer_call)(block);
   }
   console->lock();
   if (is_ours(*block, *console)) {
@@ -74,7 +75,7 @@ void begin_transfer(Gfc_Dt* block, Verb verb, Peer_Call peer_call) {
   }
   if (console->unit == UNIT_STDIN && console->peer_depth == 0) console->give_to_peer();
   console->enter_peers();
-  peer_call(block);
+  (peer().*peer_call)(block);
 }
 
 void end_transfer(Gfc_Dt* block, Peer_Call peer_call) {
@@ -86,7 +87,7 @@ void end_transfer(Gfc_Dt* block, Peer_Call peer_call) {
     return console->unlock();
   }
   Console* console = console_of(block->common.unit);
-  peer_call(block);
+  (peer().*peer_call)(block);
   if (console == nullptr) return;
   console->leave_peers();
   console->unlock();
@@ -94,17 +95,44 @@ void end_transfer(Gfc_Dt* block, Peer_Call peer_call) {
 
 }  // namespace
 
-TAMRUN_ENTRY void _gfortran_st_write(Gfc_Dt* block) { begin_transfer(block, Verb::write, peer().st_write); }
-TAMRUN_ENTRY void _gfortran_st_write_done(Gfc_Dt* block) { end_transfer(block, peer().st_write_done); }
-TAMRUN_ENTRY void _gfortran_st_read(Gfc_Dt* block) { begin_transfer(block, Verb::read, peer().st_read); }
-TAMRUN_ENTRY void _gfortran_st_read_done(Gfc_Dt* block) { end_transfer(block, peer().st_read_done); }
+TAMRUN_ENTRY void _gfortran_st_write(Gfc_Dt* block) { begin_transfer(block, Verb::write, &Peer::st_write); }
+TAMRUN_ENTRY void _gfortran_st_write_done(Gfc_Dt* block) { end_transfer(block, &Peer::st_write_done); }
+TAMRUN_ENTRY void _gfortran_st_read(Gfc_Dt* block) { begin_transfer(block, Verb::read, &Peer::st_read); }
+TAMRUN_ENTRY void _gfortran_st_read_done(Gfc_Dt* block) { end_transfer(block, &Peer::st_read_done); }
+
+/// The kinds that most values have, on their way out: false for all others.
+inline bool put_usual_number(Statement* statement, For_Item_Type four, For_Item_Type eight, const void* value,
+                             int kind) {
+  if (kind == sizeof(u32)) {
+    u32 word;
+    __builtin_memcpy(&word, value, sizeof word);
+    return put_word(statement, four, word);
+  }
+  if (kind != sizeof(u64)) return false;
+  u64 word;
+  __builtin_memcpy(&word, value, sizeof word);
+  return put_word(statement, eight, word);
+}
+
+inline bool put_usual(Statement* statement, Gfc_Type type, const void* value, int kind) {
+  switch (type) {
+    case GFC_INTEGER:
+      return put_usual_number(statement, ITM_INTEGER4, ITM_INTEGER8, value, kind);
+    case GFC_LOGICAL:
+      return put_usual_number(statement, ITM_LOGICAL4, ITM_LOGICAL8, value, kind);
+    case GFC_REAL:
+      return put_usual_number(statement, ITM_REAL4, ITM_REAL8, value, kind);
+    default:
+      return false;
+  }
+}
 
 #define TAMGNU_SCALAR_TRANSFER(name, type)                                   \
   TAMRUN_ENTRY void _gfortran_##name(Gfc_Dt* block, void* value, int kind) { \
-    if (Statement* statement = statement_of(block))                          \
-      transfer_scalar(statement, type, kind, value);                         \
-    else                                                                     \
-      peer().name(block, value, kind);                                       \
+    Statement* statement = statement_of(block);                              \
+    if (statement == nullptr) return peer().name(block, value, kind);        \
+    if (put_usual(statement, type, value, kind)) return;                     \
+    transfer_scalar(statement, type, kind, value);                           \
   }
 TAMGNU_SCALAR_TRANSFER(transfer_integer, GFC_INTEGER)
 TAMGNU_SCALAR_TRANSFER(transfer_integer_write, GFC_INTEGER)

@@ -137,7 +137,7 @@ static_assert(offsetof(For_Ldir_Read_Isb, ldir_lub) == 0);
 static_assert(offsetof(For_Ldir_Read_Isb, ldir_apart) <= offsetof(For_Fmt_Isb, isb_flags));
 
 /// Bytes behind the block of a formatted statement for a compiled format.
-inline constexpr i64 kFmtRoomBytes = 256;
+inline constexpr i64 kFmtRoomBytes = 512;
 
 /// The view of a formatted statement with that room. A child statement leaves the room to its parent.
 struct For_Fmt_State {

@@ -40,8 +40,8 @@ void expect_same(char* at, const std::string& text, bool with_room, int* from_ca
 TEST(FormatCache, TheTextIsTheKey) {
   const std::string long_text = "(" + std::string(300, ' ') + "I5)";
   std::string large_form = "(";  // short text, long form
-  for (int i = 0; i < 30; ++i) large_form += "I5,";
-  large_form += "I5)";
+  for (int i = 0; i < 50; ++i) large_form += "X,";
+  large_form += "A)";
   struct Step {
     std::string text;
     bool with_room;
