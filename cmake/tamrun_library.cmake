@@ -37,6 +37,9 @@ function(tamrun_library)
   file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/exports.list CONTENT "${exported}\n" @ONLY)
 
   add_library(tamrun_objects OBJECT ${sources})
+  # Entry points that callers choose for the processor at hand.
+  set_source_files_properties(intrinsics/random_avx.cpp PROPERTIES COMPILE_OPTIONS "-mavx;-mpopcnt")
+  set_source_files_properties(intrinsics/random_avx512.cpp PROPERTIES COMPILE_OPTIONS "-mavx512f;-mpopcnt")
   target_compile_options(tamrun_objects PRIVATE ${TAMRUN_CXX_FLAGS})
   target_link_libraries(tamrun_objects PUBLIC tamrun_options)
 

@@ -25,7 +25,7 @@ struct Modulus {
   }
 
   /// The next state of s.
-  static u32 step(u32 s) { return multiply(s, kStep); }
+  [[gnu::always_inline]] static u32 step(u32 s) { return multiply(s, kStep); }
 
   /// A multiplier with its quotient by m, scaled by 2^32 and rounded down.
   struct Factor {
@@ -35,7 +35,7 @@ struct Modulus {
   static constexpr Factor factor(int k) { return {power(k), static_cast<u32>((static_cast<u64>(power(k)) << 32) / m)}; }
 
   /// s times the multiplier modulo m, for an s below 2^31: the quotient from the reciprocal is at most 1 too low.
-  static u32 multiply(u32 s, Factor factor) {
+  [[gnu::always_inline]] static u32 multiply(u32 s, Factor factor) {
     const u64 quotient = (static_cast<u64>(s) * factor.reciprocal) >> 32;
     const u64 rest = static_cast<u64>(s) * factor.multiplier - quotient * m;
     return static_cast<u32>(rest >= m ? rest - m : rest);
@@ -57,18 +57,18 @@ static_assert(sizeof(Combined_State) == sizeof(u64));
 
 /// The process-wide state, whatever the thread. One 64-bit access, so that whoever looks on sees a pair.
 typedef u64 Combined_Word __attribute__((may_alias));
-inline Combined_Word& combined_word() {
+[[gnu::always_inline]] inline Combined_Word& combined_word() {
   return *reinterpret_cast<Combined_Word*>(for__static_threadstor_private.ts_ran_seeds);
 }
-inline Combined_State load_combined() {
+[[gnu::always_inline]] inline Combined_State load_combined() {
   return __builtin_bit_cast(Combined_State, __atomic_load_n(&combined_word(), __ATOMIC_RELAXED));
 }
-inline void store_combined(Combined_State state) {
+[[gnu::always_inline]] inline void store_combined(Combined_State state) {
   __atomic_store_n(&combined_word(), __builtin_bit_cast(u64, state), __ATOMIC_RELAXED);
 }
 
 /// Difference of the two words, brought into 1 to m1 - 1.
-inline i32 combine(Combined_State state) {
+[[gnu::always_inline]] inline i32 combine(Combined_State state) {
   const i32 z = static_cast<i32>(state.s1) - static_cast<i32>(state.s2);
   return z < 1 ? z + static_cast<i32>(Modulus_1::m - 1) : z;
 }
@@ -81,17 +81,17 @@ inline constexpr float kTwoToMinus31 = 0x1p-31F;
 /// set, since nobody waits there.
 class Generator_Lock {
  public:
-  explicit Generator_Lock(u32& word) : word_(__libc_single_threaded ? nullptr : &word) {
+  [[gnu::always_inline]] explicit Generator_Lock(u32& word) : word_(__libc_single_threaded ? nullptr : &word) {
     if (word_ != nullptr) take();
   }
-  ~Generator_Lock() {
+  [[gnu::always_inline]] ~Generator_Lock() {
     if (word_ != nullptr) __atomic_store_n(word_, 0U, __ATOMIC_RELEASE);
   }
   Generator_Lock(const Generator_Lock&) = delete;
   Generator_Lock& operator=(const Generator_Lock&) = delete;
 
  private:
-  void take() {
+  [[gnu::always_inline]] void take() {
     if (for__reentrancy_mode < FOR_K_REENTRANCY_THREADED) {
       *word_ = 1;
       return;
