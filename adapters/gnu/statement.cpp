@@ -73,10 +73,10 @@ int call_entry(Statement* statement, For_IO_Flags flags, const u8* list, u64* ar
   if (statement->internal) {
     if (!statement->formatted()) {
       const auto entry = reads ? for_read_int_lis : for_write_int_lis;
-      return entry(context, flags, list, args, control.list(), control.args());
+      return entry(context, flags, list, args, control...);
     }
     const auto entry = reads ? for_read_int_fmt : for_write_int_fmt;
-    return entry(context, flags, list, args, &format, control.list(), control.args());
+    return entry(context, flags, list, args, &format, control...);
   }
   if (!statement->formatted()) {
     const auto entry = reads ? for_read_seq_lis : for_write_seq_lis;
