@@ -100,10 +100,12 @@ int skip_record(For_Lub& lub) {
   return 0;
 }
 
-/// A record whose parts are to be read one by one: longer than the buffer, or the connection asks for it.
-bool is_read_in_parts(const For_Lub& lub, i64 whole) {
+/// A subrecord whose parts are to be read one by one: longer than the buffer, or the connection asks for it and some of
+/// its values may reach the threshold.
+bool is_read_in_parts(const For_Lub& lub, i64 length, i64 whole) {
   if (whole > lub.lub_buffer_size) return true;
-  return lub.lub_f_user_buffered && lub.lub_f_threshold_set && whole > unread_bytes(lub);
+  const bool asked = lub.lub_f_user_buffered && lub.lub_f_threshold_set;
+  return asked && length > 1 && length >= lub.lub_buffer_threshold && whole > unread_bytes(lub);
 }
 
 }  // namespace
@@ -114,7 +116,7 @@ int begin_subrecord(For_Lub& lub) {
   const i64 signed_length = length_word(lub, lub.lub_a_read_next);
   const i64 length = signed_length < 0 ? -signed_length : signed_length;
   const i64 whole = length + 2 * kLengthWord;
-  const bool large = is_read_in_parts(lub, whole);
+  const bool large = is_read_in_parts(lub, length, whole);
   if (!large) {
     if (int code = bring_bytes(lub, whole)) return code;
     if (unread_bytes(lub) < whole) return cut_short(lub);

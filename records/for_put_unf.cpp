@@ -12,8 +12,6 @@
 #include "core/failure.h"
 #include "records/buffer.h"
 
-i64 subrecord_limit = kMostSubrecord;
-
 namespace {
 
 constexpr u8 kLf = '\n', kCr = '\r';
@@ -171,7 +169,7 @@ int move_record_to_front(For_Lub& lub) {
   lub.lub_a_rec_start = nullptr;
   lub.lub_a_data_start = lub.lub_a_buffer + data_offset;
   lub.lub_a_cursor = lub.lub_a_buffer + length;
-  lub.lub_a_rec_end = buffer_end(lub) - trailer_bytes(lub);
+  widen_unformatted_record(lub);
   return 0;
 }
 

@@ -11,11 +11,6 @@
 #include "tamrun/lub.h"
 #include "tamrun/messages.h"
 
-/// Most data bytes of a subrecord: with both length words it stays within what a signed word can tell.
-inline constexpr i64 kMostSubrecord = 2147483639;
-/// The limit in force, which tests lower.
-extern i64 subrecord_limit;
-
 extern "C" {
 /// Writes the sequential record that stands whole in the buffer, up to lub_a_cursor: 0, MSG_WRITE_ERROR with lub_errno,
 /// or MSG_RECORD_OVERFLOW when its control bytes have no room. In a child statement the bytes go out as they are.

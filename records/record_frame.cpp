@@ -81,10 +81,18 @@ int start_formatted_record(For_Lub& lub) {
   return 0;
 }
 
+i64 subrecord_limit = kMostSubrecord;
+
+void widen_unformatted_record(For_Lub& lub) {
+  const Frame_Rule& rule = kFrame[lub.lub_rectype];
+  u8* const base = record_base(lub);
+  const i64 room = buffer_end(lub) - rule.trail - base;
+  lub.lub_a_rec_end = base + (rule.trail > 0 ? std::min(room, rule.lead + subrecord_limit) : room);
+}
+
 int layout_unformatted_record(For_Lub& lub, Segment_Control control) {
   if (lub.lub_rectype >= kRecordTypes) return unknown_record_type();
-  const Frame_Rule& rule = kFrame[lub.lub_rectype];
-  apply_frame(lub, rule);
+  apply_frame(lub, kFrame[lub.lub_rectype]);
   if (lub.lub_rectype == RECTYPE_SEGMENTED) {
     u8* base = record_base(lub);
     base[kSegmentCount] = static_cast<u8>(control);
@@ -92,7 +100,7 @@ int layout_unformatted_record(For_Lub& lub, Segment_Control control) {
     u8* const most = std::min(base + kMostSegment, buffer_end(lub) - 1);  // a byte of padding may follow
     lub.lub_a_rec_end = std::min(lub.lub_a_rec_end, most);
   } else if (is_variable(lub) || lub.lub_rectype == RECTYPE_STREAM) {
-    lub.lub_a_rec_end = buffer_end(lub) - rule.trail;
+    widen_unformatted_record(lub);
   }
   lub.lub_a_data_start = lub.lub_a_cursor;
   lub.lub_a_high_water = nullptr;

@@ -11,6 +11,11 @@
 /// Bytes of a length word of a VARIABLE record, in front of and behind the data.
 inline constexpr int kLengthWord = 4;
 
+/// Most data bytes of a subrecord: with both length words it stays within what a signed word can tell.
+inline constexpr i64 kMostSubrecord = 2147483639;
+/// The limit in force, which tests lower.
+extern i64 subrecord_limit;
+
 /// Stores a length word in the file's byte order.
 inline void store_length_word(const For_Lub& lub, u8* where, i64 length) {
   u32 word = static_cast<u32>(length);
@@ -76,6 +81,9 @@ inline bool is_plain_line(const For_Lub& lub) { return lub.lub_rectype == RECTYP
 
 /// layout_formatted_record, and blanks the record's lub_rec_bytes.
 [[nodiscard]] int start_formatted_record(For_Lub& lub);
+
+/// Gives a VARIABLE or STREAM record that is being built all the room that the buffer and a subrecord have.
+void widen_unformatted_record(For_Lub& lub);
 
 /// The same for an unformatted record. `control` is the control word of a SEGMENTED record. VARIABLE and STREAM records
 /// have the whole buffer: what is longer flows to the file.

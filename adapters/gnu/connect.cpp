@@ -17,14 +17,16 @@ namespace {
 
 bool is_given(const Gfc_Open& block, u32 flag) { return (block.common.flags & flag) != 0; }
 
-/// Formatted connections of sequential or stream access, or no word about it.
+/// Unformatted connections are those that say so, and streams that do not say otherwise.
+bool is_unformatted(const Gfc_Open& block) {
+  if (is_given(block, GFC_OPEN_FORM)) return is_word(block.form, block.form_len, "UNFORMATTED");
+  return is_given(block, GFC_OPEN_ACCESS) && is_word(block.access, block.access_len, "STREAM");
+}
+
+/// Connections of sequential or stream access, or no word about it.
 bool is_served(const Gfc_Open& block) {
-  const bool with_access = is_given(block, GFC_OPEN_ACCESS), with_form = is_given(block, GFC_OPEN_FORM);
-  const auto access = [&](const char* word) { return is_word(block.access, block.access_len, word); };
-  const auto form = [&](const char* word) { return is_word(block.form, block.form_len, word); };
-  if (with_access && access("DIRECT")) return false;
-  if (with_form && form("UNFORMATTED")) return false;
-  if (with_access && access("STREAM") && !with_form) return false;  // unformatted
+  if (is_given(block, GFC_OPEN_ACCESS) && is_word(block.access, block.access_len, "DIRECT")) return false;
+  if (is_unformatted(block) && !serves_unformatted()) return false;
   return !is_given(block, GFC_OPEN_ASYNCHRONOUS) || !is_word(block.asynchronous, block.asynchronous_len, "YES");
 }
 
@@ -35,7 +37,7 @@ bool changes_modes(const Gfc_Open& block) {
 }
 
 /// IOMSG= first, so that a bad value of any other specifier can be told there.
-class Open_Keys : public Keyword_List<20> {
+class Open_Keys : public Keyword_List<22> {
  public:
   explicit Open_Keys(const Gfc_Open& block) {
     const u32 flags = block.common.flags;
@@ -49,7 +51,11 @@ class Open_Keys : public Keyword_List<20> {
       text(true, KEY_STATUS, kDefaultStatus, static_cast<i64>(strlen(kDefaultStatus)));
     text(flags & GFC_OPEN_ACCESS, KEY_ACCESS, block.access, block.access_len);
     text(flags & GFC_OPEN_FORM, KEY_FORM, block.form, block.form_len);
+    constexpr const char* kUnformatted = "UNFORMATTED";
+    const bool unformatted = is_unformatted(block);
+    text(unformatted && (flags & GFC_OPEN_FORM) == 0, KEY_FORM, kUnformatted, static_cast<i64>(strlen(kUnformatted)));
     number(flags & GFC_OPEN_RECL, KEY_RECL, block.recl);
+    number((flags & GFC_OPEN_RECL) != 0 && unformatted, KEY_RECL_BYTES, 1);
     text(flags & GFC_OPEN_BLANK, KEY_BLANK, block.blank, block.blank_len);
     text(flags & GFC_OPEN_POSITION, KEY_POSITION, block.position, block.position_len);
     // READONLY comes as ACTION='READ' as well.

@@ -19,6 +19,7 @@ constexpr int kInteger16Columns = 40;  // sign and 39 digits
 constexpr u32 kReplacement = 0xfffd;   // stands for what is no character
 constexpr i64 kUtf8Most = 4;
 constexpr i64 kWideOnStack = 128;
+constexpr int kWideKind = 4;
 constexpr size_t kNameBytes = 40;
 
 /// How an element of one type and kind travels.
@@ -194,6 +195,20 @@ void write_wide_text(Statement* statement, const u32* text, i64 length) {
   if (bytes != few) free(bytes);
 }
 
+/// Bytes of an element in memory, which an unformatted record has as they are.
+i64 element_bytes(const Carrier& carrier, i64 length) {
+  if (carrier.bytes != 0) return carrier.bytes;
+  return (length > 0 ? length : 0) * carrier.kind;
+}
+
+/// An element of an unformatted list that has no item of its own: as one of the same bytes, whose order CONVERT= changes
+/// in the same way.
+void transfer_bytes(Statement* statement, const Carrier& carrier, const char* address, i64 length) {
+  const bool wide = carrier.road == ROAD_WIDE;
+  const u64 words[] = {static_cast<u64>(element_bytes(carrier, length)), reinterpret_cast<u64>(address)};
+  (void)put_reference(statement, wide ? ITM_INTEGER4 : ITM_REAL16, ACC_ARRAY, words, 2);
+}
+
 void write_element(Statement* statement, const Carrier& carrier, const char* address, i64 length) {
   switch (carrier.road) {
     case ROAD_INTEGER16:
@@ -221,6 +236,7 @@ void read_element(Statement* statement, const Carrier& carrier, char* address, i
 }
 
 void transfer_element(Statement* statement, const Carrier& carrier, char* address, i64 length) {
+  if (statement->unformatted() && carrier.road != ROAD_ITEM) return transfer_bytes(statement, carrier, address, length);
   if (statement->verb == Verb::read)
     read_element(statement, carrier, address, length);
   else
@@ -309,6 +325,9 @@ void transfer_text(Statement* statement, char* text, i64 length) {
 
 void transfer_wide_text(Statement* statement, u32* text, i64 length) {
   if (statement->over) return;
+  if (statement->unformatted())
+    return transfer_element(statement, carrier_of(statement, GFC_CHARACTER, kWideKind), reinterpret_cast<char*>(text),
+                            length);
   if (statement->verb == Verb::read)
     read_wide_text(statement, text, length);
   else
@@ -328,6 +347,7 @@ void transfer_array(Statement* statement, const Gfc_Array& array, int kind, i64 
 
 void refuse_item(const Statement* statement, const char* what) {
   const Gfc_Common& common = statement->block->common;
-  refuse("%s %s of %s is not served, unit %d (%s, line %d)", statement->formatted() ? "formatted" : "list-directed",
-         statement->verb == Verb::read ? "input" : "output", what, common.unit, common.source_name, common.source_line);
+  const char* form = statement->formatted() ? "formatted" : statement->unformatted() ? "unformatted" : "list-directed";
+  refuse("%s %s of %s is not served, unit %d (%s, line %d)", form, statement->verb == Verb::read ? "input" : "output",
+         what, common.unit, common.source_name, common.source_line);
 }

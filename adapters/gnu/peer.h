@@ -79,6 +79,9 @@
   X(adjustr, void, (char*, size_t, const char*))                                      \
   X(set_args, void, (int, char**))                                                    \
   X(set_options, void, (int, int*))                                                   \
+  X(set_convert, void, (int))                                                         \
+  X(set_record_marker, void, (int))                                                   \
+  X(set_max_subrecord_length, void, (int))                                            \
   X(stop_numeric, void, (int, bool))                                                  \
   X(stop_string, void, (const char*, size_t, bool))                                   \
   X(error_stop_numeric, void, (int, bool))                                            \

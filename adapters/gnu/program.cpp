@@ -51,6 +51,23 @@ TAMRUN_ENTRY void _gfortran_set_options(int count, int* options) {
   peer().set_options(count, options);
 }
 
+// -fconvert=, -frecord-marker= and -fmax-subrecord-length=, which a main program passes on first.
+
+TAMRUN_ENTRY void _gfortran_set_convert(int conversion) {
+  leave_unformatted_to_peer();
+  peer().set_convert(conversion);
+}
+
+TAMRUN_ENTRY void _gfortran_set_record_marker(int bytes) {
+  leave_unformatted_to_peer();
+  peer().set_record_marker(bytes);
+}
+
+TAMRUN_ENTRY void _gfortran_set_max_subrecord_length(int bytes) {
+  leave_unformatted_to_peer();
+  peer().set_max_subrecord_length(bytes);
+}
+
 // The peer prints the text of a STOP to standard error: what the library holds back goes out before it. ABORT runs no
 // exit handlers, so that this is also the last chance.
 

@@ -69,6 +69,10 @@ int call_entry(Statement* statement, For_IO_Flags flags, const u8* list, u64* ar
   For_Context* context = &statement->context;
   const i32 unit = statement->unit();
   const bool reads = statement->verb == Verb::read;
+  if (statement->unformatted()) {
+    const auto entry = reads ? for_read_seq : for_write_seq;
+    return entry(context, unit, flags, list, args, control...);
+  }
   const Format_Text format = {block.format_len, block.format};
   if (statement->internal) {
     if (!statement->formatted()) {
@@ -95,6 +99,10 @@ int first_call(Statement* statement, const u8* list, u64* args) {
 }
 
 int further_call(Statement* statement, const u8* list, u64* args) {
+  if (statement->unformatted()) {
+    const auto entry = statement->verb == Verb::read ? for_read_seq_xmit : for_write_seq_xmit;
+    return entry(&statement->context, list, args);
+  }
   typedef int (*Entry)(For_Context*, const u8*, void*);
   // By kind of unit, form and direction.
   static constexpr Entry kEntries[2][2][2] = {

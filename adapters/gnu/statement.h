@@ -40,6 +40,7 @@ struct Statement {
 
   i32 unit() const { return block->common.unit; }
   bool formatted() const { return (block->common.flags & GFC_DT_FORMAT) != 0; }
+  bool unformatted() const { return (block->common.flags & (GFC_DT_FORMAT | GFC_DT_LIST_DIRECTED)) == 0; }
 };
 static_assert(sizeof(Statement) <= kServerBytes);
 

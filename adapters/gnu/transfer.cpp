@@ -20,12 +20,22 @@ constexpr u32 kServedFlags = GFC_DT_LIST_DIRECTED | GFC_DT_FORMAT | GFC_DT_ADVAN
                              GFC_ERR | GFC_END | GFC_EOR | GFC_IOSTAT | GFC_IOMSG | GFC_DT_BLANK | GFC_DT_DECIMAL |
                              GFC_DT_DELIM | GFC_DT_PAD | GFC_DT_ROUND | GFC_DT_SIGN | GFC_DT_DEC_EXTENSIONS;
 
-/// True for list-directed and formatted transfers with nothing but specifiers that the library takes.
-bool is_served_form(const Gfc_Dt& block) {
+/// True for transfers with nothing but specifiers that the library takes.
+bool has_served_flags(const Gfc_Dt& block) {
   u32 flags = block.common.flags;
   if ((flags & GFC_DT_ASYNCHRONOUS) != 0 && is_word(block.asynchronous, block.asynchronous_len, "NO"))
     flags &= ~static_cast<u32>(GFC_DT_ASYNCHRONOUS);
-  return (flags & (GFC_DT_LIST_DIRECTED | GFC_DT_FORMAT)) != 0 && (flags & ~kServedFlags) == 0;
+  return (flags & ~kServedFlags) == 0;
+}
+
+bool is_unformatted(const Gfc_Dt& block) { return (block.common.flags & (GFC_DT_LIST_DIRECTED | GFC_DT_FORMAT)) == 0; }
+
+/// List-directed and formatted transfers.
+bool is_served_form(const Gfc_Dt& block) { return !is_unformatted(block) && has_served_flags(block); }
+
+/// Of a file also unformatted ones, unless the program wants the peer's own variants of their records.
+bool is_served_form_of_file(const Gfc_Dt& block) {
+  return has_served_flags(block) && (!is_unformatted(block) || serves_unformatted());
 }
 
 bool is_ours(const Gfc_Dt& block, const Console& console) {
@@ -39,7 +49,7 @@ bool is_ours(const Gfc_Dt& block, const Console& console) {
 bool file_is_ours(const Gfc_Dt& block, Verb verb) {
   if (!serves_files()) return false;
   const i32 unit = block.common.unit;
-  const bool served = is_served_form(block);
+  const bool served = is_served_form_of_file(block);
   // Negative numbers that no OPEN has given are the peer's own, for child statements.
   const Owner owner = unit < 0 ? owner_of(unit) : claim(unit, served ? Owner::ours : Owner::peers);
   if (owner != Owner::ours) return false;

@@ -33,6 +33,7 @@ std::atomic<int> g_ours;
 pthread_mutex_t g_mutex = PTHREAD_MUTEX_INITIALIZER;
 bool g_serves_files;
 bool g_buffers_stdout;
+std::atomic<bool> g_peers_unformatted;
 
 std::atomic<Entry*>& bucket_of(i32 unit) { return g_buckets[static_cast<u32>(unit) & (kBuckets - 1)]; }
 
@@ -64,8 +65,13 @@ void change_owner(Entry& entry, Owner owner) {
 
 bool serves_files() { return g_serves_files; }
 
+bool serves_unformatted() { return !g_peers_unformatted.load(std::memory_order_relaxed); }
+
+void leave_unformatted_to_peer() { g_peers_unformatted.store(true, std::memory_order_relaxed); }
+
 void read_files_environment() {
   g_serves_files = for_check_env_name("TAMRUN_GNU_FILES");
+  if (getenv("GFORTRAN_CONVERT_UNIT") != nullptr) leave_unformatted_to_peer();
   g_buffers_stdout = isatty(STDOUT_FILENO) == 0;
 }
 

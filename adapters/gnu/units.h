@@ -13,6 +13,11 @@ enum class Owner : u8 {
   peers,  ///< the peer's
 };
 
+/// Unformatted records as both sides write them: no option of the compiler and no variable changes their byte order,
+/// their length words or the size of subrecords for the peer.
+bool serves_unformatted();
+void leave_unformatted_to_peer();
+
 /// TAMRUN_GNU_FILES is set: the library serves files as well. Read with the environment of the console.
 bool serves_files();
 void read_files_environment();

@@ -5,19 +5,23 @@
 program io_forms
   use, intrinsic :: iso_fortran_env, only: int64, real64
   implicit none
-  integer, parameter :: reals_file = 1, integers_file = 2, list_file = 3
-  character(8), parameter :: files(3) = [character(8) :: 'reals', 'integers', 'list']
+  integer, parameter :: reals_file = 1, integers_file = 2, list_file = 3, small_file = 4, large_file = 5
+  character(8), parameter :: files(5) = [character(8) :: 'reals', 'integers', 'list', 'small', 'large']
+  integer, parameter :: large = 2**20, per_large = 1000
   character(5), parameter :: label = 'label'
   character(16) :: word
   integer :: n, u, i, numbers(10)
   real(real64) :: start
   real(real64) :: x(8)
+  real(real64), allocatable :: array(:)
   logical :: prepares
 
   call get_command_argument(1, word)
   prepares = word == 'prepare'
   call get_command_argument(2, word)
   read (word, '(i16)') n
+  allocate (array(large))
+  array = 1
   if (prepares) then
     call begin_write(files(reals_file))
     do i = 1, n
@@ -35,6 +39,16 @@ program io_forms
     do i = 1, n
       call make(i)
       write (u, '(i0,1x,es23.16)') numbers(1), x(1)
+    end do
+    close (u)
+    call begin_write(files(small_file), 'unformatted')
+    do i = 1, n
+      write (u) i, 1.5_real64
+    end do
+    close (u)
+    call begin_write(files(large_file), 'unformatted')
+    do i = 1, n, per_large
+      write (u) array
     end do
     close (u)
     stop
@@ -96,6 +110,31 @@ program io_forms
   end do
   call finish('read * integer, double')
 
+  call begin_write('scratch', 'unformatted')
+  do i = 1, n
+    write (u) i, x(1)
+  end do
+  call finish('write unformatted int, double')
+
+  call begin_read(files(small_file), 'unformatted')
+  do i = 1, n
+    read (u) numbers(1), x(1)
+    if (numbers(1) /= i) stop 1
+  end do
+  call finish('read unformatted int, double')
+
+  call begin_read(files(large_file), 'unformatted')
+  do i = 1, n, per_large
+    read (u) array
+  end do
+  call finish('read unformatted 8 MB / 1000')
+
+  call begin_write('scratch', 'unformatted')
+  do i = 1, n, per_large
+    write (u) array
+  end do
+  call finish('write unformatted 8 MB / 1000')
+
 contains
 
   !> Values of record i, of all magnitudes that fit the fields.
@@ -110,15 +149,23 @@ contains
     end do
   end subroutine
 
-  subroutine begin_write(name)
+  subroutine begin_write(name, form)
     character(*), intent(in) :: name
-    open (newunit=u, file=name, status='replace', action='write')
+    character(*), intent(in), optional :: form
+    character(11) :: form_word
+    form_word = 'formatted'
+    if (present(form)) form_word = form
+    open (newunit=u, file=name, form=form_word, status='replace', action='write')
     call cpu_time(start)
   end subroutine
 
-  subroutine begin_read(name)
+  subroutine begin_read(name, form)
     character(*), intent(in) :: name
-    open (newunit=u, file=name, status='old', action='read')
+    character(*), intent(in), optional :: form
+    character(11) :: form_word
+    form_word = 'formatted'
+    if (present(form)) form_word = form
+    open (newunit=u, file=name, form=form_word, status='old', action='read')
     call cpu_time(start)
   end subroutine
 
@@ -127,7 +174,7 @@ contains
     real(real64) :: finish_time
     close (u)
     call cpu_time(finish_time)
-    print '(a,t32,i10)', form, nint((finish_time - start) * 1e9_real64 / n)
+    print '(a,t32,i12)', form, nint((finish_time - start) * 1e9_real64 / n)
   end subroutine
 
 end program
