@@ -56,7 +56,45 @@ enum Gfc_Flags : u32 {
   GFC_OPEN_SHARE = 1u << 26,
   GFC_CLOSE_STATUS = 1u << 7,   ///< CLOSE
   GFC_INQUIRE_EXIST = 1u << 7,  ///< INQUIRE
+  GFC_INQUIRE_OPENED = 1u << 8,
+  GFC_INQUIRE_NUMBER = 1u << 9,
+  GFC_INQUIRE_NAMED = 1u << 10,
+  GFC_INQUIRE_NEXTREC = 1u << 11,
+  GFC_INQUIRE_RECL = 1u << 12,
+  GFC_INQUIRE_POS = 1u << 13,
   GFC_INQUIRE_FILE = 1u << 14,
+  GFC_INQUIRE_ACCESS = 1u << 15,
+  GFC_INQUIRE_FORM = 1u << 16,
+  GFC_INQUIRE_BLANK = 1u << 17,
+  GFC_INQUIRE_POSITION = 1u << 18,
+  GFC_INQUIRE_ACTION = 1u << 19,
+  GFC_INQUIRE_DELIM = 1u << 20,
+  GFC_INQUIRE_PAD = 1u << 21,
+  GFC_INQUIRE_NAME = 1u << 22,
+  GFC_INQUIRE_SEQUENTIAL = 1u << 23,
+  GFC_INQUIRE_DIRECT = 1u << 24,
+  GFC_INQUIRE_FORMATTED = 1u << 25,
+  GFC_INQUIRE_UNFORMATTED = 1u << 26,
+  GFC_INQUIRE_READ = 1u << 27,
+  GFC_INQUIRE_WRITE = 1u << 28,
+  GFC_INQUIRE_READWRITE = 1u << 29,
+  GFC_INQUIRE_CONVERT = 1u << 30,
+  GFC_INQUIRE_MORE = 1u << 31,  ///< flags2 counts
+};
+
+/// flags2 of an INQUIRE.
+enum Gfc_Inquire_Flags2 : u32 {
+  GFC_INQUIRE2_ASYNCHRONOUS = 1u << 0,
+  GFC_INQUIRE2_DECIMAL = 1u << 1,
+  GFC_INQUIRE2_ENCODING = 1u << 2,
+  GFC_INQUIRE2_ROUND = 1u << 3,
+  GFC_INQUIRE2_SIGN = 1u << 4,
+  GFC_INQUIRE2_PENDING = 1u << 5,
+  GFC_INQUIRE2_SIZE = 1u << 6,
+  GFC_INQUIRE2_ID = 1u << 7,
+  GFC_INQUIRE2_STREAM = 1u << 8,
+  GFC_INQUIRE2_SHARE = 1u << 9,
+  GFC_INQUIRE2_CARRIAGECONTROL = 1u << 10,
 };
 
 /// Head of every parameter block.
@@ -171,6 +209,79 @@ struct Gfc_Close {
   i64 status_len;
 };
 static_assert(sizeof(Gfc_Close) == 0x40);
+
+/// Parameter block of INQUIRE. Logicals are 32 bits wide, whatever their kind in the source.
+struct Gfc_Inquire {
+  Gfc_Common common;
+  i32* exist;
+  i32* opened;
+  i32* number;
+  i32* named;
+  i64* nextrec;
+  i64* recl;
+  i64* pos;
+  const char* file;
+  i64 file_len;
+  i64 access_len;
+  char* access;
+  char* form;
+  i64 form_len;
+  i64 blank_len;
+  char* blank;
+  char* position;
+  i64 position_len;
+  i64 action_len;
+  char* action;
+  char* delim;
+  i64 delim_len;
+  i64 pad_len;
+  char* pad;
+  char* name;
+  i64 name_len;
+  i64 sequential_len;
+  char* sequential;
+  char* direct;
+  i64 direct_len;
+  i64 formatted_len;
+  char* formatted;
+  char* unformatted;
+  i64 unformatted_len;
+  i64 read_len;
+  char* read;
+  char* write;
+  i64 write_len;
+  i64 readwrite_len;
+  char* readwrite;
+  char* convert;
+  i64 convert_len;
+  u32 flags2;  ///< Gfc_Inquire_Flags2
+  char* asynchronous;
+  i64 asynchronous_len;
+  i64 decimal_len;
+  char* decimal;
+  char* encoding;
+  i64 encoding_len;
+  i64 round_len;
+  char* round;
+  char* sign;
+  i64 sign_len;
+  i32* pending;
+  i64* size;
+  i32* id;
+  char* stream;
+  i64 stream_len;
+  i64 share_len;
+  char* share;
+  char* carriagecontrol;
+  i64 carriagecontrol_len;
+};
+static_assert(offsetof(Gfc_Inquire, exist) == 0x30 && offsetof(Gfc_Inquire, file) == 0x68);
+static_assert(offsetof(Gfc_Inquire, access) == 0x80 && offsetof(Gfc_Inquire, position) == 0xa8);
+static_assert(offsetof(Gfc_Inquire, name) == 0xe8 && offsetof(Gfc_Inquire, unformatted) == 0x128);
+static_assert(offsetof(Gfc_Inquire, convert) == 0x168 && offsetof(Gfc_Inquire, asynchronous) == 0x180);
+static_assert(offsetof(Gfc_Inquire, sign) == 0x1c0 && offsetof(Gfc_Inquire, size) == 0x1d8);
+static_assert(offsetof(Gfc_Inquire, stream) == 0x1e8 && offsetof(Gfc_Inquire, carriagecontrol) == 0x208);
+static_assert(sizeof(Gfc_Inquire) == 0x218);
 
 enum Gfc_Type : u8 {
   GFC_INTEGER = 1,

@@ -23,11 +23,8 @@ class Keyword_List {
     add(ITM_INTEGER8, ACC_INLINE, key);
     args_[words_++] = static_cast<u64>(value);
   }
-  void variable(bool given, u8 key, i32* address) {
-    if (!given) return;
-    add(ITM_INTEGER4, ACC_POINTER, key);
-    args_[words_++] = reinterpret_cast<u64>(address);
-  }
+  void variable(bool given, u8 key, i32* address) { variable(given, key, ITM_INTEGER4, address); }
+  void variable(bool given, u8 key, i64* address) { variable(given, key, ITM_INTEGER8, address); }
 
   bool empty() const { return items_ == 0; }
   const u8* list() {
@@ -40,6 +37,12 @@ class Keyword_List {
  private:
   static constexpr int kPairs = 4;  // bytes of an item and its key
   static constexpr int kWords = 2;  // of the widest item
+
+  void variable(bool given, u8 key, For_Item_Type type, void* address) {
+    if (!given) return;
+    add(type, ACC_POINTER, key);
+    args_[words_++] = reinterpret_cast<u64>(address);
+  }
 
   void add(For_Item_Type type, For_Item_Access access, u8 key) {
     u8* entry = &list_[items_++ * kPairs];

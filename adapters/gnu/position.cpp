@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
 //
-// What moves a file's position, asks about it or works on it past READ and WRITE. The library serves FLUSH; the rest is
-// the peer's and refused on units that are the library's.
+// What moves a file's position or works on it past READ and WRITE. The library serves REWIND, BACKSPACE, ENDFILE and FLUSH
+// of its units; the rest is the peer's and refused on them.
 
 #include "adapters/gnu/console.h"
 #include "adapters/gnu/keywords.h"
@@ -15,19 +15,24 @@
 
 namespace {
 
-/// A positioning statement of the peer: a console is the peer's from then on.
-void position_peers(Gfc_Common* block, const char* name, void (*peer_call)(Gfc_Common*)) {
-  start_library();
-  if (owner_of(block->unit) == Owner::ours) refuse_statement(*block, name);
-  give_to_peer(block->unit);
-  peer_call(block);
+typedef int (*Positioning)(For_Context*, int, For_IO_Flags, ...);
+
+/// A statement of ours that takes the outcome specifiers alone.
+void position_ours(Gfc_Common& block, Positioning statement) {
+  For_Context context{};
+  For_IO_Flags flags = connection_flags(block.unit) | specifier_flags(block.flags);
+  Keyword_List<1> control;
+  control.text(block.flags & GFC_IOMSG, KEY_IOMSG, block.iomsg, block.iomsg_len);
+  if (!control.empty()) flags |= iof_control_list;
+  (void)store_result(block, statement(&context, block.unit, flags, control.list(), control.args()));
 }
 
-/// INQUIRE by FILE= about a file's existence sees the same whoever serves it.
-bool asks_for_ours(const Gfc_Common& block) {
-  constexpr u32 kHarmless = GFC_ERR | GFC_IOSTAT | GFC_IOMSG | GFC_INQUIRE_EXIST | GFC_INQUIRE_FILE;
-  if ((block.flags & GFC_INQUIRE_FILE) == 0) return owner_of(block.unit) == Owner::ours;
-  return any_unit_is_ours() && (block.flags & ~kHarmless) != 0;
+/// Served by the unit's owner. A console is the peer's from then on.
+void position(Gfc_Common* block, Positioning ours, void (*peer_call)(Gfc_Common*)) {
+  start_library();
+  if (owner_of(block->unit) == Owner::ours) return position_ours(*block, ours);
+  give_to_peer(block->unit);
+  peer_call(block);
 }
 
 /// A character procedure of the peer that reads or writes a unit.
@@ -68,25 +73,17 @@ void refuse_on_ours(const Integer* unit, const char* name) {
 
 }  // namespace
 
-TAMRUN_ENTRY void _gfortran_st_rewind(Gfc_Common* block) { position_peers(block, "REWIND", peer().st_rewind); }
-TAMRUN_ENTRY void _gfortran_st_backspace(Gfc_Common* block) { position_peers(block, "BACKSPACE", peer().st_backspace); }
-TAMRUN_ENTRY void _gfortran_st_endfile(Gfc_Common* block) { position_peers(block, "ENDFILE", peer().st_endfile); }
+TAMRUN_ENTRY void _gfortran_st_rewind(Gfc_Common* block) { position(block, for_rewind, peer().st_rewind); }
+TAMRUN_ENTRY void _gfortran_st_backspace(Gfc_Common* block) { position(block, for_backspace, peer().st_backspace); }
 
-TAMRUN_ENTRY void _gfortran_st_inquire(Gfc_Common* block) {
-  if (asks_for_ours(*block)) refuse_statement(*block, "INQUIRE");
-  peer().st_inquire(block);
+TAMRUN_ENTRY void _gfortran_st_endfile(Gfc_Common* block) {
+  // The peer connects a unit that is not.
+  if (serves_files() && block->unit >= 0 && console_of(block->unit) == nullptr) (void)claim(block->unit, Owner::peers);
+  position(block, for_endfile, peer().st_endfile);
 }
 
 TAMRUN_ENTRY void _gfortran_st_flush(Gfc_Common* block) {
-  if (owner_of(block->unit) == Owner::ours) {
-    For_Context context{};
-    For_IO_Flags flags = connection_flags(block->unit) | specifier_flags(block->flags);
-    Keyword_List<1> control;
-    control.text(block->flags & GFC_IOMSG, KEY_IOMSG, block->iomsg, block->iomsg_len);
-    if (!control.empty()) flags |= iof_control_list;
-    (void)store_result(*block, for_flush(&context, block->unit, flags, control.list(), control.args()));
-    return;
-  }
+  if (owner_of(block->unit) == Owner::ours) return position_ours(*block, for_flush);
   flush_ours_if_free(&block->unit);
   peer().st_flush(block);
 }

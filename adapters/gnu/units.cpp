@@ -70,8 +70,9 @@ bool serves_unformatted() { return !g_peers_unformatted.load(std::memory_order_r
 void leave_unformatted_to_peer() { g_peers_unformatted.store(true, std::memory_order_relaxed); }
 
 void read_files_environment() {
-  g_serves_files = for_check_env_name("TAMRUN_GNU_FILES");
   if (getenv("GFORTRAN_CONVERT_UNIT") != nullptr) leave_unformatted_to_peer();
+  constexpr const char* kFiles = "TAMRUN_GNU_FILES";
+  g_serves_files = getenv(kFiles) == nullptr || for_check_env_name(kFiles);
   g_buffers_stdout = isatty(STDOUT_FILENO) == 0;
 }
 

@@ -22,7 +22,7 @@ compiler=${TAMRUN_FC:-gfortran}
 run=1
 while [ "$run" -le "$runs" ]; do
   ./peer run "$records" >>peer.out
-  TAMRUN_GNU_FILES=1 ./tamrun run "$records" >>tamrun.out
+  ./tamrun run "$records" >>tamrun.out
   run=$((run + 1))
 done
 

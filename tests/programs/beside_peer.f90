@@ -2,7 +2,6 @@
 !
 ! What a format makes of a value, and of a text, does not depend on who edits it: the library does on an external unit,
 ! libgfortran on an internal one.
-! env: TAMRUN_GNU_FILES=1
 program beside_peer
   use, intrinsic :: iso_fortran_env, only: int64, real64, real32, output_unit
   implicit none

@@ -1,7 +1,6 @@
 ! SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
 !
 ! What other programs and libgfortran's character procedures print stands between what the library holds back.
-! env: TAMRUN_GNU_FILES=1
 ! merge: yes
 program commands
   implicit none

@@ -2,7 +2,6 @@
 !
 ! A table with commas is written by a format, read back list-directed with null values, repeat counts and quoted names,
 ! and written again with semicolons and decimal commas.
-! env: TAMRUN_GNU_FILES=1
 program csv
   implicit none
   integer, parameter :: rows = 4

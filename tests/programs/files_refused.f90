@@ -1,12 +1,6 @@
 ! SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
 !
 ! Statements that the owner of a unit does not serve end the program instead of mixing two buffers.
-! env: TAMRUN_GNU_FILES=1
-! case: rewind 152 REWIND is not served on unit 21
-! case: backspace 152 BACKSPACE is not served on unit 21
-! case: endfile 152 ENDFILE is not served on unit 21
-! case: inquire 152 INQUIRE is not served on unit 21
-! case: inquire_file 152 INQUIRE is not served on unit 0
 ! case: namelist 152 this form of WRITE is not served on unit 21
 ! case: unformatted 152 this form of WRITE is not served on unit 21
 ! case: direct 152 this form of READ is not served on unit 21
@@ -17,25 +11,12 @@ program files_refused
   implicit none
   character(20) :: how
   integer :: value = 1
-  logical :: answer
   namelist /group/ value
   call get_command_argument(1, how)
   print '(a)', 'before'
   open (21, file='data', status='replace')
   write (21, '(a)') 'record'
-  inquire (file='data', exist=answer)
-  if (.not. answer) stop 3
   select case (how)
-  case ('rewind')
-    rewind (21)
-  case ('backspace')
-    backspace (21)
-  case ('endfile')
-    endfile (21)
-  case ('inquire')
-    inquire (21, opened=answer)
-  case ('inquire_file')
-    inquire (file='data', opened=answer)
   case ('namelist')
     write (21, nml=group)
   case ('unformatted')

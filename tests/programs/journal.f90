@@ -1,7 +1,6 @@
 ! SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
 !
 ! A log that several OPENs append to, in turns with units that other owners have.
-! env: TAMRUN_GNU_FILES=1
 program journal
   implicit none
   integer :: u, v, i, status

@@ -1,7 +1,6 @@
 ! SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
 !
 ! Functions in the list of a statement on a file: other files are free, the same one is reported.
-! env: TAMRUN_GNU_FILES=1
 module functions
   implicit none
   integer :: numbers, log, same

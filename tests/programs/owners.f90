@@ -1,7 +1,6 @@
 ! SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
 !
 ! Units of both owners side by side, and units that change their owner with an OPEN.
-! env: TAMRUN_GNU_FILES=1
 program owners
   implicit none
   integer :: u, v, w, i, status, length

@@ -1,7 +1,6 @@
 ! SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
 !
 ! A report in fixed columns goes to a file and is read back column by column.
-! env: TAMRUN_GNU_FILES=1
 program report
   implicit none
   type entry

@@ -2,7 +2,6 @@
 !
 ! A text restart file gives back every bit of what was written, whatever the modes of the connection, and the end of the
 ! file is found where it is.
-! env: TAMRUN_GNU_FILES=1
 program restart
   implicit none
   integer, parameter :: n = 100

@@ -1,7 +1,6 @@
 ! SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
 !
 ! Text files of other systems: lines that end in CR LF, a last line without an end, empty lines, an empty file.
-! env: TAMRUN_GNU_FILES=1
 program textfiles
   implicit none
   character(2), parameter :: crlf = char(13)//char(10)

@@ -2,7 +2,6 @@
 !
 ! Threads that open, write, read and close files of their own at the same time, and share one more.
 ! flags: -fopenmp
-! env: TAMRUN_GNU_FILES=1
 program threads_files
   implicit none
   integer, parameter :: turns = 40
