@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <fstream>
 #include <random>
 #include <string>
 #include <vector>
@@ -164,6 +165,39 @@ TEST(StepBack, FindsTheRecordBeforeFromEveryState) {
       }
       close(lub.lub_fd);
     }
+  }
+}
+
+/// Calls of read(2) that the process has made.
+i64 read_calls() {
+  std::ifstream io("/proc/self/io");
+  std::string name;
+  i64 count = 0;
+  while (io >> name >> count) {
+    if (name == "syscr:") return count;
+  }
+  return -1;
+}
+
+TEST(StepBack, CostsReadsByBytesNotByRecords) {
+  constexpr int kRecords = 20000, kBytes = 24;
+  if (read_calls() < 0) GTEST_SKIP() << "the system does not count";
+  for (const u8 rectype : {RECTYPE_VARIABLE, RECTYPE_STREAM_LF, RECTYPE_FIXED}) {
+    Connection c = layout(rectype, rectype != RECTYPE_VARIABLE, 8192);
+    if (rectype == RECTYPE_FIXED) c.recl = kBytes;
+    std::string one(kBytes, 'd'), all, word;
+    append_word(word, kBytes, false);
+    if (rectype == RECTYPE_VARIABLE) one = word + one + word;
+    if (rectype == RECTYPE_STREAM_LF) one += '\n';
+    for (int i = 0; i < kRecords; ++i) all += one;
+    Loose_Lub unit(memory_file_with(all), c);
+    ASSERT_EQ(move_file(unit.lub(), static_cast<i64>(all.size())), 0);
+    const i64 before = read_calls();
+    for (int i = 1; i < kRecords; ++i) ASSERT_EQ(step_back(unit.lub()), 0);
+    const i64 counting = 4;
+    EXPECT_LE(read_calls() - before, static_cast<i64>(all.size()) / c.buffer_size * 102 / 100 + counting);
+    EXPECT_EQ(position_of(unit.lub()), static_cast<i64>(one.size()));
+    close(unit->lub_fd);
   }
 }
 
