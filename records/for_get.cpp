@@ -278,7 +278,7 @@ int fill_window(For_Lub& lub, i64 wanted, i64* got) {
   return ok || *got > 0 ? 0 : MSG_READ_ERROR;
 }
 
-int bring_bytes(For_Lub& lub, i64 needed) {
+int bring_more_bytes(For_Lub& lub, i64 needed) {
   constexpr i64 kSlack = 4;  // the length word of the record behind
   while (unread_bytes(lub) < needed) {
     if (unread_bytes(lub) == lub.lub_buffer_size) {

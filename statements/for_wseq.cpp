@@ -7,6 +7,7 @@
 #include "records/buffer.h"
 #include "records/for_put_unf.h"
 #include "records/length_byte_form.h"
+#include "statements/for_desc_item.h"
 #include "statements/statement.h"
 #include "statements/unf_transfer.h"
 
@@ -40,6 +41,7 @@ int begin_record(For_Lub& lub) {
 bool goes_from_variable(For_Lub& lub, const u8* item_list, void* item_args) {
   const bool fixed = lub.lub_rectype == RECTYPE_FIXED && !lub.lub_f_buffered;
   if ((!fixed && !is_variable(lub)) || in_child_statement(lub)) return false;
+  if (!fixed && item_list != nullptr && !item_is_array(item_list[1]) && item_list[1] != ACC_SCALAR) return false;
   Unf_Block block;
   if (!is_one_block(lub, item_list, item_args, block)) return false;
   if (fixed ? block.bytes != lub.lub_rec_bytes : block.bytes <= lub.lub_buffer_size || block.bytes > subrecord_limit)

@@ -43,7 +43,7 @@ void scatter(u8* to, i64 stride, const u8* from, i64 elem, i64 count) {
   });
 }
 
-int put_block(For_Lub& lub, u8* data, i64 length) { return put_unformatted(lub, data, length); }
+inline int put_block(For_Lub& lub, u8* data, i64 length) { return put_unformatted(lub, data, length); }
 
 /// One run of values into the record. `converts`: in the file's form.
 int put_run(For_Lub& lub, u32 type, bool converts, Item_Run run) {
@@ -122,29 +122,61 @@ int move_item(For_Lub& lub, const For_Value_Info& val, const For_Item_Shape& sha
   return 0;
 }
 
+/// The most frequent items, which need no full decoding: a number or logical in the argument words or behind an address,
+/// text of a length. False: not one of them, and nothing is taken.
+inline bool take_plain_item(const u8*& list, void*& args, Unf_Block& block) {
+  const u8 type = list[0];
+  if (type >= kItemTypes || type == ITM_DERIVED) return false;
+  const For_Item_Row row = for__dsc_itm_table[type];
+  u64* const words = static_cast<u64*>(args);
+  int used = 1;
+  if (list[1] == ACC_POINTER && row.size > 0) {
+    block = {reinterpret_cast<u8*>(words[0]), row.size};
+  } else if (list[1] == ACC_INLINE && row.size > 0) {
+    block = {reinterpret_cast<u8*>(words), row.size};
+    used = row.words;
+  } else if (list[1] == ACC_SCALAR && type == ITM_CHARACTER) {
+    block = {reinterpret_cast<u8*>(words[1]), std::max<i64>(static_cast<i64>(words[0]), 0)};
+    used = 2;
+  } else {
+    return false;
+  }
+  list += 2;
+  args = words + used;
+  return true;
+}
+
+/// Decodes and moves one item that is no plain one. `end` is Unf_End::call while the list goes on.
+template <auto Move_Block, auto Move_Run>
+[[gnu::noinline]] Unf_Result move_next_item(For_Lub& lub, const u8** list, void** args) {
+  For_Value_Info val;
+  For_Item_Shape shape;
+  if (int code = for__desc_ret_item(list, args, &val, &shape)) return {Unf_End::failed, code};
+  if (val.val_type == ITM_DERIVED) {
+    const int code = for__udio_uf(&lub, &val, !lub.lub_f_direct);
+    return {code == 0 ? Unf_End::call : Unf_End::child, code};
+  }
+  if (for__dsc_itm_table[val.val_type].size == ITEM_SIZE_NON_DATA) return {Unf_End::call, 0};
+  const int code = move_item<Move_Block, Move_Run>(lub, val, shape);
+  return {code == 0 ? Unf_End::call : Unf_End::failed, code};
+}
+
 /// Walks the items of one call.
 template <auto Move_Block, auto Move_Run>
 Unf_Result move_items(For_Lub& lub, const u8* list, void* args) {
+  if (list == nullptr) return {Unf_End::failed, MSG_INVALID_ARGUMENT};
+  const bool as_they_are = !lub.lub_f_convert && !lub.lub_f_big_endian_words && args != nullptr;
   for (;;) {
-    For_Value_Info val;
-    For_Item_Shape shape;
-    if (int code = for__desc_ret_item(&list, &args, &val, &shape)) return {Unf_End::failed, code};
-    switch (val.val_type) {
-      case ITM_END_STATEMENT:
-        return {Unf_End::statement, 0};
-      case ITM_END_CALL:
-        return {Unf_End::call, 0};
-      case ITM_DERIVED:
-        if (int code = for__udio_uf(&lub, &val, !lub.lub_f_direct)) return {Unf_End::child, code};
-        continue;
-      default:
-        break;
+    if (*list == ITM_END_STATEMENT) return {Unf_End::statement, 0};
+    if (*list == ITM_END_CALL) return {Unf_End::call, 0};
+    Unf_Block block;
+    if (as_they_are && take_plain_item(list, args, block)) {
+      if (block.bytes == 0) continue;
+      if (int code = Move_Block(lub, block.data, block.bytes)) return {Unf_End::failed, code};
+      continue;
     }
-    if (for__dsc_itm_table[val.val_type].size == ITEM_SIZE_NON_DATA) continue;
-    lub.lub_f_first_item = 0;
-    lub.lub_f_item_seen = 1;
-    const int code = move_item<Move_Block, Move_Run>(lub, val, shape);
-    if (code != 0) return {Unf_End::failed, code};
+    const Unf_Result moved = move_next_item<Move_Block, Move_Run>(lub, &list, &args);
+    if (moved.code != 0) return moved;
   }
 }
 

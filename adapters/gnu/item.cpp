@@ -54,6 +54,18 @@ constexpr Carrier kCarriers[] = {
     {GFC_CHARACTER, 4, ROAD_WIDE, ITM_CHARACTER, 0},
 };
 
+constexpr int kTypes = 8, kKinds = 17;
+
+/// 1 + the row of kCarriers, by type and kind.
+constexpr auto kCarrierRow = [] {
+  struct {
+    u8 of[kTypes][kKinds];
+  } rows = {};
+  u8 row = 0;
+  for (const Carrier& carrier : kCarriers) rows.of[carrier.type][carrier.kind] = ++row;
+  return rows;
+}();
+
 const char* type_name(u8 type) {
   switch (type) {
     case GFC_INTEGER:
@@ -72,8 +84,8 @@ const char* type_name(u8 type) {
 }
 
 const Carrier& carrier_of(const Statement* statement, u8 type, int kind) {
-  for (const Carrier& carrier : kCarriers)
-    if (carrier.type == type && carrier.kind == kind) return carrier;
+  const int row = type < kTypes && kind >= 0 && kind < kKinds ? kCarrierRow.of[type][kind] : 0;
+  if (row != 0) return kCarriers[row - 1];
   char what[kNameBytes];
   snprintf(what, sizeof what, "%s, kind %d", type_name(type), kind);
   refuse_item(statement, what);
@@ -236,7 +248,10 @@ void read_element(Statement* statement, const Carrier& carrier, char* address, i
 }
 
 void transfer_element(Statement* statement, const Carrier& carrier, char* address, i64 length) {
-  if (statement->unformatted() && carrier.road != ROAD_ITEM) return transfer_bytes(statement, carrier, address, length);
+  if (statement->unformatted()) {
+    if (carrier.road != ROAD_ITEM) return transfer_bytes(statement, carrier, address, length);
+    if (statement->verb == Verb::read) return (void)read_at_once(statement, carrier.item, address);
+  }
   if (statement->verb == Verb::read)
     read_element(statement, carrier, address, length);
   else

@@ -323,6 +323,14 @@ bool put_small_array(Statement* statement, For_Item_Type type, const void* data,
   return true;
 }
 
+bool read_at_once(Statement* statement, For_Item_Type type, void* address) {
+  if (statement->over) return false;
+  const u8 list[4] = {type, ACC_POINTER, ITM_END_CALL, 0};
+  u64 word = reinterpret_cast<u64>(address);
+  call_library(statement, list, &word);
+  return !statement->over;
+}
+
 bool put_reference(Statement* statement, For_Item_Type type, For_Item_Access access, const u64* words, int count) {
   if (statement->over) return false;
   if (type == ITM_CHARACTER) separate_numeric_text(statement);

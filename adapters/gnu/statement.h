@@ -91,6 +91,9 @@ void put_text(Statement* statement, const char* text, i64 length);
 /// A contiguous array of numbers of a WRITE, copied: false, with nothing done, when it is too large for that.
 [[nodiscard]] bool put_small_array(Statement* statement, For_Item_Type type, const void* data, i64 bytes);
 
+/// A scalar number or logical of an unformatted READ, where nothing waits. False: the statement is over.
+bool read_at_once(Statement* statement, For_Item_Type type, void* address);
+
 /// An item by reference with its argument words. False: the statement is over.
 bool put_reference(Statement* statement, For_Item_Type type, For_Item_Access access, const u64* words, int count);
 

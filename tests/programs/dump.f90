@@ -2,7 +2,6 @@
 !
 ! A simulation dumps its state unformatted and goes on from the dump: several arrays in one record and in records of
 ! their own, sections, all kinds, a record with the length of the next one in it, foreign byte order.
-! env: TAMRUN_GNU_FILES=1
 program dump
   use, intrinsic :: iso_fortran_env
   implicit none

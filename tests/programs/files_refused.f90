@@ -2,7 +2,7 @@
 !
 ! Statements that the owner of a unit does not serve end the program instead of mixing two buffers.
 ! case: namelist 152 this form of WRITE is not served on unit 21
-! case: unformatted 152 this form of WRITE is not served on unit 21
+! case: unformatted 0 severe (256): unformatted I/O to unit open for formatted transfers, unit 21
 ! case: direct 152 this form of READ is not served on unit 21
 ! case: fputc 152 FPUTC is not served on unit 21
 ! case: integer 152 INTEGER, kind 16, with a value that INTEGER(8) does not stand for

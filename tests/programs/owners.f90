@@ -31,7 +31,7 @@ program owners
   ! One number, four connections.
   open (31, file='ours')
   read (31, '(i3)') i
-  open (31, file='stream', access='stream', status='replace')  ! the peer's
+  open (31, file='stream', access='stream', status='replace')
   write (31) 'abc', 7
   inquire (31, pos=place)
   open (31, file='ours', position='append')

@@ -3,7 +3,6 @@
 ! A stream file with a header that is written last, read back by C, and a file of C read by POS=. C also looks at the
 ! bytes of sequential records.
 ! with: stream_reader.c
-! env: TAMRUN_GNU_FILES=1
 program stream
   use, intrinsic :: iso_c_binding
   implicit none

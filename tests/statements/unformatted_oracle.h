@@ -17,6 +17,7 @@ struct Unf_Record {
   i64 end = 0;
   int code = 0;
   int too_long = MSG_INPUT_TOO_MUCH_DATA;  ///< of a list that wants more
+  bool data_whole = false;                 ///< only the trailing word is broken: a list too long may be found first
 };
 
 class Unf_Oracle {
@@ -32,6 +33,7 @@ class Unf_Oracle {
       more = length < 0;
       at += 4;
       record.data += file_.substr(at, std::min(bytes, left(at)));
+      record.data_whole = !more && left(at) >= bytes;
       if (left(at) < bytes + 4) return fail(record, MSG_READ_ERROR);
       at += bytes + 4;
       if (first && !more && record.data == "\x1a") return fail(record, MSG_END_OF_FILE);
