@@ -113,9 +113,12 @@ class Format_Loop {
     for (;;) {
       const bool repeats = isb_.isb_repeat >= 2;
       if (repeats ? !stops_plainly(isb_.isb_code) : !stands_at_plain_data(isb_)) {
-        if (!repeats && (pass_plain_columns(lub_, isb_) || pass_plain_start(isb_))) continue;
+        if (repeats) break;
+        if (*isb_.isb_fmt_pc == FMT_END && *list_ == ITM_END_STATEMENT) return Fmt_End::statement;
+        if (pass_plain_columns(lub_, isb_) || pass_plain_start(isb_)) continue;
         break;
       }
+      if (*list_ == ITM_END_STATEMENT) return Fmt_End::statement;
       Item_Run run;
       if (!take_plain_scalar(run)) break;
       if (repeats) {

@@ -67,6 +67,11 @@ class Fmt_Writer {
       error = put_fields(type, run, count, isb_.isb_width);
       return error == 0 ? Fmt_End::none : Fmt_End::failed;
     }
+    if (isb_.isb_code == FMT_A && item_is_character(type)) {
+      isb_.isb_flags2 &= static_cast<u16>(~kFieldFlags2);
+      error = put_texts(run, count);
+      return error == 0 ? Fmt_End::none : Fmt_End::failed;
+    }
     const Fmt_Field field = plan_field(isb_, type, run.elem, true);
     error = field.failure;
     if (error == 0) {
@@ -112,6 +117,19 @@ class Fmt_Writer {
       }
       lub_.lub_a_cursor += width;
       val.val_data = step(val.val_data, run.stride);
+    }
+    mark_written();
+    return 0;
+  }
+
+  /// Text as it stands, for A.
+  int put_texts(const Item_Run& run, i64 count) {
+    if (run.elem > kWidestField) return MSG_RECORD_OVERFLOW;
+    for (u8* data = run.data; count > 0; --count, data = step(data, run.stride)) {
+      if (int code = target_.admit(data, run.elem)) return code;
+      if (int code = make_room(run.elem, kValueShare)) return code;
+      memcpy(lub_.lub_a_cursor, data, static_cast<size_t>(run.elem));
+      lub_.lub_a_cursor += run.elem;
     }
     mark_written();
     return 0;

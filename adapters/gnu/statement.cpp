@@ -249,15 +249,16 @@ void begin_statement(Gfc_Dt* block, Verb verb, Console* console) {
   statement->delimited = (block->common.flags & GFC_DT_DELIM) != 0 && !is_word(block->delim, block->delim_len, "NONE");
   empty_batch(statement);
   t_innermost = statement;
-  if (is_recursive(statement)) {
+  const bool recursive = statement->outer != nullptr && is_recursive(statement);
+  if (recursive) {
     if (console != nullptr) console->flush_ours();  // while it can be done
     report_recursion(statement->unit(), statement->outer);
   }
   if (statement->internal)
     add_internal_file(statement);
-  else if (statement->formatted())
+  else if ((block->common.flags & (GFC_DT_ADVANCE | GFC_DT_SIZE)) != 0 && statement->formatted())
     add_leading_items(statement);
-  if ((block->common.flags & kTemporaryTexts) != 0 || is_recursive(statement)) send(statement, ITM_END_CALL);
+  if ((block->common.flags & kTemporaryTexts) != 0 || recursive) send(statement, ITM_END_CALL);
 }
 
 void end_statement(Statement* statement) {

@@ -85,6 +85,35 @@ inline bool put_word(Statement* statement, For_Item_Type type, u64 word) {
   return true;
 }
 
+/// put_text for a word of text or two, while the batch has room and nothing needs a closer look: false if it has not been
+/// taken.
+inline bool put_few_characters(Statement* statement, const void* text, i64 length) {
+  constexpr i64 kWord = sizeof(u64);
+  const bool full = statement->items == kBatchItems || statement->words + statement->text_words + 4 > kBatchWords;
+  if (length < 1 || length > 2 * kWord || statement->verb != Verb::write || statement->over || full ||
+      statement->numeric_text) {
+    return false;
+  }
+  u8* item = &statement->list[2 * statement->items++];
+  item[0] = ITM_CHARACTER;
+  item[1] = ACC_SCALAR;
+  statement->text_words = static_cast<u8>(statement->text_words + 2);
+  u64* copy = &statement->args[kBatchWords - statement->text_words];
+  auto* const to = reinterpret_cast<char*>(copy);
+  const auto* const from = static_cast<const char*>(text);
+  if (length >= kWord) {
+    __builtin_memcpy(to, from, kWord);
+    __builtin_memcpy(to + length - kWord, from + length - kWord, kWord);
+  } else {
+    for (i64 i = 0; i < length; ++i) to[i] = from[i];
+  }
+  u64* args = &statement->args[statement->words];
+  statement->words = static_cast<u8>(statement->words + 2);
+  args[0] = static_cast<u64>(length);
+  args[1] = reinterpret_cast<u64>(copy);
+  return true;
+}
+
 /// A character scalar of a WRITE, copied or sent before the call returns.
 void put_text(Statement* statement, const char* text, i64 length);
 

@@ -111,8 +111,8 @@ TAMRUN_ENTRY void _gfortran_st_read(Gfc_Dt* block) { begin_transfer(block, Verb:
 TAMRUN_ENTRY void _gfortran_st_read_done(Gfc_Dt* block) { end_transfer(block, &Peer::st_read_done); }
 
 /// The kinds that most values have, on their way out: false for all others.
-inline bool put_usual_number(Statement* statement, For_Item_Type four, For_Item_Type eight, const void* value,
-                             int kind) {
+[[gnu::always_inline]] inline bool put_usual_number(Statement* statement, For_Item_Type four, For_Item_Type eight,
+                                                    const void* value, int kind) {
   if (kind == sizeof(u32)) {
     u32 word;
     __builtin_memcpy(&word, value, sizeof word);
@@ -124,7 +124,7 @@ inline bool put_usual_number(Statement* statement, For_Item_Type four, For_Item_
   return put_word(statement, eight, word);
 }
 
-inline bool put_usual(Statement* statement, Gfc_Type type, const void* value, int kind) {
+[[gnu::always_inline]] inline bool put_usual(Statement* statement, Gfc_Type type, const void* value, int kind) {
   switch (type) {
     case GFC_INTEGER:
       return put_usual_number(statement, ITM_INTEGER4, ITM_INTEGER8, value, kind);
@@ -159,10 +159,10 @@ TAMGNU_SCALAR_TRANSFER(transfer_complex128_write, GFC_COMPLEX)
 
 #define TAMGNU_TEXT_TRANSFER(name)                                            \
   TAMRUN_ENTRY void _gfortran_##name(Gfc_Dt* block, void* text, i64 length) { \
-    if (Statement* statement = statement_of(block))                           \
-      transfer_text(statement, static_cast<char*>(text), length);             \
-    else                                                                      \
-      peer().name(block, text, length);                                       \
+    Statement* statement = statement_of(block);                               \
+    if (statement == nullptr) return peer().name(block, text, length);        \
+    if (put_few_characters(statement, text, length)) return;                  \
+    transfer_text(statement, static_cast<char*>(text), length);               \
   }
 TAMGNU_TEXT_TRANSFER(transfer_character)
 TAMGNU_TEXT_TRANSFER(transfer_character_write)
