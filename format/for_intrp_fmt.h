@@ -34,7 +34,7 @@ enum Plain_Stop : u8 { PLAIN_NONE, PLAIN_DATA, PLAIN_DEFAULT_M };
 
 inline constexpr auto kPlainStops = [] {
   struct {
-    u8 of[kFmtCodes];
+    u8 of[256];  // any byte may stand in a format
   } table = {};
   for (int code = FMT_A; code <= FMT_ES_WDE; ++code) {
     if (is_data_edit(static_cast<u8>(code))) table.of[code] = PLAIN_DATA;
@@ -46,7 +46,7 @@ inline constexpr auto kPlainStops = [] {
 }();
 
 /// True when stop_at_plain_data stops at an element of this code without flags.
-constexpr bool stops_plainly(u8 code) { return code < kFmtCodes && kPlainStops.of[code] != PLAIN_NONE; }
+constexpr bool stops_plainly(u8 code) { return kPlainStops.of[code] != PLAIN_NONE; }
 
 /// True when the next element is a data edit descriptor without expressions in the narrow layout.
 inline bool stands_at_plain_data(const For_Fmt_Isb& isb) {

@@ -343,7 +343,9 @@ int finish_formatted_record(For_Lub& lub, Record_End end) {
   lub.lub_cc = cc;
   lub.lub_rectype = rectype;
   if (code != 0) return code;
-  if (int failed = for__flush_readahead(&lub, 0)) return failed;
+  if (lub.lub_f_read_ahead) {
+    if (int failed = for__flush_readahead(&lub, 0)) return failed;
+  }
   ++lub.lub_next_rec;
   lub.lub_f_at_end = 0;
   return layout_formatted_record(lub);

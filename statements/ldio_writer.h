@@ -19,6 +19,7 @@
 
 #include <algorithm>
 
+#include "convert/integer_field.h"
 #include "format/for_fmt_val.h"
 #include "statements/for_desc_item.h"
 #include "statements/ldio_result.h"
@@ -143,6 +144,10 @@ class Ldio_Writer {
       s_.isb.isb_d = 1;
       s_.isb.isb_flags &= ~ISB_LEFT_JUSTIFY;
       if (s_.lub.lub_f_compact_ldio && type < ITM_LOGICAL) s_.compact = true;
+      if (!s_.compact && !(s_.isb.isb_flags & ISB_SP)) {
+        if (type == ITM_INTEGER4) return write_integers<i32>(type, run, field.width);
+        if (type == ITM_INTEGER8) return write_integers<i64>(type, run, field.width);
+      }
       return s_.compact ? write_numbers<Trim::after>(type, run, field) : write_numbers<Trim::none>(type, run, field);
     }
     if (s_.lub.lub_f_compact_ldio) s_.compact = true;
@@ -152,6 +157,31 @@ class Ldio_Writer {
     }
     s_.isb.isb_flags |= ISB_LEFT_JUSTIFY;
     return write_numbers<Trim::left_justified>(type, run, field);
+  }
+
+  /// What a number in the record leaves behind.
+  void number_written(u32 type, i64 width) {
+    s_.lub.lub_ldio_prev_type = type;
+    s_.ldir.ldir_flags &= ~LDIR_NEED_BLANK;
+    target_.debit(width);
+  }
+
+  /// The integers that most are, in their fields.
+  template <class Int>
+  int write_integers(u32 type, const Item_Run& run, i64 width) {
+    const u8* data = run.data;
+    for (i64 left = run.count; left > 0; --left, data += run.stride) {
+      const Room room = target_.make_room(width);
+      if (room == Room::overflow) return MSG_RECORD_OVERFLOW;
+      if (room == Room::skip_value) continue;
+      Int value;
+      memcpy(&value, data, sizeof value);
+      if (!put_integer_field(reinterpret_cast<char*>(s_.lub.lub_a_cursor), value, static_cast<u32>(width)))
+        s_.remember_conversion();
+      s_.lub.lub_a_cursor += width;
+      number_written(type, width);
+    }
+    return 0;
   }
 
   /// How a number is brought to the compact form.
@@ -183,9 +213,7 @@ class Ldio_Writer {
       } else if (!put_trimmed(aside, end, at + field.width)) {
         return MSG_RECORD_OVERFLOW;
       }
-      s_.lub.lub_ldio_prev_type = type;
-      s_.ldir.ldir_flags &= ~LDIR_NEED_BLANK;
-      target_.debit(field.width);
+      number_written(type, field.width);
     }
     return 0;
   }

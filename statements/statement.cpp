@@ -156,17 +156,25 @@ int connect_by_default(For_Lub& lub, const Statement_Rule& rule, For_IO_Flags fl
 void store_statement_flags(For_Lub& lub, For_IO_Flags flags) {
   lub.lub_a_iomsg = nullptr;
   lub.lub_iomsg_len = 0;
+  lub.lub_pos_request = lub.lub_file_pos;
+  lub.lub_f_ignore_conv_error = (flags & iof_ignore_conv_error) != 0;
+  constexpr For_IO_Flags kOthers = iof_err | iof_end | iof_eor | iof_iostat | iof_coerce_types | iof_strict_ldio |
+                                   iof_udio_strict | iof_pad_option49 | iof_advance_given;
+  if ((flags & kOthers) == 0) {  // most statements: all bits are cleared at a time
+    lub.lub_f_err = lub.lub_f_end = lub.lub_f_eor = lub.lub_f_iostat = 0;
+    lub.lub_f_coerce_types = lub.lub_f_strict_ldio = lub.lub_f_udio_strict = 0;
+    lub.lub_f_pad_option = lub.lub_f_advance_given = 0;
+    return;
+  }
   lub.lub_f_err = (flags & iof_err) != 0;
   lub.lub_f_end = (flags & iof_end) != 0;
   lub.lub_f_eor = (flags & iof_eor) != 0;
   lub.lub_f_iostat = (flags & iof_iostat) != 0;
-  lub.lub_f_ignore_conv_error = (flags & iof_ignore_conv_error) != 0;
   lub.lub_f_coerce_types = (flags & iof_coerce_types) != 0;
   lub.lub_f_strict_ldio = (flags & iof_strict_ldio) != 0;
   lub.lub_f_udio_strict = (flags & iof_udio_strict) != 0;
   lub.lub_f_pad_option = (flags & iof_pad_option49) != 0;
   lub.lub_f_advance_given = (flags & iof_advance_given) != 0;
-  lub.lub_pos_request = lub.lub_file_pos;
 }
 
 int fail_without_lub(int code, int unit, For_IO_Flags flags, const Control_List& control) {

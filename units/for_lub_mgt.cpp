@@ -96,7 +96,7 @@ void begin_statement(For_Lub& lub, For_Context* ctx, int statement) {
   lub.lub_f_ldio_read = 0;
 }
 
-int finish_acquisition(const Taken_Lub& taken, For_Lub** out, For_Context* ctx, int statement) {
+inline int finish_acquisition(const Taken_Lub& taken, For_Lub** out, For_Context* ctx, int statement) {
   begin_statement(*taken.lub, ctx, statement);
   if (taken.existed)
     if (const int failed = process_taken_lub(*taken.lub, statement)) return failed;
@@ -106,6 +106,9 @@ int finish_acquisition(const Taken_Lub& taken, For_Lub** out, For_Context* ctx, 
 
 /// Gives the keywords that the statement overrode their value of the connection back.
 void restore_overrides(For_Lub& lub) {
+  if (!(lub.lub_f_blank_override | lub.lub_f_decimal_override | lub.lub_f_delim_override | lub.lub_f_pad_override |
+        lub.lub_f_round_override | lub.lub_f_sign_override))
+    return;
   if (lub.lub_f_blank_override) lub.lub_f_blank_null = lub.lub_f_blank_saved;
   if (lub.lub_f_decimal_override) lub.lub_decimal = lub.lub_decimal_saved;
   if (lub.lub_f_delim_override) lub.lub_delim = lub.lub_delim_saved;

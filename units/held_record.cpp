@@ -90,7 +90,7 @@ int process_existing_lub(For_Lub& lub, int statement) {
   return internal_error();
 }
 
-int process_taken_lub(For_Lub& lub, int statement) {
+int finish_record_of_file(For_Lub& lub, int statement) {
   const For_File_Info* file = lub.lub_a_file_info;
   const bool own_record = file != nullptr && file->saved_lub == &lub;
   const int status = process_existing_lub(lub, statement);

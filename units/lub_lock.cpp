@@ -14,11 +14,6 @@ bool owned_by_this_thread(const For_Resource& r) {
   return peek(r.res_owned) != 0 && peek(r.res_owner) == this_thread();
 }
 
-void set_owner(For_Resource& r) {
-  publish(r.res_owner, this_thread());
-  publish(r.res_owned, 1u);
-}
-
 void clear_owner(For_Resource& r) {
   publish(r.res_owned, 0u);
   publish(r.res_owner, i64{-1});
@@ -29,7 +24,7 @@ int take(For_Resource& r) {
   if (!threaded_mode()) return for__resource_acquire(&r) == 0 ? 0 : MSG_RECURSIVE_IO;
   if (owned_by_this_thread(r)) return MSG_RECURSIVE_IO;
   if (for__resource_acquire(&r) != 0) return MSG_LOCK_CONTENTION;
-  set_owner(r);
+  set_owner(r, pthread_self());
   return 0;
 }
 
@@ -38,19 +33,7 @@ int give_back(For_Resource& r) {
   return for__resource_release(&r);
 }
 
-void mark_busy(For_Lub& lub, pthread_t me) {
-  publish(lub.lub_thread, me);
-  lub.lub_f_busy = 1;
-}
-
 }  // namespace
-
-bool try_acquire_lub(For_Lub& lub) {
-  if (!resource_try_acquire(lub.lub_resource)) return false;
-  set_owner(lub.lub_resource);
-  mark_busy(lub, pthread_self());
-  return true;
-}
 
 int acquire_lub_resource(For_Lub* lub, int statement) {
   if (lub == nullptr) return MSG_UNIT_PROMPT;

@@ -38,8 +38,24 @@ inline bool held_by_this_thread(const For_Lub& lub) { return peek(lub.lub_thread
 /// INQUIRE may: 0, MSG_RECURSIVE_IO, MSG_LOCK_CONTENTION, or MSG_UNIT_PROMPT for no unit at all.
 [[nodiscard]] int acquire_lub_resource(For_Lub* lub, int statement);
 
+inline void set_owner(For_Resource& r, pthread_t me) {
+  publish(r.res_owner, static_cast<i64>(me));
+  publish(r.res_owned, 1u);
+}
+
+inline void mark_busy(For_Lub& lub, pthread_t me) {
+  publish(lub.lub_thread, me);
+  lub.lub_f_busy = 1;
+}
+
 /// Threaded mode: takes a unit that nobody has, without waiting. False, with nothing changed, when somebody has it.
-[[nodiscard]] bool try_acquire_lub(For_Lub& lub);
+[[nodiscard]] inline bool try_acquire_lub(For_Lub& lub) {
+  if (!resource_try_acquire(lub.lub_resource)) return false;
+  const pthread_t me = pthread_self();
+  set_owner(lub.lub_resource, me);
+  mark_busy(lub, me);
+  return true;
+}
 
 /// Ends the hold; one that is shared stays with the outer statement. 0 or MSG_LOCK_CONTENTION.
 int release_lub_resource(For_Lub& lub);

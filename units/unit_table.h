@@ -50,7 +50,12 @@ void for__release_newunit(int unit);
 [[nodiscard]] int process_existing_lub(For_Lub& lub, int statement);
 
 /// The same for a unit that has just been taken: a failure gives it back.
-[[nodiscard]] int process_taken_lub(For_Lub& lub, int statement);
+[[nodiscard]] int finish_record_of_file(For_Lub& lub, int statement);
+[[nodiscard]] inline int process_taken_lub(For_Lub& lub, int statement) {
+  const For_File_Info* file = lub.lub_a_file_info;
+  if (file == nullptr || (lub.lub_f_formatted && !file->fi_record_open)) return 0;
+  return finish_record_of_file(lub, statement);
+}
 
 /// for__release_lun for the unit of a LUB that the caller's statement has, without a look into the table.
 int release_held_lun(For_Lub& lub);
