@@ -15,6 +15,7 @@
 #include "tamrun/messages.h"
 #include "units/evaporated.h"
 #include "units/lub_lock.h"
+#include "units/unit_search.h"
 #include "units/unit_table.h"
 
 namespace {
@@ -118,6 +119,30 @@ TEST(UnitThreads, ANestedStatementDoesNotMeetTheThreadThatWaitsForTheOuterOne) {
       acquire(unit, STMT_CLOSE);
       EXPECT_EQ(0, for__deallocate_lub(unit));
     }
+  }
+}
+
+TEST(UnitThreads, TheShortWayLeavesAllButIdleUnitsAlone) {
+  for (const int unit : {33, 733}) {  // a row of its own, and a chain
+    EXPECT_EQ(nullptr, take_idle_lub(unit)) << "not in the table";
+    For_Lub* lub = acquire(unit, STMT_OPEN);
+    EXPECT_EQ(nullptr, take_idle_lub(unit)) << "held";
+    EXPECT_EQ(0, for__release_lun(unit));
+    publish(lub->lub_f_deallocating, 1u);
+    EXPECT_EQ(nullptr, take_idle_lub(unit));
+    publish(lub->lub_f_deallocating, 0u);
+    auto* const block = reinterpret_cast<For_Aio_Block*>(lub);
+    publish(lub->lub_a_aio, block);
+    EXPECT_EQ(nullptr, take_idle_lub(unit));
+    publish(lub->lub_a_aio, nullptr);
+    EXPECT_FALSE(held_by_this_thread(*lub));
+    EXPECT_EQ(0u, lub->lub_resource.res_holds);
+    EXPECT_EQ(0u, for__lub_table[unit_row(unit)].row_links);
+
+    EXPECT_EQ(lub, take_idle_lub(unit));
+    EXPECT_TRUE(held_by_this_thread(*lub));
+    EXPECT_EQ(MSG_RECURSIVE_IO, acquire_lub_resource(lub, STMT_WRITE));
+    EXPECT_EQ(0, for__deallocate_lub(unit));
   }
 }
 
