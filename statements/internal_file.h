@@ -13,8 +13,8 @@ struct Internal_Rule {
   u8 code;  ///< For_Statement_Code
   bool writes;
   bool formatted;
-  char* name_before;  ///< until the variable is known
-  char* name;         ///< the variable is of type character
+  char* name_before;   ///< until the variable is known
+  char* name;          ///< the variable is of type character
   char* counted_name;  ///< ENCODE and DECODE: bytes with a count
 };
 

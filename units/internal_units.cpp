@@ -19,21 +19,27 @@ void set_context(For_Lub& lub, For_Context* ctx) {
   lub.lub_a_context = ctx;
 }
 
-/// Takes the thread's spare LUB, or makes one: 0 or MSG_NO_MEMORY. A signal handler that comes in between has done with
-/// its statements when this one goes on, so that a LUB that both have found is clean again.
-int take_lub(For_Thread_Storage& ts, For_Lub** out) {
-  For_Lub* lub = ts.ts_spare_internal;
+/// Takes the thread's spare LUB with all but its flags clean; null: it has none. A signal handler that comes in between
+/// has done with its statements when this one goes on, so that a LUB that both have found is clean again.
+For_Lub* take_spare(For_Thread_Storage& ts) {
+  For_Lub* const lub = ts.ts_spare_internal;
+  if (lub == nullptr) return nullptr;
   ts.ts_spare_internal = nullptr;
-  if (lub == nullptr) return for__create_lub(UNIT_INTERNAL, out);
   For_Fmt_Isb* const state = lub->lub_a_fmt_isb;
   u8* const from = reinterpret_cast<u8*>(&lub->lub_a_aio);
-  memset(from, 0, reinterpret_cast<u8*>(lub + 1) - from);
+  memset(from, 0, lub_flag_bytes(*lub) - from);
   lub->lub_thread = pthread_self();
   lub->lub_references = 1;
   lub->lub_unit = UNIT_INTERNAL;
   lub->lub_a_fmt_isb = lub->lub_a_ldir_isb = state;
-  *out = lub;
-  return 0;
+  return lub;
+}
+
+void push(For_Thread_Storage& ts, For_Lub& lub, For_Context* ctx, int statement) {
+  lub.lub_a_internal_next = ts.ts_internal_lubs;
+  ts.ts_internal_lubs = &lub;
+  lub.lub_statement = static_cast<u8>(statement);
+  set_context(lub, ctx);
 }
 
 }  // namespace
@@ -50,16 +56,27 @@ int acquire_internal_lub(int unit, For_Lub** out, For_Context* ctx, int statemen
       return 0;
     }
   }
-  For_Lub* lub;
-  if (const int status = take_lub(*ts, &lub)) return status;
+  For_Lub* lub = take_spare(*ts);
+  if (lub != nullptr) {
+    memset(lub_flag_bytes(*lub), 0, kLubFlagBytes);
+  } else if (const int status = for__create_lub(UNIT_INTERNAL, &lub)) {
+    return status;
+  }
   // No other thread reaches it: there is nothing to lock.
   lub->lub_f_busy = 1;
-  lub->lub_a_internal_next = ts->ts_internal_lubs;
-  ts->ts_internal_lubs = lub;
-  lub->lub_statement = static_cast<u8>(statement);
-  set_context(*lub, ctx);
+  push(*ts, *lub, ctx, statement);
   *out = lub;
   return 0;
+}
+
+For_Lub* acquire_spare_internal_lub(For_Context* ctx, int statement, const u8* flags) {
+  For_Thread_Storage* ts;
+  if (thread_storage(&ts) != 0) return nullptr;
+  For_Lub* const lub = take_spare(*ts);
+  if (lub == nullptr) return nullptr;
+  memcpy(lub_flag_bytes(*lub), flags, kLubFlagBytes);
+  push(*ts, *lub, ctx, statement);
+  return lub;
 }
 
 int release_internal_lub() {

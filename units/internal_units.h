@@ -10,6 +10,14 @@
 /// with an empty stack.
 [[nodiscard]] int acquire_internal_lub(int unit, For_Lub** out, For_Context* ctx, int statement);
 
+/// The flags of a LUB and all behind them.
+inline constexpr size_t kLubFlagBytes = sizeof(For_Lub) - offsetof(For_Lub, lub_size_type);
+inline u8* lub_flag_bytes(For_Lub& lub) { return reinterpret_cast<u8*>(&lub) + offsetof(For_Lub, lub_size_type); }
+
+/// The short road of a thread that has had an internal file before: pushes its spare LUB, with these flag bytes of an
+/// earlier one. Null: for__acquire_lun has to be asked.
+For_Lub* acquire_spare_internal_lub(For_Context* ctx, int statement, const u8* flags);
+
 /// Pops the top LUB unless a child statement runs on it: 0 or MSG_FREE_FAILED. The thread keeps one for the next
 /// statement; further ones are freed.
 int release_internal_lub();
