@@ -72,6 +72,10 @@ class Fmt_Writer {
       error = put_texts(run, count);
       return error == 0 ? Fmt_End::none : Fmt_End::failed;
     }
+    if (isb_.isb_width == 0 && edits_plain_integers() && (type == ITM_INTEGER4 || type == ITM_INTEGER8)) {
+      error = type == ITM_INTEGER4 ? put_shortest<i32>(run, count) : put_shortest<i64>(run, count);
+      return error == 0 ? Fmt_End::none : Fmt_End::failed;
+    }
     const Fmt_Field field = plan_field(isb_, type, run.elem, true);
     error = field.failure;
     if (error == 0) {
@@ -84,6 +88,11 @@ class Fmt_Writer {
  private:
   static constexpr i64 kLiteralShare = 4, kValueShare = 2;
   static constexpr i64 kWidestField = 1 << 30;  ///< the converters count columns in 32 bits
+
+  /// I with nothing but a width.
+  bool edits_plain_integers() const {
+    return (isb_.isb_code == FMT_I_WM || isb_.isb_code == FMT_I_W) && isb_.isb_d == 1 && !(isb_.isb_flags & ISB_SP);
+  }
 
   int make_room(i64 width, i64 share) {
     const i64 excess = lub_.lub_a_cursor - lub_.lub_a_rec_end + width;
@@ -102,7 +111,7 @@ class Fmt_Writer {
   int put_fields(u32 type, const Item_Run& run, i64 count, i64 width) {
     if (width < 0) return MSG_FORMAT_SYNTAX;
     if (width > kWidestField) return MSG_RECORD_OVERFLOW;
-    if ((isb_.isb_code == FMT_I_WM || isb_.isb_code == FMT_I_W) && isb_.isb_d == 1 && !(isb_.isb_flags & ISB_SP)) {
+    if (edits_plain_integers()) {
       if (type == ITM_INTEGER4) return put_integers<i32>(run, count, width);
       if (type == ITM_INTEGER8) return put_integers<i64>(run, count, width);
     }
@@ -152,6 +161,25 @@ class Fmt_Writer {
       lub_.lub_a_cursor += width;
     }
     mark_written();
+    return 0;
+  }
+
+  /// I0: the text and no more.
+  template <class Int>
+  int put_shortest(const Item_Run& run, i64 count) {
+    constexpr int kLongest = 20;
+    char text[kLongest];
+    char* const end = text + kLongest;
+    for (u8* data = run.data; count > 0; --count, data = step(data, run.stride)) {
+      if (int code = target_.admit(data, run.elem)) return code;
+      Int value;
+      memcpy(&value, data, sizeof value);
+      const u64 bits = static_cast<u64>(i64{value});
+      char* first = put_decimal_before(end, value < 0 ? u64{0} - bits : bits);
+      if (value == 0) *--first = '0';
+      if (value < 0) *--first = '-';
+      if (int code = literal(first, end - first)) return code;
+    }
     return 0;
   }
 
