@@ -97,7 +97,7 @@ Int ishft(Int value, Place shift) {
 
 template <class Int>
 Int ishftc(Int value, Place shift, Place size) {
-  if (shift == size || size < 1 || size > kWidth<Int>) return value;
+  if (size < 1 || size > kWidth<Int>) return value;
   const Place left = (shift % size + size) % size;
   if (left == 0) return value;
   const Bits<Int> mask = low_mask<Int>(size), bits = static_cast<Bits<Int>>(value), field = bits & mask;

@@ -83,7 +83,8 @@ inline size_t find_last(size_t n, Full full, Part part) {
     const u32 mask = full(i - kVector);
     if (mask != 0) return i - kVector + last_bit(mask) + 1;
   }
-  const u32 mask = full(0) & low_bits(i);
+  if (i == 0) return 0;
+  const u32 mask = full(0);  // none of the bytes that have been seen has its bit
   return mask != 0 ? last_bit(mask) + 1 : 0;
 }
 

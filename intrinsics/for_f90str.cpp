@@ -97,7 +97,7 @@ void for_concat(const For_Concat_Operand* operands, int count, char* dst, i64 ds
     // Two operands that fill the target, the usual case, need neither a loop nor a frame when the first is short.
     const For_Concat_Operand a = operands[0], b = operands[1];
     const size_t first = string_length(a.len), second = string_length(b.len);
-    const bool overlap = overlaps(a, dst, dst_len) | overlaps(b, dst, dst_len);
+    const bool overlap = overlaps(a, dst, dst_len) || overlaps(b, dst, dst_len);
     if (!overlap && first + second == static_cast<size_t>(dst_len)) {
       if (first > kMovedInline) return move_two(dst, a.addr, first, b.addr, second);
       move_short(dst, a.addr, first);

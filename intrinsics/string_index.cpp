@@ -91,10 +91,9 @@ size_t find_forward(const Text& text) {
   for (; base + kVector <= places; base += kVector) {
     if (settled(candidates(text, text.s + base, first, last), &place)) return place;
   }
-  const size_t tried = base;  // the last block begins with places that have been tried
-  if (tried == places) return kNone;
-  base = places - kVector;
-  (void)settled(candidates(text, text.s + base, first, last) & ~low_bits(tried - base), &place);
+  if (base == places) return kNone;
+  base = places - kVector;  // the block begins with places that have been tried
+  (void)settled(candidates(text, text.s + base, first, last), &place);
   return place;
 }
 
@@ -182,9 +181,8 @@ size_t find_backward(const Text& text) {
       mask = few_candidates(text, places, first, last);
       left = 0;
     } else {
-      base = left > kVector ? left - kVector : 0;
+      base = left > kVector ? left - kVector : 0;  // the last block may end with places that have been tried
       mask = candidates(text, text.s + base, first, last);
-      if (left < kVector) mask &= low_bits(left);
       left = base;
     }
     for (; mask != 0; mask ^= u32{1} << last_bit(mask)) {

@@ -61,6 +61,25 @@ TEST(Index, LongRepetitiveText) {
   }
 }
 
+/// Long runs of a period between faults, and a run that is longer than most: what has matched is left and taken up again.
+TEST(Index, RunsOfOnePeriod) {
+  for (long n = soak_cases(2000); n > 0; --n) {
+    const std::string piece = random_text(1 + below(7), "ab");
+    const auto run = [&](size_t length) {
+      std::string periods;
+      while (periods.size() < length) periods += piece;
+      return periods.substr(0, length);
+    };
+    std::string part = run(60 + below(80)), text;
+    if (below(2) != 0) part.insert(below(2) != 0 ? below(8) : part.size() - below(8), 1, 'a');
+    while (text.size() < 2000)
+      text += run(below(160)) + random_text(below(3), "ab") + part.substr(below(20), 40 + below(100));
+    ASSERT_NO_FATAL_FAILURE(expect_index(text.data(), text, part.data(), part));
+    const std::string unlike = part + "c";
+    ASSERT_NO_FATAL_FAILURE(expect_index(text.data(), text, unlike.data(), unlike));
+  }
+}
+
 /// A search that is not linear would take days.
 TEST(Index, LinearInTheWorstCase) {
   constexpr size_t kText = 3'000'000, kHalf = 500'000;

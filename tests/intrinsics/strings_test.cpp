@@ -89,9 +89,9 @@ TEST(Concatenation, OperandsMayLieInTheTarget) {
 
 TEST(Concatenation, TakesTheHeapForLargeOverlapsAlone) {
   for (const i64 room : {256, 257}) {
-    std::string field(300, 'x');
-    const For_Concat_Operand operands[] = {{"<", 1}, {field.data(), 10}};
-    const auto end = tamrun_test::run_child([&] {
+    const auto end = tamrun_test::run_child([=] {
+      std::string field(300, 'x');
+      const For_Concat_Operand operands[] = {{field.data(), room - 1}, {"<", 1}};
       tamrun_test::Fail_Vm fail(1);
       for_concat(operands, 2, field.data(), room);
     });
@@ -155,6 +155,15 @@ TEST(Comparison, AgreesWithPaddedStrings) {
   EXPECT_EQ(for_cpstr_eq("AB", -1, "  ", 2), 1);
 }
 
+TEST(Comparison, EveryPlaceDecides) {
+  const std::string left(1500, 'x');
+  for (size_t place = 0; place < left.size(); ++place) {
+    std::string right = left;
+    right[place] = 'z';
+    ASSERT_NO_FATAL_FAILURE(expect_relations(left.data(), left, right.data(), right)) << place;
+  }
+}
+
 TEST(Comparison, UnknownOperatorIsAnInternalError) {
   for (const int op : {6, -1}) {
     const auto end = tamrun_test::run_child([=] { for_cpstr("a", 1, "b", 1, op); });
@@ -165,8 +174,8 @@ TEST(Comparison, UnknownOperatorIsAnInternalError) {
 }
 
 std::string random_blanks_around() {
-  const std::string middle = random_text(below(40), "ab ");
-  return std::string(below(40), ' ') + middle + std::string(below(3) != 0 ? below(40) : below(300), ' ');
+  const auto some = [](size_t most) { return below(3) == 0 ? std::string() : std::string(below(most), ' '); };
+  return some(40) + random_text(below(40), "ab ") + some(below(3) != 0 ? 40 : 300);
 }
 
 TEST(Trimming, AgreesWithStrings) {
