@@ -41,6 +41,7 @@ program strings
   wide = 4_'a' // 4_'bc '
   print '(2i3)', len_trim(wide), index(wide, 4_'b')
   print '(i0, a)', faults, ' faults'
+  deallocate (a, b, s)
 contains
   integer function next(n)
     integer, intent(in) :: n
