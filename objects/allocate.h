@@ -14,6 +14,8 @@ inline constexpr u32 kOmpRequestBits = 5;        ///< allocator number and FA_OM
 
 // Within the library: 0 or the message number, whatever FA_STAT says, and nothing is reported.
 [[nodiscard]] int allocate_block(u64 size, void** where, For_Alloc_Flags flags, u64 handle = 0);
+/// The same for an array; MSG_ARRAY_SIZE_OVERFLOW when its size has no number.
+[[nodiscard]] int allocate_elements(u64 elem_len, u64 count, u8** where, For_Alloc_Flags flags, u64 handle = 0);
 /// MSG_NOT_ALLOCATED for a null address.
 [[nodiscard]] int free_allocatable(void* address, For_Alloc_Flags flags, u64 handle = 0);
 /// The end of an entry point: hands a failure back with FA_STAT, otherwise reports it, which ends the process unless a

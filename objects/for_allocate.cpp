@@ -162,6 +162,12 @@ int allocate_block(u64 size, void** where, For_Alloc_Flags flags, u64 handle) {
   return block != nullptr ? 0 : missing;
 }
 
+int allocate_elements(u64 elem_len, u64 count, u8** where, For_Alloc_Flags flags, u64 handle) {
+  u64 bytes;
+  if (__builtin_mul_overflow(elem_len, count, &bytes)) return MSG_ARRAY_SIZE_OVERFLOW;
+  return allocate_block(bytes, reinterpret_cast<void**>(where), flags, handle);
+}
+
 int free_allocatable(void* address, For_Alloc_Flags flags, u64 handle) {
   if ((flags & FA_CANNOT_FREE) != 0) return MSG_CANNOT_DEALLOCATE;
   if (address == nullptr) return MSG_NOT_ALLOCATED;

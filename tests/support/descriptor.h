@@ -35,6 +35,7 @@ class Descriptor {
 
   Descriptor(const Descriptor& other);  // so that a chain of calls can initialise a variable
   Descriptor(Descriptor&&) = default;
+  Descriptor& operator=(Descriptor&&) = default;
 
   /// Contiguous dimensions, lower bounds 1.
   Descriptor& shape(std::initializer_list<i64> extents);
