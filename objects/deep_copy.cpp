@@ -123,7 +123,7 @@ int Deep_Copy::run_object(Transfer& t, bool* more) {
     const int status =
         t.list.merge(component_range(block->xd_allocatable), component_range(block->xd_len_dependent), defined);
     if (status != 0) {
-      if (t.must_allocate && !t.dest.in_place()) t.dest.forget();
+      if (t.must_allocate) forget_object(t.dest);
       return status;
     }
   }

@@ -109,10 +109,11 @@ void report_title(int cause) {
   if (__builtin_add_overflow(block.dcb_size, kBlockUnit - 1, &size))
     return allocation_failed(block, request.dcr_procedure);
   size &= -kBlockUnit;
-  do_ftn_alloc(&address, &size, block.dcb_name);
+  // The node comes first: a block cannot be given back.
   Vm_Block<For_Dyncom_Node> node;
-  if (address == nullptr || size < block.dcb_size || node.allocate(sizeof(For_Dyncom_Node)) != 0)
-    return allocation_failed(block, request.dcr_procedure);
+  if (node.allocate(sizeof(For_Dyncom_Node)) != 0) return allocation_failed(block, request.dcr_procedure);
+  do_ftn_alloc(&address, &size, block.dcb_name);
+  if (address == nullptr || size < block.dcb_size) return allocation_failed(block, request.dcr_procedure);
   *node.get() = {nullptr, block.dcb_name, size, address};
   *link = node.release();
   if ((request.dcr_flags & DCR_FILL) != 0) memset(address, kFillByte, static_cast<size_t>(size));

@@ -35,6 +35,9 @@ u32 KMPC_is_available;
 u32 KMP_is_available;
 u32 KMPC_aligned_is_available;
 u32 KMPC_OMP_available;
+/// Set when the probe has been made and found no kmp_aligned_malloc: a request without special flags is for the aligned
+/// heap, with nothing more to be asked.
+u32 plain_heap_only;
 
 void check_KMP() {
   Semaphore_Guard guard(for__protect_KMP_check);
@@ -48,7 +51,14 @@ void check_KMP() {
   KMPC_aligned_is_available = __kmpc_aligned_alloc != nullptr;
   KMPC_OMP_available = __kmpc_global_thread_num != nullptr && __kmpc_free != nullptr &&
                        (__kmpc_alloc != nullptr || KMPC_aligned_is_available != 0);
+  __atomic_store_n(&plain_heap_only, KMP_is_available == 0, __ATOMIC_RELEASE);
   __atomic_store_n(&need_to_check_KMP, 0u, __ATOMIC_RELEASE);
+}
+
+/// No flag needs a look at anything but the aligned heap.
+bool is_plain(For_Alloc_Flags flags) {
+  return __builtin_expect((flags & kSpecialRequest) == 0 && __atomic_load_n(&plain_heap_only, __ATOMIC_ACQUIRE) != 0,
+                          1);
 }
 
 void probe_once() {
@@ -113,14 +123,9 @@ void free_fast_or_plain(void* address, For_Alloc_Flags flags) {
   fast ? hbw_free(address) : _mm_free(address);
 }
 
-[[nodiscard]] int free_block(void* address, For_Alloc_Flags flags, u64 handle) {
+[[nodiscard]] int free_special(void* address, For_Alloc_Flags flags, u64 handle) {
   probe_once();
   if ((flags & FA_CANNOT_FREE) != 0) return MSG_CANNOT_DEALLOCATE;
-  if ((flags & kSpecialRequest) == 0 && KMP_is_available == 0) {
-    Heap_Scope scope;
-    _mm_free(address);
-    return 0;
-  }
   if ((flags & FA_FASTMEM) == 0 && (flags & FA_OMP) != 0 && KMPC_OMP_available != 0) {
     Heap_Scope scope;
     __kmpc_free(omp_thread(), address, omp_allocator(flags, handle));
@@ -143,23 +148,37 @@ void free_fast_or_plain(void* address, For_Alloc_Flags flags) {
   return 0;
 }
 
+[[nodiscard]] inline int free_block(void* address, For_Alloc_Flags flags, u64 handle) {
+  if ((flags & FA_CANNOT_FREE) != 0 || !is_plain(flags)) return free_special(address, flags, handle);
+  Heap_Scope scope;
+  _mm_free(address);
+  return 0;
+}
+
+[[nodiscard]] int allocate_special(u64 size, void** where, For_Alloc_Flags flags, u64 handle) {
+  probe_once();
+  if ((flags & FA_SIZE_OVERFLOW) != 0) return MSG_ARRAY_SIZE_OVERFLOW;
+  int missing = MSG_NO_MEMORY;
+  *where = special_block(size + (size == 0), flags, handle, &missing);
+  return *where != nullptr ? 0 : missing;
+}
+
+[[nodiscard]] inline int allocate(u64 size, void** where, For_Alloc_Flags flags, u64 handle) {
+  if (!is_plain(flags)) return allocate_special(size, where, flags, handle);
+  void* block;
+  {
+    Heap_Scope scope;
+    // An empty object has an address of its own too.
+    block = _mm_malloc(size + (size == 0), alignment_of(flags));
+  }
+  *where = block;
+  return __builtin_expect(block != nullptr, 1) ? 0 : MSG_NO_MEMORY;
+}
+
 }  // namespace
 
 int allocate_block(u64 size, void** where, For_Alloc_Flags flags, u64 handle) {
-  probe_once();
-  if ((flags & FA_SIZE_OVERFLOW) != 0) return MSG_ARRAY_SIZE_OVERFLOW;
-  // An empty object has an address of its own too.
-  size += size == 0;
-  void* block;
-  int missing = MSG_NO_MEMORY;
-  if (__builtin_expect((flags & kSpecialRequest) == 0, 1)) {
-    Heap_Scope scope;
-    block = plain_block(size, flags);
-  } else {
-    block = special_block(size, flags, handle, &missing);
-  }
-  *where = block;
-  return block != nullptr ? 0 : missing;
+  return allocate(size, where, flags, handle);
 }
 
 int allocate_elements(u64 elem_len, u64 count, u8** where, For_Alloc_Flags flags, u64 handle) {
@@ -174,20 +193,28 @@ int free_allocatable(void* address, For_Alloc_Flags flags, u64 handle) {
   return free_block(address, flags, handle);
 }
 
-int finish_request(int message, For_Alloc_Flags flags) {
-  if (message == 0 || (flags & FA_STAT) != 0) return message;
+namespace {
+
+[[gnu::noinline, gnu::cold]] int report_request(int message, For_Alloc_Flags flags) {
+  if ((flags & FA_STAT) != 0) return message;
   for__issue_diagnostic(message, 0);
   return 0;
+}
+
+}  // namespace
+
+int finish_request(int message, For_Alloc_Flags flags) {
+  return __builtin_expect(message == 0, 1) ? 0 : report_request(message, flags);
 }
 
 extern "C" {
 
 int for_allocate_handle(u64 size, void** where, For_Alloc_Flags flags, u64 handle) {
-  return finish_request(allocate_block(size, where, flags, handle), flags);
+  return finish_request(allocate(size, where, flags, handle), flags);
 }
 
 int for_allocate(u64 size, void** where, For_Alloc_Flags flags) {
-  return finish_request(allocate_block(size, where, flags), flags);
+  return finish_request(allocate(size, where, flags, 0), flags);
 }
 
 int for_alloc_allocatable_handle(u64 size, void** where, For_Alloc_Flags flags, u64 handle) {
@@ -202,7 +229,9 @@ int for_deallocate_handle(void* address, For_Alloc_Flags flags, u64 handle) {
   return finish_request(free_block(address, flags, handle), flags);
 }
 
-int for_deallocate(void* address, For_Alloc_Flags flags) { return for_deallocate_handle(address, flags, 0); }
+int for_deallocate(void* address, For_Alloc_Flags flags) {
+  return finish_request(free_block(address, flags, 0), flags);
+}
 
 int for_dealloc_allocatable_handle(void* address, For_Alloc_Flags flags, u64 handle) {
   return finish_request(free_allocatable(address, flags, handle), flags);

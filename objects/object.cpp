@@ -117,12 +117,9 @@ u64 component_bytes(const compo_info_s& entry, const u8* element) {
   }
 }
 
-void forget_component(const compo_info_s& entry, u8* element) {
-  const Component_Pair pair = component_pair(entry, element);
-  const Object object = decode_object(pair.x, pair.p);
+void forget_object(const Object& object) {
   if (!object.in_place()) {
-    // A block that gives neither a word nor a descriptor in the element describes data alone.
-    if (entry.ci_kind != CI_INLINE || object.has(DV_ADDRESS_WORD)) object.forget();
+    object.forget();
     return;
   }
   u8* part = object.data;
@@ -131,6 +128,13 @@ void forget_component(const compo_info_s& entry, u8* element) {
       for (const compo_info_s& inner : component_range(list)) forget_component(inner, part);
     }
   }
+}
+
+void forget_component(const compo_info_s& entry, u8* element) {
+  const Component_Pair pair = component_pair(entry, element);
+  // A block that gives neither a word nor a descriptor in the element describes data alone.
+  if (entry.ci_kind == CI_INLINE && (pair.x->dv_flags & DV_ADDRESS_WORD) == 0) return;
+  forget_object(decode_object(pair.x, pair.p));
 }
 
 bool same_type(const xdesc_fixed_t* a, const xdesc_fixed_t* b) {

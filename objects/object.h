@@ -29,7 +29,7 @@ struct Object {
   /// The word for the address of allocated storage; null when compiled code gave none.
   u8** base_word() const { return through_word() ? static_cast<u8**>(p) : &d->dv_base; }
   bool is_allocated() const;
-  /// Marks it as unallocated, whatever it held.
+  /// Marks its own storage as none, whatever it was.
   void forget() const;
 };
 
@@ -60,7 +60,9 @@ struct Component_Pair {
 Component_Pair component_pair(const compo_info_s& entry, u8* element);
 /// Bytes that a component covers in an element.
 u64 component_bytes(const compo_info_s& entry, const u8* element);
-/// Marks a component of a fresh element, or what is allocatable in it, as unallocated.
+/// Marks a fresh object as unallocated; of one in place, its components.
+void forget_object(const Object& object);
+/// The same for a component of a fresh element.
 void forget_component(const compo_info_s& entry, u8* element);
 
 /// Elements of an array, 1 for a scalar; the largest number when it overflows.

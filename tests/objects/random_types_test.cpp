@@ -252,6 +252,8 @@ Value assigned(Value v) {
 
 // Between model and storage.
 
+constexpr long kNever = 1000000;
+
 /// Where an allocatable keeps its address; d is null for an address word.
 struct Slot {
   u8** base;
@@ -415,7 +417,9 @@ Descriptor random_section(const Type& type, Variable& array, Value& value) {
   return section;
 }
 
-void one_round(const Type& type) {
+/// One operation on new values. `fail_at` counts its allocations up to the one that fails; 0: as chance has it. True
+/// when one failed.
+bool one_round(const Type& type, long fail_at = 0) {
   const long blocks = vm_live_blocks();
   const int rank = static_cast<int>(below(3));
   const auto form = [&] { return static_cast<Variable::Form>(rank == 0 ? below(3) : below(2) * 2); };
@@ -442,7 +446,8 @@ void one_round(const Type& type) {
   };
   bool failed = false;
   {
-    Fail_Vm fail(below(3) == 0 ? static_cast<long>(1 + below(12)) : 1000000);
+    const long chance = below(3) == 0 ? static_cast<long>(1 + below(12)) : kNever;
+    Fail_Vm fail(fail_at != 0 ? fail_at : chance);
     const int status = run(operation);
     failed = fail.hit();
     const bool refused = operation == 0 && !value.allocated && rank > 0;
@@ -469,6 +474,21 @@ void one_round(const Type& type) {
   EXPECT_EQ(source.get(), whole);
   source.free();
   EXPECT_EQ(vm_live_blocks(), blocks);
+  return failed;
+}
+
+TEST(RandomTypes, EachAllocationMayFail) {
+  for (long i = soak_cases(40); i > 0 && !HasFailure(); --i) {
+    const Type_Pool pool;
+    const Type& type = pool.any();
+    // The same values again for each allocation in turn.
+    const std::mt19937_64 before = random_bits;
+    for (long n = 1; !HasFailure(); ++n) {
+      SCOPED_TRACE("allocation " + std::to_string(n));
+      random_bits = before;
+      if (!one_round(type, n)) break;
+    }
+  }
 }
 
 TEST(RandomTypes, AgreeWithPlainValues) {

@@ -43,7 +43,7 @@ Descriptor& Descriptor::shape(const std::vector<i64>& extents) {
   i64 stride = static_cast<i64>(get()->dv_elem_len);
   for (size_t i = 0; i < extents.size(); ++i) {
     get()->dv_dim[i] = {extents[i], stride, 1};
-    stride *= extents[i];
+    stride = static_cast<i64>(static_cast<u64>(stride) * static_cast<u64>(extents[i]));
   }
   return *this;
 }
