@@ -311,7 +311,7 @@ int extend_stream_input(For_Lub& lub, bool* more) {
   lub.lub_a_read_next = lub.lub_a_cursor;
   lub.lub_a_read_end = lub.lub_a_rec_end;
   i64 got = 0;
-  const int code = fill(lub, lub.lub_buffer_size - kept, &got);
+  const int code = fill_window(lub, lub.lub_buffer_size - kept, &got);
   lub.lub_a_rec_end = lub.lub_a_read_end;
   lub.lub_a_read_next = nullptr;
   *more = got > 0;

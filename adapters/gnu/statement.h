@@ -86,12 +86,12 @@ inline bool put_word(Statement* statement, For_Item_Type type, u64 word) {
 }
 
 /// put_text for a word of text or two, while the batch has room and nothing needs a closer look: false if it has not been
-/// taken.
+/// taken. A copy would hide that an internal file is written into itself.
 inline bool put_few_characters(Statement* statement, const void* text, i64 length) {
   constexpr i64 kWord = sizeof(u64);
   const bool full = statement->items == kBatchItems || statement->words + statement->text_words + 4 > kBatchWords;
   if (length < 1 || length > 2 * kWord || statement->verb != Verb::write || statement->over || full ||
-      statement->numeric_text) {
+      statement->numeric_text || statement->internal) {
     return false;
   }
   u8* item = &statement->list[2 * statement->items++];

@@ -7,7 +7,8 @@ program positions
   integer(8) :: place, bytes
   real(8) :: values(5)
   logical :: there, open, named
-  character(40) :: line, word
+  character(1000) :: line
+  character(40) :: word
   character(20) :: answers(6)
 
   ! A file is written, gone back over and cut.

@@ -15,6 +15,7 @@
 
 #include "records/buffer.h"
 #include "records/for_get.h"
+#include "records/for_get_unf.h"
 #include "support/soak.h"
 #include "support/unit.h"
 #include "tamrun/messages.h"
@@ -131,7 +132,7 @@ int next_record(For_Lub& lub) {
   bool last = true;
   do {
     if ((code = for__get_s(&lub, nullptr, nullptr)) != 0) return code;
-    if (lub.lub_rectype == RECTYPE_VARIABLE) last = !lub.lub_f_rec_continued;
+    if (lub.lub_rectype == RECTYPE_VARIABLE) return for__get_su_fields(&lub, nullptr, 0);
     if (lub.lub_rectype == RECTYPE_SEGMENTED) last = (lub.lub_a_cursor[0] & 2) != 0;
   } while (!last);
   return 0;
