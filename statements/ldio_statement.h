@@ -12,6 +12,7 @@
 
 template <class Statement>
 int list_call(For_Lub& lub, Statement&& statement, const u8* item_list, void* item_args) {
+  if (item_list != nullptr && *item_list == ITM_END_STATEMENT) return statement.end_of_list();
   const Ldio_Result result = statement.transfer(item_list, item_args);
   switch (result.end) {
     case Ldio_End::statement:
