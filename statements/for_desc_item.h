@@ -59,7 +59,12 @@ constexpr bool item_is_character(u32 type) { return type == ITM_CHARACTER || typ
     list += 2;
     return 0;
   }
-  return for__desc_ret_item(&list, &args, &val, &shape);
+  const u8* list_cursor = list;  // the caller's own may stay in registers
+  void* args_cursor = args;
+  const int code = for__desc_ret_item(&list_cursor, &args_cursor, &val, &shape);
+  list = list_cursor;
+  args = args_cursor;
+  return code;
 }
 
 /// True for the accesses that describe an array.

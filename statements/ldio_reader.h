@@ -153,7 +153,7 @@ class Ldio_Reader {
         converter_(lub, !Source::kInternal && lub.lub_f_strict_ldio) {}
 
   /// Reads the items up to the next end mark.
-  Ldio_Result read_items(const u8* list, void* args) {
+  [[gnu::always_inline]] Ldio_Result read_items(const u8* list, void* args) {
     For_Value_Info val;
     For_Item_Shape shape;
     for (;;) {
@@ -216,7 +216,7 @@ class Ldio_Reader {
   /// True between the parts of a complex constant.
   bool inside_pair() const { return (s_.ldir_flags & (LDIR_COMPLEX | LDIR_PART_TWO)) == LDIR_COMPLEX; }
 
-  int next_constant(u32 type) {
+  [[gnu::always_inline]] int next_constant(u32 type) {
     if (s_.ldir_repeat > 0 && !inside_pair()) {
       --s_.ldir_repeat;
       return 0;

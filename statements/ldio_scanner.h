@@ -92,7 +92,7 @@ class Ldio_Scanner {
 
   /// Brings the next constant for an item of that type into ldir_field, with its repeat count: 0 or a message. Whether
   /// a slash stood there instead LDIR_STOP tells.
-  int find_constant(u32 type) {
+  [[gnu::always_inline]] int find_constant(u32 type) {
     const bool text_item = type == ITM_CHARACTER && lub_.lub_f_f90_rtl;
     if (!text_item && !stream_ && stands_at_number()) return take_number(false);
     return find_field(text_item, false);
