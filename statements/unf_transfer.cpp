@@ -45,33 +45,44 @@ void scatter(u8* to, i64 stride, const u8* from, i64 elem, i64 count) {
 
 inline int put_block(For_Lub& lub, u8* data, i64 length) { return put_unformatted(lub, data, length); }
 
-/// One run of values into the record. `converts`: in the file's form.
-int put_run(For_Lub& lub, u32 type, bool converts, Item_Run run) {
-  const bool side_by_side = run.stride == run.elem || run.count == 1;
-  if (side_by_side && !converts) return put_unformatted(lub, run.data, run.elem * run.count);
-  if (run.elem == 0) return 0;
+/// Bytes on the stack for values that the record has no room for: so many that a large array leaves in few pieces.
+constexpr i64 kStaging = 64 << 10;
+/// The same for converted values that go to places apart.
+constexpr i64 kScattered = 2 << 10;
+
+/// Brings the first `count` values of a run side by side, as they stand in the file.
+void form(For_Lub& lub, u32 type, bool converts, const Item_Run& run, i64 count, u8* to) {
+  const bool side_by_side = run.stride == run.elem;
+  if (!side_by_side) gather(to, run.data, run.elem, run.stride, count);
+  if (converts) convert_for_write(lub, type, run.elem, count, side_by_side ? run.data : to, to);
+}
+
+/// A run that outgrows the record in the buffer.
+[[gnu::noinline]] int put_staged(For_Lub& lub, u32 type, bool converts, Item_Run run) {
+  u8 staging[kStaging];
   while (run.count > 0) {
-    i64 some = std::min(run.count, (lub.lub_a_rec_end - lub.lub_a_cursor) / run.elem);
-    if (some <= 0) {
-      some = 1;
-      u8 value[kMostConverted];
-      const u8* data = run.data;
-      if (converts) {
-        convert_for_write(lub, type, run.elem, 1, run.data, value);
-        data = value;
-      }
-      if (int code = put_unformatted(lub, data, run.elem)) return code;
-    } else if (!converts) {
-      gather(lub.lub_a_cursor, run.data, run.elem, run.stride, some);
-      lub.lub_a_cursor += some * run.elem;
-    } else {
-      if (!side_by_side) some = 1;
-      convert_for_write(lub, type, run.elem, some, run.data, lub.lub_a_cursor);
-      lub.lub_a_cursor += some * run.elem;
+    const i64 some = std::clamp(kStaging / run.elem, i64{1}, run.count);
+    const u8* data = run.data;
+    if (run.elem <= kStaging) {
+      form(lub, type, converts, run, some, staging);
+      data = staging;
     }
+    if (int code = put_unformatted(lub, data, some * run.elem)) return code;
     run.count -= some;
     run.data += some * run.stride;
   }
+  return 0;
+}
+
+/// One run of values into the record. `converts`: in the file's form.
+int put_run(For_Lub& lub, u32 type, bool converts, const Item_Run& run) {
+  if ((run.stride == run.elem || run.count == 1) && !converts) {
+    return put_unformatted(lub, run.data, run.elem * run.count);
+  }
+  if (run.elem == 0) return 0;
+  if ((lub.lub_a_rec_end - lub.lub_a_cursor) / run.elem < run.count) return put_staged(lub, type, converts, run);
+  form(lub, type, converts, run, run.count, lub.lub_a_cursor);
+  lub.lub_a_cursor += run.count * run.elem;
   return 0;
 }
 
@@ -80,18 +91,31 @@ int take_run(For_Lub& lub, u32 type, bool converts, Item_Run run) {
   const bool side_by_side = run.stride == run.elem || run.count == 1;
   if (side_by_side && !converts) return take_unformatted(lub, run.data, run.elem * run.count);
   if (run.elem == 0) return 0;
+  const i64 room = (lub.lub_a_rec_end - lub.lub_a_cursor) / run.elem;
+  if (side_by_side && room < run.count) {
+    if (int code = take_unformatted(lub, run.data, run.elem * run.count)) return code;
+    convert_after_read(lub, type, run.elem, run.count, run.data, run.data);
+    return 0;
+  }
+  u8 converted[kScattered];
   while (run.count > 0) {
     i64 some = std::min(run.count, (lub.lub_a_rec_end - lub.lub_a_cursor) / run.elem);
     if (some <= 0) {
       some = 1;
       if (int code = take_unformatted(lub, run.data, run.elem)) return code;
       if (converts) convert_after_read(lub, type, run.elem, 1, run.data, run.data);
-    } else if (!converts) {
-      scatter(run.data, run.stride, lub.lub_a_cursor, run.elem, some);
-      lub.lub_a_cursor += some * run.elem;
     } else {
-      if (!side_by_side) some = 1;
-      convert_after_read(lub, type, run.elem, some, lub.lub_a_cursor, run.data);
+      const u8* from = lub.lub_a_cursor;
+      if (converts && side_by_side) {
+        convert_after_read(lub, type, run.elem, some, from, run.data);
+      } else {
+        if (converts) {
+          some = std::min(some, kScattered / run.elem);
+          convert_after_read(lub, type, run.elem, some, from, converted);
+          from = converted;
+        }
+        scatter(run.data, run.stride, from, run.elem, some);
+      }
       lub.lub_a_cursor += some * run.elem;
     }
     run.count -= some;
