@@ -52,6 +52,7 @@ class Open_Keys : public Keyword_List<22> {
     text(flags & GFC_OPEN_ACCESS, KEY_ACCESS, block.access, block.access_len);
     text(flags & GFC_OPEN_FORM, KEY_FORM, block.form, block.form_len);
     constexpr const char* kUnformatted = "UNFORMATTED";
+    constexpr const char* kBigEndian = "BIG_ENDIAN";
     const bool unformatted = is_unformatted(block);
     text(unformatted && (flags & GFC_OPEN_FORM) == 0, KEY_FORM, kUnformatted, static_cast<i64>(strlen(kUnformatted)));
     number(flags & GFC_OPEN_RECL, KEY_RECL, block.recl);
@@ -64,7 +65,10 @@ class Open_Keys : public Keyword_List<22> {
     text((flags & GFC_OPEN_ACTION) && !readonly, KEY_ACTION, block.action, block.action_len);
     text(flags & GFC_OPEN_DELIM, KEY_DELIM, block.delim, block.delim_len);
     text(flags & GFC_OPEN_PAD, KEY_PAD, block.pad, block.pad_len);
-    text(flags & GFC_OPEN_CONVERT, KEY_CONVERT, block.convert, block.convert_len);
+    // SWAP is the peer's name for the byte order that the machine does not have.
+    const bool swap = (flags & GFC_OPEN_CONVERT) && is_word(block.convert, block.convert_len, "SWAP");
+    text(swap, KEY_CONVERT, kBigEndian, static_cast<i64>(strlen(kBigEndian)));
+    text((flags & GFC_OPEN_CONVERT) && !swap, KEY_CONVERT, block.convert, block.convert_len);
     text(flags & GFC_OPEN_DECIMAL, KEY_DECIMAL, block.decimal, block.decimal_len);
     text(flags & GFC_OPEN_ENCODING, KEY_ENCODING, block.encoding, block.encoding_len);
     text(flags & GFC_OPEN_ROUND, KEY_ROUND, block.round, block.round_len);
