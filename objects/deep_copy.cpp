@@ -42,6 +42,10 @@ namespace {
 constexpr u64 kTransferredFlags =
     DV_DEFINED | DV_CONTIGUOUS | DV_FINAL_ELEMENTAL | DV_FINAL_BY_DESCRIPTOR | u64{0xFF} << DV_ALIGN_LOG2_SHIFT;
 
+bool owns_components(const xdesc_fixed_t* block) {
+  return !component_range(block->xd_allocatable).empty() || !component_range(block->xd_len_dependent).empty();
+}
+
 bool has_default_value(const xdesc_fixed_t* block) {
   const Component_Range records = component_range(block->xd_init);
   return std::any_of(records.begin(), records.end(), [](const auto& r) { return r.ci_kind == TI_DEFAULT_IMAGE; });
@@ -82,14 +86,17 @@ int Merged_List::merge(Component_Range allocatable, Component_Range len_dependen
 }
 
 const compo_info_s* chain_component(Component_Range list, const For_Type_Node* type, u8* element) {
+  const compo_info_s* other = nullptr;
   for (u32 i = list.count; i > 0; --i) {
     const compo_info_s& entry = list.entry[i - 1];
     if (entry.ci_kind == CI_DEFINED_ASSIGN) continue;
     const Component_Pair pair = component_pair(entry, element);
     const Object object = decode_object(pair.x, pair.p);
-    if (object.block->xd_type == type && object.is_allocated() && !object.in_place()) return &entry;
+    if (!object.is_allocated() || object.in_place()) continue;
+    if (object.block->xd_type == type) return &entry;
+    if (other == nullptr && owns_components(object.block)) other = &entry;
   }
-  return nullptr;
+  return other;
 }
 
 int Deep_Copy::run(Component_Pair source, Component_Pair dest, bool must_allocate) {
@@ -276,9 +283,8 @@ int Deep_Copy::copy_components(Transfer& t, bool* more) {
 /// Default values in the destination's elements. Without any, components with storage of their own are nothing.
 void Deep_Copy::start_private(const Transfer& t) const {
   const xdesc_fixed_t* block = t.dest.block;
-  const bool owning =
-      !component_range(block->xd_allocatable).empty() || !component_range(block->xd_len_dependent).empty();
-  if (t.fresh && owning && !has_default_value(block)) memset(t.dest.data, 0, t.source.d->dv_elem_len * t.count);
+  if (t.fresh && owns_components(block) && !has_default_value(block))
+    memset(t.dest.data, 0, t.source.d->dv_elem_len * t.count);
   for_default_init(t.dest.x, t.dest.p);
 }
 

@@ -78,7 +78,7 @@ inline constexpr Dealloc_Scope kDeallocateLeftSide = {false, true, true};
 [[nodiscard]] int do_deallocate_all(Component_Pair object, Dealloc_Scope scope, For_Alloc_Flags flags);
 
 /// The component of the last element to be done last, so that chains need no recursion: the last allocated one of the
-/// element's own type. Null when there is none.
+/// element's own type, or else the last one that owns components itself. Null when there is none.
 const compo_info_s* chain_component(Component_Range list, const For_Type_Node* type, u8* element);
 
 TAMRUN_ENTRY int for_alloc_copy(For_Dope_Vector* src_x, void* src_p, For_Dope_Vector* dst_x, void* dst_p,

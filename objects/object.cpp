@@ -212,7 +212,8 @@ void for_default_init(For_Dope_Vector* x, void* p) {
   const compo_info_s* const record =
       std::find_if(records.begin(), records.end(), [](const auto& r) { return r.ci_kind == TI_DEFAULT_IMAGE; });
   if (record == records.end()) return;
-  u8* const data = object.has(DV_NO_DEALLOC | DV_ADDRESS_WORD) ? object.data : *object.base_word();
+  u8** const word = object.base_word();
+  u8* const data = object.has(DV_NO_DEALLOC | DV_ADDRESS_WORD) || word == nullptr ? object.data : *word;
   const u64 count = count_elements(object.d);
   if (count == 0 || data == nullptr) return;
   auto* const image = reinterpret_cast<u8*>(record->ci_offset);
