@@ -11,17 +11,16 @@
 #include "tamrun/lub.h"
 #include "tamrun/messages.h"
 
+thread_local For_Thread_Storage* t_thread_storage;
+
 namespace {
 
 pthread_key_t threadstor_key;
 bool threadstor_key_made;
 For_Once_Block threadstor_key_once;
 
-// Statements come here several times each.
-__attribute__((tls_model("initial-exec"))) thread_local For_Thread_Storage* t_storage;
-
 void destroy_threadstor(void* block) {
-  t_storage = nullptr;
+  t_thread_storage = nullptr;
   For_Lub* lub = static_cast<For_Thread_Storage*>(block)->ts_spare_internal;
   if (lub != nullptr) for__free_vm(lub->lub_a_fmt_isb);
   for__free_vm(lub);
@@ -47,8 +46,8 @@ For_Thread_Storage for__static_threadstor_private = {
 };
 
 int for__access_threadstor_threads(For_Thread_Storage** out) {
-  *out = t_storage;
-  if (t_storage != nullptr) return 0;
+  *out = t_thread_storage;
+  if (t_thread_storage != nullptr) return 0;
   for__once_private(&threadstor_key_once, make_threadstor_key);
   if (!threadstor_key_made) return MSG_NO_MEMORY;
 
@@ -59,9 +58,9 @@ int for__access_threadstor_threads(For_Thread_Storage** out) {
     for__free_vm(block);
     return MSG_NO_MEMORY;
   }
-  t_storage = static_cast<For_Thread_Storage*>(block);
-  t_storage->ts_internal_lubs = t_storage->ts_spare_internal = nullptr;
-  *out = t_storage;
+  t_thread_storage = static_cast<For_Thread_Storage*>(block);
+  t_thread_storage->ts_internal_lubs = t_thread_storage->ts_spare_internal = nullptr;
+  *out = t_thread_storage;
   return 0;
 }
 
@@ -72,12 +71,6 @@ int for__acquire_threadstor_threads(For_Thread_Storage** out) {
 }
 
 }  // extern "C"
-
-int thread_storage(For_Thread_Storage** out) {
-  if (threaded_mode()) return for__access_threadstor_threads(out);
-  *out = &for__static_threadstor_private;
-  return 0;
-}
 
 void copy_until_equal(void* to, const void* from, size_t bytes) {
   do {

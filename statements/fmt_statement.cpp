@@ -20,6 +20,23 @@ void reset_progress(For_Lub& lub) {
   if (!in_child_statement(lub)) lub.lub_pad_count = 0;
 }
 
+/// Clears the block but for the rows of groups, of which none is open.
+void begin_state(For_Fmt_Isb& isb) {
+  isb.isb_fmt_base = nullptr;
+  isb.isb_fmt_pc = nullptr;
+  isb.isb_dt_iotype = isb.isb_dt_vlist = nullptr;
+  isb.isb_repeat = isb.isb_error = 0;
+  isb.isb_depth = 0;
+  isb.isb_scale = 0;
+  isb.isb_width = isb.isb_width_saved = 0;
+  isb.isb_minimal_saved = 0;
+  isb.isb_literal = nullptr;
+  isb.isb_d = isb.isb_e = 0;
+  isb.isb_reversion = 0;
+  isb.isb_code = 0;
+  isb.isb_flags2 = 0;
+}
+
 }  // namespace
 
 List_Ahead look_far_ahead(const u8* list, void* args, bool past_empty_arrays) {
@@ -41,7 +58,7 @@ List_Ahead look_far_ahead(const u8* list, void* args, bool past_empty_arrays) {
 
 int begin_format(For_Lub& lub, For_IO_Flags flags, const void* format) {
   For_Fmt_Isb& isb = *lub.lub_a_fmt_isb;
-  isb = {};
+  begin_state(isb);
   isb.isb_lub = &lub;
   isb.isb_flags = sign_flags(lub);
   isb.isb_round = lub.lub_round;

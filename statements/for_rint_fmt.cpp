@@ -43,7 +43,9 @@ class Internal_Input {
   For_Lub& lub_;
 };
 
-int end_of_list(For_Lub& lub) { return lub.lub_f_eor_pending ? fail_formatted(lub, MSG_END_OF_RECORD) : end_formatted(lub); }
+int end_of_list(For_Lub& lub) {
+  return lub.lub_f_eor_pending ? fail_formatted(lub, MSG_END_OF_RECORD) : end_formatted(lub);
+}
 
 }  // namespace
 

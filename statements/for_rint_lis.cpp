@@ -68,5 +68,6 @@ int for_read_int_lis(For_Context* ctx, For_IO_Flags flags, const u8* item_list, 
 
 int for_read_int_lis_xmit(For_Context* ctx, const u8* item_list, void* item_args) {
   For_Lub& lub = *ctx->ctx_lub;
+  if (*item_list == ITM_END_STATEMENT) return end_statement(lub);
   return list_call(lub, Read_Statement(lub), item_list, item_args);
 }

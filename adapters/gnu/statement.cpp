@@ -54,7 +54,8 @@ struct Format_Text {
 For_IO_Flags io_flags(const Gfc_Dt& block) {
   const u32 given = block.common.flags;
   // A field of asterisks is no failure in modern Fortran.
-  For_IO_Flags flags = connection_flags(block.common.unit) | specifier_flags(given) | iof_ignore_conv_error;
+  For_IO_Flags flags = connection_flags(block.common.unit) | iof_ignore_conv_error;
+  if ((given & (GFC_ERR | GFC_END | GFC_EOR | GFC_IOSTAT)) != 0) flags |= specifier_flags(given);
   if ((given & GFC_DT_FORMAT) != 0) flags |= iof_format_text;
   if (keeps_sign_of_zero()) flags |= iof_format_option8;  // also where a negative value rounds to zero
   if ((given & GFC_DT_ADVANCE) != 0) flags |= iof_advance_given;
@@ -114,7 +115,7 @@ int further_call(Statement* statement, const u8* list, u64* args) {
 
 /// Anything but 0 ends the statement.
 void take_result(Statement* statement, int result) {
-  if (store_result(statement->block->common, result)) statement->over = true;
+  if (result != 0 && store_result(statement->block->common, result)) statement->over = true;
 }
 
 /// The first call of the statement, or a further one.
@@ -135,14 +136,6 @@ void empty_batch(Statement* statement) {
   statement->items = 0;
   statement->words = 0;
   statement->text_words = 0;
-}
-
-/// Passes the batch on.
-void send(Statement* statement, For_Item_Type end) {
-  statement->list[2 * statement->items] = end;
-  statement->list[2 * statement->items + 1] = 0;
-  empty_batch(statement);
-  call_library(statement, statement->list, statement->args);
 }
 
 /// A statement on a unit that the thread is already in a statement on: the first calls are made from the outermost
@@ -199,12 +192,15 @@ void separate_numeric_text(Statement* statement) {
 /// The variable is the first item of a statement on an internal file.
 void add_internal_file(Statement* statement) {
   const Gfc_Dt& block = *statement->block;
-  const i64 length = block.internal_len > 0 ? block.internal_len : 0;
   const bool array = block.internal_array != nullptr;
-  u64* args = add_item(statement, ITM_CHARACTER, array ? ACC_ARRAY_ELEM : ACC_SCALAR, array ? 3 : 2);
-  args[0] = static_cast<u64>(array ? length * element_count(*block.internal_array) : length);
-  args[1] = reinterpret_cast<u64>(block.internal);
-  if (array) args[2] = static_cast<u64>(length);
+  const u64 length = block.internal_len > 0 ? static_cast<u64>(block.internal_len) : 0;
+  statement->list[0] = ITM_CHARACTER;
+  statement->list[1] = array ? ACC_ARRAY_ELEM : ACC_SCALAR;
+  statement->items = 1;
+  statement->args[0] = array ? length * static_cast<u64>(element_count(*block.internal_array)) : length;
+  statement->args[1] = reinterpret_cast<u64>(block.internal);
+  statement->args[2] = length;
+  statement->words = array ? 3 : 2;
 }
 
 /// ADVANCE= and SIZE= are the first items of a formatted statement.
@@ -228,6 +224,13 @@ void add_leading_items(Statement* statement) {
 
 }  // namespace
 
+void send(Statement* statement, For_Item_Type end) {
+  statement->list[2 * statement->items] = end;
+  statement->list[2 * statement->items + 1] = 0;
+  empty_batch(statement);
+  call_library(statement, statement->list, statement->args);
+}
+
 Statement* outer_statement_of(const Gfc_Dt* block) {
   for (Statement* statement = t_innermost; statement != nullptr; statement = statement->outer)
     if (statement->block == block) return statement;
@@ -245,8 +248,13 @@ void begin_statement(Gfc_Dt* block, Verb verb, Console* console) {
   statement->started = false;
   statement->over = false;
   statement->numeric_text = false;
-  statement->plus = (block->common.flags & GFC_DT_SIGN) != 0 && is_word(block->sign, block->sign_len, "PLUS");
-  statement->delimited = (block->common.flags & GFC_DT_DELIM) != 0 && !is_word(block->delim, block->delim_len, "NONE");
+  statement->plus = false;
+  statement->delimited = false;
+  const u32 flags = block->common.flags;
+  if ((flags & (GFC_DT_SIGN | GFC_DT_DELIM)) != 0) {
+    statement->plus = (flags & GFC_DT_SIGN) != 0 && is_word(block->sign, block->sign_len, "PLUS");
+    statement->delimited = (flags & GFC_DT_DELIM) != 0 && !is_word(block->delim, block->delim_len, "NONE");
+  }
   empty_batch(statement);
   t_innermost = statement;
   const bool recursive = statement->outer != nullptr && is_recursive(statement);
@@ -258,7 +266,7 @@ void begin_statement(Gfc_Dt* block, Verb verb, Console* console) {
     add_internal_file(statement);
   else if ((block->common.flags & (GFC_DT_ADVANCE | GFC_DT_SIZE)) != 0 && statement->formatted())
     add_leading_items(statement);
-  if ((block->common.flags & kTemporaryTexts) != 0 || recursive) send(statement, ITM_END_CALL);
+  if ((flags & kTemporaryTexts) != 0 || recursive) send(statement, ITM_END_CALL);
 }
 
 void end_statement(Statement* statement) {

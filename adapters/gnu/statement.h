@@ -114,6 +114,20 @@ inline bool put_few_characters(Statement* statement, const void* text, i64 lengt
   return true;
 }
 
+/// Passes the batch on.
+void send(Statement* statement, For_Item_Type end);
+
+/// Reads a number or logical that has an item of its own: false for a WRITE.
+inline bool read_value(Statement* statement, For_Item_Type type, void* value) {
+  if (statement->verb != Verb::read || statement->over) return false;
+  u8* item = &statement->list[2 * statement->items++];
+  item[0] = type;
+  item[1] = ACC_POINTER;
+  statement->args[statement->words++] = reinterpret_cast<u64>(value);
+  send(statement, ITM_END_CALL);
+  return true;
+}
+
 /// A character scalar of a WRITE, copied or sent before the call returns.
 void put_text(Statement* statement, const char* text, i64 length);
 

@@ -110,28 +110,29 @@ TAMRUN_ENTRY void _gfortran_st_write_done(Gfc_Dt* block) { end_transfer(block, &
 TAMRUN_ENTRY void _gfortran_st_read(Gfc_Dt* block) { begin_transfer(block, Verb::read, &Peer::st_read); }
 TAMRUN_ENTRY void _gfortran_st_read_done(Gfc_Dt* block) { end_transfer(block, &Peer::st_read_done); }
 
-/// The kinds that most values have, on their way out: false for all others.
-[[gnu::always_inline]] inline bool put_usual_number(Statement* statement, For_Item_Type four, For_Item_Type eight,
-                                                    const void* value, int kind) {
+/// The kinds that most values have: false for all others.
+[[gnu::always_inline]] inline bool transfer_usual_number(Statement* statement, For_Item_Type four, For_Item_Type eight,
+                                                         void* value, int kind) {
+  if (kind != sizeof(u32) && kind != sizeof(u64)) return false;
+  if (read_value(statement, kind == sizeof(u32) ? four : eight, value)) return true;
   if (kind == sizeof(u32)) {
     u32 word;
     __builtin_memcpy(&word, value, sizeof word);
     return put_word(statement, four, word);
   }
-  if (kind != sizeof(u64)) return false;
   u64 word;
   __builtin_memcpy(&word, value, sizeof word);
   return put_word(statement, eight, word);
 }
 
-[[gnu::always_inline]] inline bool put_usual(Statement* statement, Gfc_Type type, const void* value, int kind) {
+[[gnu::always_inline]] inline bool transfer_usual(Statement* statement, Gfc_Type type, void* value, int kind) {
   switch (type) {
     case GFC_INTEGER:
-      return put_usual_number(statement, ITM_INTEGER4, ITM_INTEGER8, value, kind);
+      return transfer_usual_number(statement, ITM_INTEGER4, ITM_INTEGER8, value, kind);
     case GFC_LOGICAL:
-      return put_usual_number(statement, ITM_LOGICAL4, ITM_LOGICAL8, value, kind);
+      return transfer_usual_number(statement, ITM_LOGICAL4, ITM_LOGICAL8, value, kind);
     case GFC_REAL:
-      return put_usual_number(statement, ITM_REAL4, ITM_REAL8, value, kind);
+      return transfer_usual_number(statement, ITM_REAL4, ITM_REAL8, value, kind);
     default:
       return false;
   }
@@ -141,7 +142,7 @@ TAMRUN_ENTRY void _gfortran_st_read_done(Gfc_Dt* block) { end_transfer(block, &P
   TAMRUN_ENTRY void _gfortran_##name(Gfc_Dt* block, void* value, int kind) { \
     Statement* statement = statement_of(block);                              \
     if (statement == nullptr) return peer().name(block, value, kind);        \
-    if (put_usual(statement, type, value, kind)) return;                     \
+    if (transfer_usual(statement, type, value, kind)) return;                \
     transfer_scalar(statement, type, kind, value);                           \
   }
 TAMGNU_SCALAR_TRANSFER(transfer_integer, GFC_INTEGER)
