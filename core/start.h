@@ -17,11 +17,14 @@ TAMRUN_ENTRY u32 for__l_ovfcnt;
 TAMRUN_ENTRY u32 for__l_div0cnt;
 TAMRUN_ENTRY u32 for__l_invcnt;
 TAMRUN_ENTRY u32 for__l_inecnt;
-TAMRUN_ENTRY i32 for__l_fmtrecl;  ///< size variables: 0 not read yet, -1 unset, -2 bad, otherwise the number
+TAMRUN_ENTRY i32 for__l_fmtrecl;  ///< size variables: 0 not read yet, kUnsetVariable, kBadVariable or the number
 TAMRUN_ENTRY i32 for__l_ufmtrecl;
 TAMRUN_ENTRY i32 for__l_blocksize;
 TAMRUN_ENTRY i32 for__l_buffercount;
 TAMRUN_ENTRY double for_process_start_time;  ///< seconds since the epoch, 0.0 until for_rtl_init_
+
+/// A size variable that is not set, and one whose value is none.
+inline constexpr i32 kUnsetVariable = -1, kBadVariable = -2;
 
 /// Bits of for__l_fpe_mask that ask for a line of the summary at the end of the run.
 enum For_Fpe_Summary_Bits : u32 {

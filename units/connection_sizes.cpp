@@ -16,9 +16,6 @@
 
 namespace {
 
-/// Values of the size variables that are no sizes.
-constexpr i32 kUnsetVariable = -1, kBadVariable = -2;
-
 constexpr i64 kBlockUnit = 512;
 constexpr i64 kWorkingBlock = 8192;
 constexpr i64 kCompatBlock = 1024;

@@ -12,6 +12,7 @@
 #include "adapters/gnu/peer.h"
 #include "adapters/gnu/units.h"
 #include "core/start.h"
+#include "tamrun/lub.h"
 
 std::atomic<bool> g_library_started;
 
@@ -22,6 +23,11 @@ int g_argc;
 char** g_argv;
 bool g_sign_of_zero = true;
 
+/// Buffers as large as the largest transfer, unless FORT_BLOCKSIZE says otherwise.
+void enlarge_buffers() {
+  if (for__l_blocksize == kUnsetVariable) for__l_blocksize = static_cast<i32>(kDefaultBlocksize);
+}
+
 /// Every end of a process that runs exit handlers comes here: return from main, STOP, ERROR STOP, EXIT, a diagnostic.
 void finish_library() { (void)for_rtl_finish_(); }
 
@@ -29,6 +35,7 @@ void start_once() {
   read_files_environment();
   read_console_environment();
   for_rtl_init_(g_argv != nullptr ? &g_argc : nullptr, g_argv);
+  enlarge_buffers();
   atexit(finish_library);
   g_library_started.store(true, std::memory_order_release);
 }

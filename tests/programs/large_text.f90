@@ -1,7 +1,8 @@
 ! SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
 !
 ! A large text file written and read back, formatted and list-directed: what comes back is what went out, in few calls of
-! the system. TAMRUN_LARGE_MB tells the size (default 2). A buffer holds 8 KiB, or FORT_BLOCKSIZE bytes where that is set.
+! the system. TAMRUN_LARGE_MB tells the size (default 2). A buffer holds 128 KiB, or FORT_BLOCKSIZE
+! bytes where that is set.
 ! env: TAMRUN_GNU_FILES=1
 program large_text
   use, intrinsic :: iso_fortran_env, only: int64, real64
@@ -17,7 +18,7 @@ program large_text
   megabytes = 2
   if (status == 0) read (size, *) megabytes
   call get_environment_variable('FORT_BLOCKSIZE', size, status=status)
-  block = 8192
+  block = 131072
   if (status == 0) read (size, *) block
   lines = megabytes * 2_int64**20 / line_bytes
   bytes = lines * line_bytes
