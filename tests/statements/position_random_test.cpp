@@ -190,7 +190,10 @@ class Random_Unit {
     model_.at_eof = false;
   }
   void endfile() {
-    ASSERT_EQ(position(for_endfile), 0);
+    // Unformatted FIXED files have no end to mark.
+    const bool refused = is_fixed() && !layout_.formatted;
+    ASSERT_EQ(position(for_endfile), refused ? int{MSG_ENDFILE_ERROR} : 0);
+    if (refused) return;
     model_.records.resize(model_.at);
     model_.at_eof = true;
   }
