@@ -55,8 +55,7 @@ class Open_Keys : public Keyword_List<22> {
     constexpr const char* kBigEndian = "BIG_ENDIAN";
     const bool unformatted = is_unformatted(block);
     text(unformatted && (flags & GFC_OPEN_FORM) == 0, KEY_FORM, kUnformatted, static_cast<i64>(strlen(kUnformatted)));
-    number(flags & GFC_OPEN_RECL, KEY_RECL, block.recl);
-    number((flags & GFC_OPEN_RECL) != 0 && unformatted, KEY_RECL_BYTES, 1);
+    number(flags & GFC_OPEN_RECL, unformatted ? KEY_RECL_BYTES : KEY_RECL, block.recl);
     text(flags & GFC_OPEN_BLANK, KEY_BLANK, block.blank, block.blank_len);
     text(flags & GFC_OPEN_POSITION, KEY_POSITION, block.position, block.position_len);
     // READONLY comes as ACTION='READ' as well.

@@ -73,6 +73,23 @@ program positions
   print '(a)', line(1:3)
   close (u, status='delete')
 
+  ! Unformatted records, whose RECL= counts bytes, from behind the last one to the first.
+  open (newunit=u, file='binary', form='unformatted', recl=64, status='replace')
+  do i = 1, 10000
+    write (u) values, i
+  end do
+  close (u)
+  open (newunit=u, file='binary', form='unformatted', status='old', position='append')
+  n = 0
+  do i = 10000, 1, -1
+    backspace (u)
+    read (u) values, width
+    if (width == i) n = n + 1
+    backspace (u)
+  end do
+  print '(i0)', n
+  close (u, status='delete')
+
   ! What is asked by unit and by file.
   inquire (file='records', exist=there, opened=open, number=n)
   print '(l1,1x,l1,1x,i0)', there, open, n

@@ -22,12 +22,15 @@ using namespace tamrun_test;
 constexpr int kUnit = 40;
 constexpr i64 kFixed = 24;
 
+constexpr i64 kNotCounted = -1;
+
 struct Layout {
   const char* recordtype;
   const char* access;
-  i64 terminator;
+  i64 overhead;  ///< bytes of the file that each record takes besides its data
   bool buffered;
   i64 blocksize;
+  bool formatted = true;
 };
 
 /// What the file is to hold and where the unit stands in it.
@@ -40,9 +43,9 @@ struct Model {
   bool read_open = false;
 
   void finish_open() { write_open = read_open = false; }
-  i64 bytes(i64 terminator) const {
+  i64 bytes(i64 overhead) const {
     i64 sum = 0;
-    for (const std::string& r : records) sum += static_cast<i64>(r.size()) + terminator;
+    for (const std::string& r : records) sum += static_cast<i64>(r.size()) + overhead;
     return sum;
   }
 };
@@ -52,9 +55,10 @@ class Random_Unit {
   Random_Unit(const Layout& layout, unsigned seed) : layout_(layout), random_(seed) {
     KeyList keys;
     keys.file(dir_.file("data")).status("UNKNOWN").text(KEY_POSITION, "REWIND").text(KEY_RECORDTYPE, layout.recordtype);
-    keys.access(layout.access).form("FORMATTED").number(KEY_BLOCKSIZE, layout.blocksize);
+    keys.access(layout.access).form(layout.formatted ? "FORMATTED" : "UNFORMATTED");
+    keys.number(KEY_BLOCKSIZE, layout.blocksize);
     keys.text(KEY_BUFFERED, layout.buffered ? "YES" : "NO");
-    if (is_fixed()) keys.number(KEY_RECL, kFixed);
+    if (is_fixed()) keys.number(KEY_RECL_BYTES, kFixed);
     EXPECT_EQ(open_unit(kUnit, keys.end()), 0) << layout.recordtype;
   }
   ~Random_Unit() { EXPECT_EQ(close_unit(kUnit), 0); }
@@ -66,14 +70,14 @@ class Random_Unit {
       case 2:
         return write(false);
       case 3:
-        return write(true);
+        return write(layout_.formatted);
       case 4:
       case 5:
       case 6:
       case 7:
         return read(false);
       case 8:
-        return read(true);
+        return read(layout_.formatted);
       case 9:
       case 10:
       case 11:
@@ -100,8 +104,13 @@ class Random_Unit {
   }
 
   int transfer(bool writes, const std::string& format, bool advance, ItemList& items) {
+    if (!layout_.formatted) {
+      For_Context ctx{};
+      items.end();
+      return (writes ? for_write_seq : for_read_seq)(&ctx, kUnit, kIostat, items.list(), items.args());
+    }
     const For_Fmt_Text text = {static_cast<i64>(format.size()), format.data()};
-    const For_IO_Flags flags = kText | (advance ? 0 : iof_advance_given);
+    const For_IO_Flags flags = kText | (advance ? For_IO_Flags{0} : iof_advance_given);
     For_Context ctx{};
     items.end();
     return formatted_call(writes ? for_write_seq_fmt : for_read_seq_fmt, ctx, kUnit, flags, items, &text);
@@ -130,7 +139,7 @@ class Random_Unit {
     if (!open) pad_last();
   }
   void pad_last() {
-    if (is_fixed()) model_.records.back().resize(kFixed, ' ');
+    if (is_fixed()) model_.records.back().resize(kFixed, layout_.formatted ? ' ' : '\0');
   }
   /// Any statement but WRITE ends the record that ADVANCE='NO' has left open.
   void end_written() {
@@ -143,9 +152,14 @@ class Random_Unit {
     end_written();
     char text[64];
     std::string format = open ? "(a1)" : "(a64)";
+    // Only a formatted record is padded.
+    const bool at_end = model_.at == model_.records.size();
+    const size_t wanted = open                          ? 1
+                          : layout_.formatted || at_end ? 64
+                                                        : std::min<size_t>(64, model_.records[model_.at].size());
     ItemList items;
     if (open) items.text("NO");
-    items.scalar(ITM_CHARACTER, text, open ? 1 : 64);
+    items.scalar(ITM_CHARACTER, text, static_cast<i64>(wanted));
     const int result = transfer(false, format, !open, items);
     const bool continues = model_.read_open;
     if (!continues && model_.at == model_.records.size()) {
@@ -166,9 +180,9 @@ class Random_Unit {
       model_.read_open = true;
       ++model_.read_rest;
     } else {
-      std::string expected = rest.substr(0, 64);
-      expected.resize(64, ' ');
-      ASSERT_EQ(std::string(text, 64), expected);
+      std::string expected = rest.substr(0, wanted);
+      expected.resize(wanted, ' ');
+      ASSERT_EQ(std::string(text, wanted), expected);
     }
   }
 
@@ -211,7 +225,7 @@ class Random_Unit {
     items.scalar(ITM_CHARACTER, position, sizeof position).pair(KEY_POSITION, 0);
     items.pointer(ITM_LOGICAL4, &opened).pair(KEY_OPENED, 0);
     items.pointer(ITM_INTEGER4, &nextrec).pair(KEY_NEXTREC, 0);
-    const bool with_size = !model_.write_open;
+    const bool with_size = !model_.write_open && layout_.overhead != kNotCounted;
     if (with_size) items.pointer(ITM_INTEGER8, &size).pair(KEY_SIZE, 0);
     items.end();
     For_Context ctx{};
@@ -220,7 +234,9 @@ class Random_Unit {
     EXPECT_EQ(std::string(position, 10), model_.at == 0 || open_at_start ? "REWIND    " : "UNDEFINED ");
     EXPECT_EQ(opened, -1);
     EXPECT_EQ(nextrec, 0);
-    if (with_size) EXPECT_EQ(size, model_.bytes(layout_.terminator));
+    if (with_size) {
+      EXPECT_EQ(size, model_.bytes(layout_.overhead));
+    }
   }
 
   Temp_Dir dir_;
@@ -230,20 +246,33 @@ class Random_Unit {
 };
 
 constexpr Layout kRandomLayouts[] = {
-    {"STREAM_LF", "SEQUENTIAL", 1, false, 512},   {"STREAM_LF", "SEQUENTIAL", 1, true, 512},
-    {"STREAM_LF", "SEQUENTIAL", 1, true, 8192},   {"STREAM_CR", "SEQUENTIAL", 1, false, 512},
-    {"STREAM_CR", "SEQUENTIAL", 1, true, 512},    {"STREAM_CRLF", "SEQUENTIAL", 2, false, 512},
-    {"STREAM_CRLF", "SEQUENTIAL", 2, true, 8192}, {"FIXED", "SEQUENTIAL", 0, false, 512},
-    {"FIXED", "SEQUENTIAL", 0, true, 512},        {"STREAM_LF", "STREAM", 1, false, 512},
+    {"STREAM_LF", "SEQUENTIAL", 1, false, 512},
+    {"STREAM_LF", "SEQUENTIAL", 1, true, 512},
+    {"STREAM_LF", "SEQUENTIAL", 1, true, 8192},
+    {"STREAM_CR", "SEQUENTIAL", 1, false, 512},
+    {"STREAM_CR", "SEQUENTIAL", 1, true, 512},
+    {"STREAM_CRLF", "SEQUENTIAL", 2, false, 512},
+    {"STREAM_CRLF", "SEQUENTIAL", 2, true, 8192},
+    {"FIXED", "SEQUENTIAL", 0, false, 512},
+    {"FIXED", "SEQUENTIAL", 0, true, 512},
+    {"STREAM_LF", "STREAM", 1, false, 512},
     {"STREAM_LF", "STREAM", 1, true, 512},
+    {"VARIABLE", "SEQUENTIAL", 8, false, 512, false},
+    {"VARIABLE", "SEQUENTIAL", 8, true, 512, false},
+    {"VARIABLE", "SEQUENTIAL", 8, true, 8192, false},
+    {"SEGMENTED", "SEQUENTIAL", kNotCounted, false, 512, false},
+    {"SEGMENTED", "SEQUENTIAL", kNotCounted, true, 8192, false},
+    {"FIXED", "SEQUENTIAL", 0, false, 512, false},
+    {"FIXED", "SEQUENTIAL", 0, true, 512, false},
 };
 
 TEST(PositionRandom, StatementsAgreeWithAListOfRecords) {
   constexpr int kSteps = 400;
   for (long round = 0; round < soak_cases(2); ++round) {
     for (const Layout& layout : kRandomLayouts) {
-      SCOPED_TRACE(std::string(layout.recordtype) + ' ' + layout.access + (layout.buffered ? " buffered" : "") + ' ' +
-                   std::to_string(layout.blocksize) + ", seed " + std::to_string(round));
+      SCOPED_TRACE(std::string(layout.recordtype) + ' ' + layout.access + (layout.formatted ? "" : " unformatted") +
+                   (layout.buffered ? " buffered" : "") + ' ' + std::to_string(layout.blocksize) + ", seed " +
+                   std::to_string(round));
       Random_Unit unit(layout, static_cast<unsigned>(round));
       for (int i = 0; i < kSteps && !testing::Test::HasFailure(); ++i) {
         SCOPED_TRACE("step " + std::to_string(i));
