@@ -20,23 +20,6 @@ constexpr Statement_Rule kWriteSeq = {
 
 bool is_length_byte_form(const For_Lub& lub) { return lub.lub_stream_kind == STREAM_MS_UNF_SEQUENTIAL; }
 
-/// Begins the record: 0 or a message. A child statement goes on in its parent's.
-int begin_record(For_Lub& lub) {
-  if (in_child_statement(lub)) return 0;
-  if (int code = position_stream_output(lub)) return code;
-  if (int code = for__flush_readahead(&lub, 0)) return code;
-  if (int code = layout_unformatted_record(lub, SEGMENT_FIRST)) return code;
-  lub.lub_f_write_through = 0;
-  lub.lub_f_rec_continued = 0;
-  lub.lub_f_direct_done = 0;
-  lub.lub_f_first_item = 1;
-  lub.lub_a_user_target = nullptr;
-  lub.lub_rec_written = 0;
-  lub.lub_subrecord_left = -1;
-  lub.lub_subrecord_index = 0;
-  return is_length_byte_form(lub) ? begin_length_byte_record(lub) : 0;
-}
-
 /// A single item that is a whole record goes out from the variable, if it would gain nothing in the buffer.
 bool goes_from_variable(For_Lub& lub, const u8* item_list, void* item_args) {
   const bool fixed = lub.lub_rectype == RECTYPE_FIXED && !lub.lub_f_buffered;
@@ -52,17 +35,10 @@ bool goes_from_variable(For_Lub& lub, const u8* item_list, void* item_args) {
   return true;
 }
 
-int finish_record(For_Lub& lub) {
-  if (lub.lub_f_direct_done) return for__write_from_user_buffer(&lub);
-  if (is_length_byte_form(lub)) return finish_length_byte_record(lub);
-  if (lub.lub_rectype == RECTYPE_SEGMENTED) record_base(lub)[kSegmentCount] |= SEGMENT_LAST;
-  return lub.lub_f_write_through && is_variable(lub) ? for__finish_direct_write(&lub) : for__put_su(&lub);
-}
-
 int end_of_list(For_Lub& lub) {
   lub.lub_zero_item = 0;
   if (in_child_statement(lub)) return end_statement(lub);
-  if (int code = finish_record(lub)) return fail_statement(lub, code);
+  if (int code = finish_unformatted_record(lub)) return fail_statement(lub, code);
   ++lub.lub_next_rec;
   lub.lub_f_at_end = 0;
   lub.lub_f_check_file_mark = 0;
@@ -70,6 +46,29 @@ int end_of_list(For_Lub& lub) {
 }
 
 }  // namespace
+
+int begin_unformatted_record(For_Lub& lub) {
+  if (in_child_statement(lub)) return 0;
+  if (int code = position_stream_output(lub)) return code;
+  if (int code = for__flush_readahead(&lub, 0)) return code;
+  if (int code = layout_unformatted_record(lub, SEGMENT_FIRST)) return code;
+  lub.lub_f_write_through = 0;
+  lub.lub_f_rec_continued = 0;
+  lub.lub_f_direct_done = 0;
+  lub.lub_f_first_item = 1;
+  lub.lub_a_user_target = nullptr;
+  lub.lub_rec_written = 0;
+  lub.lub_subrecord_left = -1;
+  lub.lub_subrecord_index = 0;
+  return is_length_byte_form(lub) ? begin_length_byte_record(lub) : 0;
+}
+
+int finish_unformatted_record(For_Lub& lub) {
+  if (lub.lub_f_direct_done) return for__write_from_user_buffer(&lub);
+  if (is_length_byte_form(lub)) return finish_length_byte_record(lub);
+  if (lub.lub_rectype == RECTYPE_SEGMENTED) record_base(lub)[kSegmentCount] |= SEGMENT_LAST;
+  return lub.lub_f_write_through && is_variable(lub) ? for__finish_direct_write(&lub) : for__put_su(&lub);
+}
 
 int for_write_seq(For_Context* ctx, int unit, For_IO_Flags flags, const u8* item_list, void* item_args, ...) {
   va_list arguments;
@@ -80,7 +79,7 @@ int for_write_seq(For_Context* ctx, int unit, For_IO_Flags flags, const u8* item
   const Statement_Start start = begin_statement(kWriteSeq, ctx, unit, flags, control);
   if (start.lub == nullptr) return start.result;
   For_Lub& lub = *start.lub;
-  if (int code = begin_record(lub)) return fail_statement(lub, code);
+  if (int code = begin_unformatted_record(lub)) return fail_statement(lub, code);
   if (goes_from_variable(lub, item_list, item_args)) return end_of_list(lub);
   return for_write_seq_xmit(ctx, item_list, item_args);
 }

@@ -316,5 +316,7 @@ static_assert(offsetof(Gfc_Array, dim) == 0x28);
 
 /// Word of the array that the main program passes to _gfortran_set_options: keep the sign of a negative zero.
 inline constexpr int kOptionSignZero = 4;
+/// Word of the same array: the floating-point flags that STOP reports, 0 none.
+inline constexpr int kOptionFpeSummary = 6;
 
 #endif

@@ -86,6 +86,8 @@
   X(stop_string, void, (const char*, size_t, bool))                                   \
   X(error_stop_numeric, void, (int, bool))                                            \
   X(error_stop_string, void, (const char*, size_t, bool))                             \
+  X(pause_numeric, void, (i32))                                                       \
+  X(pause_string, void, (const char*, size_t))                                        \
   X(abort, void, ())
 
 struct Peer {

@@ -10,9 +10,20 @@
 ! case: errortext 1 ERROR STOP reason
 ! case: exit 5
 ! case: inside 6 STOP 6
+! case: negative 253 STOP -3
+! case: wide 5 STOP 5
+! case: errorzero 0 ERROR STOP 0
+! case: emptytext 0 STOP
+! case: quiet 4
+! case: quieterror 1
+! case: exitwide 8
+! case: exitnone 0
+! case: raised 0 IEEE_DIVIDE_BY_ZERO is signaling
+! case: onunit0 7 STOP 7
 program ending
   implicit none
   character(20) :: how
+  real, volatile :: zero = 1, zero2 = 0
   call get_command_argument(1, how)
   print *, 'before'
   write (*, '(a)') 'formatted'
@@ -32,12 +43,38 @@ program ending
     error stop 'reason'
   case ('exit')
     call exit(5)
+  case ('negative')
+    stop -3
+  case ('wide')
+    stop 5_8
+  case ('errorzero')
+    error stop 0
+  case ('emptytext')
+    stop ''
+  case ('quiet')
+    stop 4, quiet=.true.
+  case ('quieterror')
+    error stop 'reason', quiet=.true.
+  case ('exitwide')
+    call exit(8_8)
+  case ('exitnone')
+    call exit
+  case ('raised')
+    zero = zero/zero2
+    stop
+  case ('onunit0')
+    write (0, *) 'lost', leave() + later()
   case ('inside')
     print *, 'lost', leave()
   end select
 contains
   integer function leave()
     leave = 1
+    if (how == 'onunit0') return
     stop 6
+  end function
+  integer function later()
+    later = 1
+    stop 7
   end function
 end program

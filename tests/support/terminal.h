@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
+//
+// A pseudo-terminal that a test types at.
+#ifndef TAMRUN_TESTS_SUPPORT_TERMINAL_H
+#define TAMRUN_TESTS_SUPPORT_TERMINAL_H
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/wait.h>
+#include <termios.h>
+#include <unistd.h>
+
+namespace tamrun_test {
+
+class Terminal {
+ public:
+  Terminal() : typist_(posix_openpt(O_RDWR | O_NOCTTY)) {
+    if (typist_ < 0 || grantpt(typist_) != 0 || unlockpt(typist_) != 0) abort();
+    screen_ = open(ptsname(typist_), O_RDWR | O_NOCTTY);
+    if (screen_ < 0) abort();
+  }
+  ~Terminal() {
+    close(screen_);
+    close(typist_);
+  }
+  Terminal(const Terminal&) = delete;
+  Terminal& operator=(const Terminal&) = delete;
+
+  void type(const char* text) {
+    const auto length = static_cast<ssize_t>(strlen(text));
+    EXPECT_EQ(write(typist_, text, static_cast<size_t>(length)), length);
+  }
+  /// The terminal takes the place of a descriptor.
+  void become(int fd) const { EXPECT_EQ(dup2(screen_, fd), fd); }
+  int fd() const { return screen_; }
+  tcflag_t modes() const {
+    termios settings;
+    EXPECT_EQ(tcgetattr(screen_, &settings), 0);
+    return settings.c_lflag;
+  }
+
+ private:
+  int typist_, screen_ = -1;
+};
+
+}  // namespace tamrun_test
+
+#endif
