@@ -10,6 +10,7 @@
 
 #include <atomic>
 
+#include "adapters/gnu/imports.h"
 #include "adapters/gnu/program.h"
 #include "adapters/gnu/refuse.h"
 #include "core/environment.h"
@@ -72,7 +73,7 @@ void leave_unformatted_to_peer() { g_peers_unformatted.store(true, std::memory_o
 void read_files_environment() {
   if (getenv("GFORTRAN_CONVERT_UNIT") != nullptr) leave_unformatted_to_peer();
   constexpr const char* kFiles = "TAMRUN_GNU_FILES";
-  g_serves_files = getenv(kFiles) == nullptr || for_check_env_name(kFiles);
+  g_serves_files = getenv(kFiles) != nullptr ? for_check_env_name(kFiles) : !program_needs_peers_files();
   g_buffers_stdout = isatty(STDOUT_FILENO) == 0;
 }
 

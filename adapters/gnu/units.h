@@ -18,7 +18,7 @@ enum class Owner : u8 {
 bool serves_unformatted();
 void leave_unformatted_to_peer();
 
-/// The library serves files as well, unless TAMRUN_GNU_FILES says no. Read with the environment of the console.
+/// The library serves files as well, unless TAMRUN_GNU_FILES says no, or is not set and the program needs the peer for them. Read with the environment of the console.
 bool serves_files();
 void read_files_environment();
 

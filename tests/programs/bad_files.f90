@@ -3,7 +3,6 @@
 ! Files that cannot give or take what the program wants: with IOSTAT= it gets the number of the message, without any
 ! specifier it ends with that number as its status. A descriptor that is lost cannot be closed either, which is the last
 ! failure then.
-! env: TAMRUN_GNU_FILES=1
 ! case: binary-list 59 list-directed I/O syntax error
 ! case: binary-list-told 0
 ! case: binary-format 64 input conversion error

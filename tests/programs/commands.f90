@@ -2,6 +2,7 @@
 !
 ! What other programs and libgfortran's character procedures print stands between what the library holds back.
 ! merge: yes
+! env: TAMRUN_GNU_FILES=1
 program commands
   implicit none
   integer :: status, u

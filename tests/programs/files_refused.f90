@@ -1,6 +1,7 @@
 ! SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
 !
 ! Statements that the owner of a unit does not serve end the program instead of mixing two buffers.
+! env: TAMRUN_GNU_FILES=1
 ! case: namelist 152 this form of WRITE is not served on unit 21
 ! case: unformatted 0 severe (256): unformatted I/O to unit open for formatted transfers, unit 21
 ! case: direct 152 this form of READ is not served on unit 21

@@ -3,7 +3,6 @@
 ! A large text file written and read back, formatted and list-directed: what comes back is what went out, in few calls of
 ! the system. TAMRUN_LARGE_MB tells the size (default 2). A buffer holds 128 KiB, or FORT_BLOCKSIZE
 ! bytes where that is set.
-! env: TAMRUN_GNU_FILES=1
 program large_text
   use, intrinsic :: iso_fortran_env, only: int64, real64
   implicit none

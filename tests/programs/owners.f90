@@ -1,6 +1,8 @@
 ! SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
 !
-! Units of both owners side by side, and units that change their owner with an OPEN.
+! Units of both owners side by side, and units that change their owner with an OPEN. The namelist group would leave all of
+! them to libgfortran.
+! env: TAMRUN_GNU_FILES=1
 program owners
   implicit none
   integer :: u, v, w, i, status, length

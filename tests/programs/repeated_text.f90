@@ -1,5 +1,4 @@
 ! SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
-! env: TAMRUN_GNU_FILES=1
 !
 ! A unit is closed while a repeated constant that had to be copied still has values left.
 program repeated_text

@@ -18,7 +18,7 @@ echo 42 >files/old
 run() { # argument, status
   status=0
   # shellcheck disable=SC2016
-  TAMRUN_GNU_FILES=1 unshare -rm sh -c "$mount"' && exec env ${TAMRUN_PRELOAD:+LD_PRELOAD="$TAMRUN_PRELOAD"} ../program "$1"' \
+  unshare -rm sh -c "$mount"' && exec env ${TAMRUN_PRELOAD:+LD_PRELOAD="$TAMRUN_PRELOAD"} ../program "$1"' \
     sh "$1" >stdout 2>stderr || status=$?
   [ $status = "$2" ] || { cat stdout stderr; echo "$1: status $status, expected $2"; exit 1; }
 }
