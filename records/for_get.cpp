@@ -200,12 +200,17 @@ int get_counted(For_Lub& lub) {
 /// feed that carriage control owes. 0, MSG_WRITE_ERROR or the failure of for__finish_ufseq_write.
 int finish_output_before_input(For_Lub& lub) {
   lub.lub_f_in_field_read = 0;
-  if (lub.lub_f_ufseq_write_open) {
+  const bool end_marked = lub.lub_f_ufseq_write_open;
+  if (end_marked) {
     if (int code = for__finish_ufseq_write(&lub)) return code;
     lub.lub_f_ufseq_write_open = 0;
   }
   if (lub.lub_f_buffer_held) {
     if (int code = for__flush_file_buffer(&lub)) return code;
+  }
+  // In front of the mark, where a READ that meets it leaves the unit: the next WRITE goes over it.
+  if (end_marked && lub.lub_f_seekable) {
+    if (int code = for__flush_readahead(&lub, -1)) return code;
   }
   For_File_Info* fi = lub.lub_a_file_info;
   if (fi == nullptr) return 0;

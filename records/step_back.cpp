@@ -220,6 +220,10 @@ int step_chain(For_Lub& lub, Origin& origin) {
       lub.lub_f_at_eof = 0;
       break;
     }
+    if (lub.lub_f_at_eof) {  // the READ that met the end mark has left it in front
+      lub.lub_f_at_eof = 0;
+      break;
+    }
     if (!first && byte != kContinued) break;
     first = false;
     index -= std::min(byte, kFullChunk) + 2;

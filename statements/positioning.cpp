@@ -37,7 +37,7 @@ int finish_length_byte_file(For_Lub& lub) {
   if (!lub.lub_f_ufseq_write_open) return 0;
   const int code = for__finish_ufseq_write(&lub);
   lub.lub_f_ufseq_write_open = 0;
-  return code;
+  return code != 0 ? code : write_held_output(lub, MSG_WRITE_ERROR);
 }
 
 int connect_unit(For_Lub& lub, For_IO_Flags flags, int access, int form) {
