@@ -14,37 +14,48 @@
 
 namespace {
 
-/// Moves the file to the record lub_next_rec: 0, MSG_READ_ERROR, or MSG_NO_SUCH_RECORD for one that no file can
-/// hold.
-int seek_record(For_Lub& lub) {
+/// Moves the file to a record: 0, MSG_READ_ERROR, or MSG_NO_SUCH_RECORD for one that no file can hold.
+int seek_record(For_Lub& lub, i64 record) {
   i64 offset;
-  if (__builtin_mul_overflow(lub.lub_next_rec - 1, lub.lub_rec_bytes, &offset)) return MSG_NO_SUCH_RECORD;
+  if (__builtin_mul_overflow(record - 1, lub.lub_rec_bytes, &offset)) return MSG_NO_SUCH_RECORD;
   const bool found = lseek(lub.lub_fd, offset, SEEK_SET) >= 0;
   lub.lub_errno = found ? 0 : errno;
   return found ? 0 : MSG_READ_ERROR;
 }
 
-/// Reads the buffer's worth of records at the file's position, straight to the variable when that is what the statement
-/// wants: 0, MSG_READ_ERROR or MSG_NO_SUCH_RECORD. A record inside which the file ends is filled up.
-int read_records(For_Lub& lub) {
+/// The record that the buffer is to begin with. A program that goes backwards has use for those in front of its record,
+/// all others for those behind.
+i64 first_to_read(const For_Lub& lub) {
+  const i64 held = lub.lub_rec_bytes > 0 ? lub.lub_buffer_size / lub.lub_rec_bytes : 1;
+  const i64 back = lub.lub_cache_first_rec - lub.lub_next_rec;
+  const bool backwards = lub.lub_f_buffered && lub.lub_cache_first_rec > 0 && back > 0 && back <= held;
+  return backwards ? std::max<i64>(lub.lub_next_rec - held + 1, 1) : lub.lub_next_rec;
+}
+
+/// Reads the buffer's worth of records at the file's position, of which `first` is the first, straight to the variable when
+/// that is what the statement wants: 0, MSG_READ_ERROR or MSG_NO_SUCH_RECORD. A record inside which the file ends is
+/// filled up.
+int read_records(For_Lub& lub, i64 first) {
   const bool direct =
       !lub.lub_f_formatted && lub.lub_a_user_target != nullptr && lub.lub_user_target_len == lub.lub_buffer_size;
   u8* const data = direct ? static_cast<u8*>(lub.lub_a_user_target) : lub.lub_a_buffer;
   const i64 record_bytes = std::min(lub.lub_rec_bytes, lub.lub_buffer_size);
+  const i64 before = (lub.lub_next_rec - first) * record_bytes;
   lub.lub_f_direct_done = direct;
   lub.lub_cache_first_rec = lub.lub_cache_end_rec = 0;
   i64 got = 0;
   const int ok = for__read_input(lub.lub_fd, data, lub.lub_buffer_size, &got, &lub);
   if (!ok) lub.lub_errno = errno;
-  if (!ok && got < record_bytes) return MSG_READ_ERROR;
-  if (got == 0) return MSG_NO_SUCH_RECORD;
-  if (got < record_bytes) memset(data + got, lub.lub_f_formatted ? ' ' : '\0', record_bytes - got);
+  if (!ok && got < before + record_bytes) return MSG_READ_ERROR;
+  if (got <= before) return MSG_NO_SUCH_RECORD;
+  const i64 lacking = before + record_bytes - got;
+  if (lacking > 0) memset(data + got, lub.lub_f_formatted ? ' ' : '\0', static_cast<size_t>(lacking));
   if (direct) return 0;
   lub.lub_a_read_end = lub.lub_a_buffer + got;
-  lub.lub_a_cursor = lub.lub_a_read_next = lub.lub_a_buffer;
-  lub.lub_read_ahead = got;
-  lub.lub_cache_first_rec = lub.lub_next_rec;
-  lub.lub_cache_end_rec = lub.lub_next_rec + std::max<i64>(got / record_bytes, 1);
+  lub.lub_a_cursor = lub.lub_a_read_next = lub.lub_a_buffer + before;
+  lub.lub_read_ahead = got - before;
+  lub.lub_cache_first_rec = first;
+  lub.lub_cache_end_rec = std::max(first + got / record_bytes, lub.lub_next_rec + 1);
   return 0;
 }
 
@@ -62,8 +73,9 @@ int for__get_d(For_Lub* lub_pointer) {
   if (lub.lub_f_buffered && ahead >= 0 && lub.lub_next_rec < lub.lub_cache_end_rec) {
     lub.lub_a_read_next = lub.lub_a_buffer + ahead * lub.lub_rec_bytes;
   } else {
-    if (int code = seek_record(lub)) return code;
-    if (int code = read_records(lub)) return code;
+    const i64 first = first_to_read(lub);
+    if (int code = seek_record(lub, first)) return code;
+    if (int code = read_records(lub, first)) return code;
     if (lub.lub_f_direct_done) return 0;  // never on a relative file: its status byte is no data
   }
   return is_deleted(lub, lub.lub_a_read_next) ? MSG_NO_SUCH_RECORD : 0;

@@ -28,8 +28,9 @@ u8* fill_record(const For_Lub& lub, u8* base) {
   return full;
 }
 
-/// Moves the file to the record lub_next_rec: 0 or MSG_WRITE_ERROR.
-int seek_record(For_Lub& lub) {
+}  // namespace
+
+int seek_output_record(For_Lub& lub) {
   i64 offset;
   if (__builtin_mul_overflow(lub.lub_next_rec - 1, lub.lub_rec_bytes, &offset)) {
     lub.lub_errno = EFBIG;
@@ -43,13 +44,11 @@ int seek_record(For_Lub& lub) {
   return 0;
 }
 
-}  // namespace
-
 int for__put_d(For_Lub* lub_pointer) {
   For_Lub& lub = *lub_pointer;
   u8* const end = fill_record(lub, record_base(lub));
   if (!lub.lub_f_buffer_held) {
-    if (int code = seek_record(lub)) return code;
+    if (int code = seek_output_record(lub)) return code;
   }
   lub.lub_a_rec_start = end;
   lub.lub_cache_first_rec = lub.lub_cache_end_rec = 0;

@@ -33,6 +33,9 @@ extern "C" {
 [[nodiscard]] int for__write_from_user_buffer(For_Lub* lub);
 }
 
+/// Moves the file to the direct record lub_next_rec: 0 or MSG_WRITE_ERROR with lub_errno.
+[[nodiscard]] int seek_output_record(For_Lub& lub);
+
 /// Takes the record that is being built to the start of the buffer, where it has the most room; what is held in front of
 /// it is written: 0 or MSG_WRITE_ERROR with lub_errno.
 [[nodiscard]] int move_record_to_front(For_Lub& lub);

@@ -55,8 +55,9 @@ bool has_line_end_in_type(const For_Lub& lub) {
 }  // namespace
 
 u8* formatted_record_data(const For_Lub& lub) {
+  if (lub.lub_f_direct && lub.lub_rectype == RECTYPE_FIXED) return record_base(lub) + (is_marked_relative(lub) ? 1 : 0);
   const int lead = lub.lub_rectype < kRecordTypes ? kFrame[lub.lub_rectype].lead : 0;
-  return record_base(lub) + lead + (lub.lub_cc == CC_FORTRAN && !is_crlf_direct(lub) ? kFortranWork : 0);
+  return record_base(lub) + lead + (lub.lub_cc == CC_FORTRAN ? kFortranWork : 0);
 }
 
 int layout_framed_record(For_Lub& lub) {
@@ -90,7 +91,7 @@ void widen_unformatted_record(For_Lub& lub) {
   lub.lub_a_rec_end = base + (rule.trail > 0 ? std::min(room, rule.lead + subrecord_limit) : room);
 }
 
-int layout_unformatted_record(For_Lub& lub, Segment_Control control) {
+int frame_unformatted_record(For_Lub& lub, Segment_Control control) {
   if (lub.lub_rectype >= kRecordTypes) return unknown_record_type();
   apply_frame(lub, kFrame[lub.lub_rectype]);
   if (lub.lub_rectype == RECTYPE_SEGMENTED) {
@@ -99,10 +100,14 @@ int layout_unformatted_record(For_Lub& lub, Segment_Control control) {
     base[kSegmentCount + 1] = 0;
     u8* const most = std::min(base + kMostSegment, buffer_end(lub) - 1);  // a byte of padding may follow
     lub.lub_a_rec_end = std::min(lub.lub_a_rec_end, most);
-  } else if (is_variable(lub) || lub.lub_rectype == RECTYPE_STREAM) {
-    widen_unformatted_record(lub);
   }
   lub.lub_a_data_start = lub.lub_a_cursor;
   lub.lub_a_high_water = nullptr;
+  return 0;
+}
+
+int layout_unformatted_record(For_Lub& lub, Segment_Control control) {
+  if (int code = frame_unformatted_record(lub, control)) return code;
+  if (is_variable(lub) || lub.lub_rectype == RECTYPE_STREAM) widen_unformatted_record(lub);
   return 0;
 }

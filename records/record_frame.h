@@ -85,8 +85,11 @@ inline bool is_plain_line(const For_Lub& lub) { return lub.lub_rectype == RECTYP
 /// Gives a VARIABLE or STREAM record that is being built all the room that the buffer and a subrecord have.
 void widen_unformatted_record(For_Lub& lub);
 
-/// The same for an unformatted record. `control` is the control word of a SEGMENTED record. VARIABLE and STREAM records
-/// have the whole buffer: what is longer flows to the file.
+/// The same for an unformatted record, with no more than lub_rec_bytes. `control` is the control word of a SEGMENTED
+/// record.
+[[nodiscard]] int frame_unformatted_record(For_Lub& lub, Segment_Control control);
+
+/// The same, but VARIABLE and STREAM records have the whole buffer: what is longer flows to the file.
 [[nodiscard]] int layout_unformatted_record(For_Lub& lub, Segment_Control control);
 
 #endif

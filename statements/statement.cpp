@@ -36,10 +36,14 @@ constexpr Check_Report kCheckReports[] = {
     {MSG_UNFORMATTED_ON_FORMATTED, MSG_MIXED_ACCESS},  // unformatted
     {MSG_UNFORMATTED_ON_FORMATTED, MSG_MIXED_ACCESS},  // formatted
     {MSG_SEQUENTIAL_ON_DIRECT, MSG_MIXED_ACCESS},      // direct
+    {MSG_DIRECT_I_O_NOT_CONSISTENT, MSG_DIRECT_I_O_NOT_CONSISTENT},
+    {MSG_UDIO_POS_OR_REC, MSG_UDIO_POS_OR_REC},      // child
+    {MSG_MIXED_ACCESS, MSG_MIXED_ACCESS},            // sequential
+    {MSG_NO_CURRENT_RECORD, MSG_NO_CURRENT_RECORD},  // not_connected
 };
 
-bool is_refused(const For_Lub& lub, Mode_Check check) {
-  const bool child = in_child_statement(lub);
+bool is_refused(const For_Lub& lub, const Statement_Rule& rule, Mode_Check check) {
+  const bool child = in_child_statement(lub) && rule.connect_access == kConnectSequential;
   switch (check) {
     case Mode_Check::none:
       return false;
@@ -56,11 +60,19 @@ bool is_refused(const For_Lub& lub, Mode_Check check) {
       return lub.lub_f_formatted && !child;
     case Mode_Check::direct:
       return lub.lub_f_direct && !lub.lub_f_compat_io && !child;
+    case Mode_Check::not_direct:
+      return !lub.lub_f_direct;
+    case Mode_Check::child:
+      return in_child_statement(lub);
+    case Mode_Check::sequential:
+      return lub.lub_f_sequential;
+    case Mode_Check::not_connected:
+      return !lub.lub_f_connected;
   }
   return false;
 }
 
-/// A connection that no check of a formatted statement refuses.
+/// A connection that no check of a formatted sequential statement refuses.
 bool is_plain_text_file(const For_Lub& lub) {
   return lub.lub_f_formatted && !lub.lub_f_unformatted && !lub.lub_f_readonly && !lub.lub_f_keyed && !lub.lub_f_direct;
 }
@@ -235,7 +247,9 @@ Statement_Start begin_statement(const Statement_Rule& rule, For_Context* ctx, in
   store_statement_flags(lub, flags);
   if (flags & iof_control_list) {
     int user_code = 0;
-    if (int code = walk_control_list(lub, flags, rule.formatted, control, &user_code)) {
+    // Of records by number, unformatted ones refuse the modes of formatted ones later, behind the checks.
+    const bool any_mode = rule.formatted || rule.connect_access != kConnectSequential;
+    if (int code = walk_control_list(lub, flags, any_mode, control, &user_code)) {
       return {nullptr, fail_statement(lub, code, user_code)};
     }
   }
@@ -245,12 +259,13 @@ Statement_Start begin_statement(const Statement_Rule& rule, For_Context* ctx, in
   if (int code = connect_by_default(lub, rule, flags)) {
     return {nullptr, report_failure(FOR_IOR_ABANDON, code, code, &lub)};
   }
-  if (rule.connect_access != kConnectNever && rule.formatted && lub.lub_f_no_wrap_margin)
-    lub.lub_rec_bytes = lub.lub_wrap_margin = lub.lub_buffer_size;
-  if (is_plain_text_file(lub) && rule.formatted) [[likely]]
-    return {&lub, 0};
+  if (rule.connect_access == kConnectSequential && rule.formatted) {
+    if (lub.lub_f_no_wrap_margin) lub.lub_rec_bytes = lub.lub_wrap_margin = lub.lub_buffer_size;
+    if (is_plain_text_file(lub)) [[likely]]
+      return {&lub, 0};
+  }
   for (Mode_Check check : rule.checks) {
-    if (is_refused(lub, check)) {
+    if (is_refused(lub, rule, check)) {
       const Check_Report& report = kCheckReports[static_cast<int>(check)];
       return {nullptr, fail_statement(lub, report.message, report.user_code)};
     }
@@ -320,7 +335,8 @@ int position_stream_input(For_Lub& lub) {
     if (int code = for__flush_file_buffer(&lub)) return code;
   }
   const i64 position = lub.lub_pos_request;
-  if (lub.lub_rectype == RECTYPE_STREAM && position == lub.lub_disk_pos + lub.lub_rec_buffered - read_ahead_bytes(lub)) {
+  if (lub.lub_rectype == RECTYPE_STREAM &&
+      position == lub.lub_disk_pos + lub.lub_rec_buffered - read_ahead_bytes(lub)) {
     return 0;
   }
   For_File_Info* fi = lub.lub_a_file_info;

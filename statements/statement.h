@@ -21,6 +21,10 @@ enum class Mode_Check : u8 {
   unformatted,    ///< MSG_UNFORMATTED_ON_FORMATTED of a formatted READ of an unformatted unit
   formatted,      ///< MSG_UNFORMATTED_ON_FORMATTED; not for child statements
   direct,         ///< MSG_SEQUENTIAL_ON_DIRECT unless compatible; not for child statements
+  not_direct,     ///< MSG_DIRECT_I_O_NOT_CONSISTENT
+  child,          ///< MSG_UDIO_POS_OR_REC
+  sequential,     ///< MSG_MIXED_ACCESS of a REWRITE
+  not_connected,  ///< MSG_NO_CURRENT_RECORD
 };
 
 /// One entry point: what distinguishes its beginning from that of the others.
@@ -28,7 +32,7 @@ struct Statement_Rule {
   u8 code;  ///< For_Statement_Code
   bool formatted;
   u8 connect_access, connect_status, connect_form;  ///< arguments of for__open_default
-  Mode_Check checks[4];                             ///< in order
+  Mode_Check checks[5];                             ///< in order; only sequential access has exceptions for children
 };
 
 inline constexpr int kConnectNever = 0;  ///< a statement that moves no data

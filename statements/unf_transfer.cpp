@@ -13,6 +13,7 @@
 #include "records/for_get_unf.h"
 #include "records/for_put_unf.h"
 #include "records/length_byte_form.h"
+#include "statements/direct_record.h"
 #include "statements/for_desc_item.h"
 #include "statements/unf_convert.h"
 
@@ -181,6 +182,7 @@ template <auto Move_Block, auto Move_Run>
     return {code == 0 ? Unf_End::call : Unf_End::child, code};
   }
   if (for__dsc_itm_table[val.val_type].size == ITEM_SIZE_NON_DATA) return {Unf_End::call, 0};
+  lub.lub_zero_item = item_is_array(shape.shp_access) && val.val_total == 0;
   const int code = move_item<Move_Block, Move_Run>(lub, val, shape);
   return {code == 0 ? Unf_End::call : Unf_End::failed, code};
 }
@@ -195,7 +197,10 @@ Unf_Result move_items(For_Lub& lub, const u8* list, void* args) {
     if (*list == ITM_END_CALL) return {Unf_End::call, 0};
     Unf_Block block;
     if (as_they_are && take_plain_item(list, args, block)) {
-      if (block.bytes == 0) continue;
+      if (block.bytes == 0) {
+        lub.lub_zero_item = 0;
+        continue;
+      }
       if (int code = Move_Block(lub, block.data, block.bytes)) return {Unf_End::failed, code};
       continue;
     }
@@ -282,21 +287,21 @@ int turn_to_next_segment(For_Lub& lub) {
 
 /// A value of a binary connection may run on into the next record.
 int turn_to_next_direct_output(For_Lub& lub) {
+  if (lub.lub_f_binary) {
+    if (int code = put_direct_record(lub)) return code;
+    frame_direct_output(lub);
+    return 0;
+  }
   if (int code = for__put_d(&lub)) return code;
-  if (!lub.lub_f_binary) return MSG_RECORD_OVERFLOW;
-  ++lub.lub_next_rec;
-  lub.lub_f_at_end = 0;
-  frame_direct_output(lub);
-  return 0;
+  // The statement's number stays, so that nothing may be held that counts as the record before it.
+  if (lub.lub_f_buffer_held) {
+    if (int code = for__flush_file_buffer(&lub)) return code;
+  }
+  return MSG_RECORD_OVERFLOW;
 }
 
 int turn_to_next_direct_input(For_Lub& lub) {
-  if (!lub.lub_f_binary) return MSG_INPUT_TOO_MUCH_DATA;
-  if (int code = for__get_d(&lub)) return code;
-  ++lub.lub_next_rec;
-  lub.lub_f_at_end = 0;
-  frame_direct_input(lub);
-  return 0;
+  return lub.lub_f_binary ? next_direct_input(lub) : int{MSG_INPUT_TOO_MUCH_DATA};
 }
 
 int put_direct(For_Lub& lub, const u8* data, i64 length) {
@@ -341,7 +346,7 @@ int next_segment(For_Lub& lub) {
 }
 
 int put_beyond_record(For_Lub& lub, const u8* data, i64 length) {
-  if (lub.lub_f_direct) return put_direct(lub, data, length);
+  if (lub.lub_f_direct || lub.lub_statement == STMT_REWRITE) return put_direct(lub, data, length);
   if (lub.lub_stream_kind == STREAM_MS_UNF_SEQUENTIAL) return put_length_byte_data(lub, data, length);
   if (lub.lub_rectype == RECTYPE_SEGMENTED)
     return put_pieces(lub, data, length, [&] { return turn_to_next_segment(lub); });
@@ -383,16 +388,4 @@ bool is_one_block(const For_Lub& lub, const u8* list, void* args, Unf_Block& blo
   if (item_is_section(shape.shp_access) || needs_conversion(lub, val)) return false;
   block = {val.val_data, item_bytes(val, shape)};
   return true;
-}
-
-void frame_direct_output(For_Lub& lub) {
-  if (lub.lub_a_rec_start == nullptr) lub.lub_a_rec_start = lub.lub_a_buffer;
-  lub.lub_a_cursor = lub.lub_a_rec_start;
-  lub.lub_a_rec_end = lub.lub_a_rec_start + lub.lub_rec_bytes;
-  if (is_marked_relative(lub)) *lub.lub_a_cursor++ = ' ';
-}
-
-void frame_direct_input(For_Lub& lub) {
-  lub.lub_a_cursor = lub.lub_a_read_next + (is_marked_relative(lub) ? 1 : 0);
-  lub.lub_a_rec_end = lub.lub_a_read_next + lub.lub_rec_bytes;
 }

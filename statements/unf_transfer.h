@@ -63,10 +63,4 @@ struct Unf_Block {
 /// True when the statement's list is one item and that lies side by side and moves as it is: then `block` is where.
 [[nodiscard]] bool is_one_block(const For_Lub& lub, const u8* list, void* args, Unf_Block& block);
 
-/// Frames the direct record that begins at lub_a_rec_start, or at the start of the buffer, for output.
-void frame_direct_output(For_Lub& lub);
-
-/// Frames the direct record at lub_a_read_next for input.
-void frame_direct_input(For_Lub& lub);
-
 #endif

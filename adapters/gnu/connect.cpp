@@ -17,15 +17,14 @@ namespace {
 
 bool is_given(const Gfc_Open& block, u32 flag) { return (block.common.flags & flag) != 0; }
 
-/// Unformatted connections are those that say so, and streams that do not say otherwise.
+/// Unformatted connections are those that say so, and of streams and direct access those that do not say otherwise.
 bool is_unformatted(const Gfc_Open& block) {
   if (is_given(block, GFC_OPEN_FORM)) return is_word(block.form, block.form_len, "UNFORMATTED");
-  return is_given(block, GFC_OPEN_ACCESS) && is_word(block.access, block.access_len, "STREAM");
+  return is_given(block, GFC_OPEN_ACCESS) &&
+         (is_word(block.access, block.access_len, "STREAM") || is_word(block.access, block.access_len, "DIRECT"));
 }
 
-/// Connections of sequential or stream access, or no word about it.
 bool is_served(const Gfc_Open& block) {
-  if (is_given(block, GFC_OPEN_ACCESS) && is_word(block.access, block.access_len, "DIRECT")) return false;
   if (is_unformatted(block) && !serves_unformatted()) return false;
   return !is_given(block, GFC_OPEN_ASYNCHRONOUS) || !is_word(block.asynchronous, block.asynchronous_len, "YES");
 }

@@ -71,10 +71,18 @@ int call_entry(Statement* statement, For_IO_Flags flags, const u8* list, u64* ar
   const i32 unit = statement->unit();
   const bool reads = statement->verb == Verb::read;
   if (statement->unformatted()) {
+    if (statement->direct()) {
+      const auto entry = reads ? for_read_dir : for_write_dir;
+      return entry(context, unit, flags, list, args, block.rec, control...);
+    }
     const auto entry = reads ? for_read_seq : for_write_seq;
     return entry(context, unit, flags, list, args, control...);
   }
   const Format_Text format = {block.format_len, block.format};
+  if (statement->direct()) {
+    const auto entry = reads ? for_read_dir_fmt : for_write_dir_fmt;
+    return entry(context, unit, flags, list, args, block.rec, &format, control...);
+  }
   if (statement->internal) {
     if (!statement->formatted()) {
       const auto entry = reads ? for_read_int_lis : for_write_int_lis;
@@ -100,17 +108,19 @@ int first_call(Statement* statement, const u8* list, u64* args) {
 }
 
 int further_call(Statement* statement, const u8* list, u64* args) {
-  if (statement->unformatted()) {
-    const auto entry = statement->verb == Verb::read ? for_read_seq_xmit : for_write_seq_xmit;
-    return entry(&statement->context, list, args);
-  }
   typedef int (*Entry)(For_Context*, const u8*, void*);
-  // By kind of unit, form and direction.
+  // By direction; by access; by kind of unit and form.
+  static constexpr Entry kUnformatted[2][2] = {{for_write_seq_xmit, for_read_seq_xmit},
+                                               {for_write_dir_xmit, for_read_dir_xmit}};
+  static constexpr Entry kDirect[2] = {for_write_dir_fmt_xmit, for_read_dir_fmt_xmit};
   static constexpr Entry kEntries[2][2][2] = {
       {{for_write_seq_lis_xmit, for_read_seq_lis_xmit}, {for_write_seq_fmt_xmit, for_read_seq_fmt_xmit}},
       {{for_write_int_lis_xmit, for_read_int_lis_xmit}, {for_write_int_fmt_xmit, for_read_int_fmt_xmit}}};
-  return kEntries[statement->internal][statement->formatted()][statement->verb == Verb::read](&statement->context, list,
-                                                                                              args);
+  const bool reads = statement->verb == Verb::read;
+  const Entry entry = statement->unformatted() ? kUnformatted[statement->direct()][reads]
+                      : statement->direct()    ? kDirect[reads]
+                                               : kEntries[statement->internal][statement->formatted()][reads];
+  return entry(&statement->context, list, args);
 }
 
 /// Anything but 0 ends the statement.

@@ -39,6 +39,7 @@ struct Statement {
   u64 args[kBatchWords];
 
   i32 unit() const { return block->common.unit; }
+  bool direct() const { return (block->common.flags & GFC_DT_REC) != 0; }
   bool formatted() const { return (block->common.flags & GFC_DT_FORMAT) != 0; }
   bool unformatted() const { return (block->common.flags & (GFC_DT_FORMAT | GFC_DT_LIST_DIRECTED)) == 0; }
 };

@@ -14,15 +14,15 @@
 
 namespace {
 
-/// Specifiers that a statement served by the library may have. A namelist group, REC= and an item with defined input or
+/// Specifiers that a statement served by the library may have, on files REC= as well. A namelist group and an item with defined input or
 /// output each set another bit, and so does a failure before the first call.
 constexpr u32 kServedFlags = GFC_DT_LIST_DIRECTED | GFC_DT_FORMAT | GFC_DT_ADVANCE | GFC_DT_SIZE | GFC_DT_POS |
                              GFC_ERR | GFC_END | GFC_EOR | GFC_IOSTAT | GFC_IOMSG | GFC_DT_BLANK | GFC_DT_DECIMAL |
                              GFC_DT_DELIM | GFC_DT_PAD | GFC_DT_ROUND | GFC_DT_SIGN | GFC_DT_DEC_EXTENSIONS;
 
 /// True for transfers with nothing but specifiers that the library takes.
-bool has_served_flags(const Gfc_Dt& block) {
-  u32 flags = block.common.flags;
+bool has_served_flags(const Gfc_Dt& block, u32 on_files = 0) {
+  u32 flags = block.common.flags & ~on_files;
   if ((flags & GFC_DT_ASYNCHRONOUS) != 0 && is_word(block.asynchronous, block.asynchronous_len, "NO"))
     flags &= ~static_cast<u32>(GFC_DT_ASYNCHRONOUS);
   return (flags & ~kServedFlags) == 0;
@@ -35,7 +35,7 @@ bool is_served_form(const Gfc_Dt& block) { return !is_unformatted(block) && has_
 
 /// Of a file also unformatted ones, unless the program wants the peer's own variants of their records.
 bool is_served_form_of_file(const Gfc_Dt& block) {
-  return has_served_flags(block) && (!is_unformatted(block) || serves_unformatted());
+  return has_served_flags(block, GFC_DT_REC) && (!is_unformatted(block) || serves_unformatted());
 }
 
 bool is_ours(const Gfc_Dt& block, const Console& console) {

@@ -48,6 +48,27 @@ TAMRUN_ENTRY int for_read_seq_fmt(For_Context* ctx, int unit, For_IO_Flags flags
                                   const void* format, ...);
 TAMRUN_ENTRY int for_read_seq_fmt_xmit(For_Context* ctx, const u8* item_list, void* item_args);
 
+/* Records of a direct access unit by their number, from 1 on. */
+TAMRUN_ENTRY int for_write_dir(For_Context* ctx, int unit, For_IO_Flags flags, const u8* item_list, void* item_args,
+                               i64 record, ...);
+TAMRUN_ENTRY int for_write_dir_xmit(For_Context* ctx, const u8* item_list, void* item_args);
+TAMRUN_ENTRY int for_read_dir(For_Context* ctx, int unit, For_IO_Flags flags, const u8* item_list, void* item_args,
+                              i64 record, ...);
+TAMRUN_ENTRY int for_read_dir_xmit(For_Context* ctx, const u8* item_list, void* item_args);
+TAMRUN_ENTRY int for_write_dir_fmt(For_Context* ctx, int unit, For_IO_Flags flags, const u8* item_list, void* item_args,
+                                   i64 record, const void* format, ...);
+TAMRUN_ENTRY int for_write_dir_fmt_xmit(For_Context* ctx, const u8* item_list, void* item_args);
+TAMRUN_ENTRY int for_read_dir_fmt(For_Context* ctx, int unit, For_IO_Flags flags, const u8* item_list, void* item_args,
+                                  i64 record, const void* format, ...);
+TAMRUN_ENTRY int for_read_dir_fmt_xmit(For_Context* ctx, const u8* item_list, void* item_args);
+
+/* Replaces the record that was last read or written. */
+TAMRUN_ENTRY int for_rewrite(For_Context* ctx, int unit, For_IO_Flags flags, const u8* item_list, void* item_args, ...);
+TAMRUN_ENTRY int for_rewrite_xmit(For_Context* ctx, const u8* item_list, void* item_args);
+TAMRUN_ENTRY int for_rewrite_fmt(For_Context* ctx, int unit, For_IO_Flags flags, const u8* item_list, void* item_args,
+                                 const void* format, ...);
+TAMRUN_ENTRY int for_rewrite_fmt_xmit(For_Context* ctx, const u8* item_list, void* item_args);
+
 /*
  * The same on internal files, whose variable is the first item of the list: of type character or an array of it, or for
  * ENCODE and DECODE an INTEGER(1) array of as many bytes as the count says.

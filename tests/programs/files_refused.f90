@@ -4,7 +4,7 @@
 ! env: TAMRUN_GNU_FILES=1
 ! case: namelist 152 this form of WRITE is not served on unit 21
 ! case: unformatted 0 severe (256): unformatted I/O to unit open for formatted transfers, unit 21
-! case: direct 152 this form of READ is not served on unit 21
+! case: direct 42 severe (554): direct I/O not consistent with OPEN options
 ! case: fputc 152 FPUTC is not served on unit 21
 ! case: integer 152 INTEGER, kind 16, with a value that INTEGER(8) does not stand for
 ! case: bits 152 INTEGER, kind 16, with a value that INTEGER(8) does not stand for

@@ -13,7 +13,8 @@ program owners
   logical :: there
   namelist /group/ i, x
   open (newunit=u, file='ours', status='replace')
-  open (newunit=v, file='direct', access='direct', form='formatted', recl=10, status='replace')
+  open (newunit=v, file='direct', access='direct', asynchronous='yes', recl=10, &
+        form='formatted', status='replace')
   open (newunit=w, file='unformatted', form='unformatted', status='replace')
   print '(l1)', u /= v .and. v /= w .and. u /= w .and. max(u, v, w) < -1
   do i = 1, 3

@@ -625,6 +625,13 @@ TEST(GetDirect, RecordsByNumber) {
           EXPECT_EQ(for__get_d(&lub.lub()), 0);
           EXPECT_EQ(std::string(lub->lub_a_read_next, lub->lub_a_read_next + 9), text);
         }
+        const int calls = reads.calls;
+        for (i64 record = 10; record >= 1; record--) {
+          lub->lub_next_rec = record;
+          EXPECT_EQ(for__get_d(&lub.lub()), 0);
+          EXPECT_EQ(std::string(lub->lub_a_read_next + 6, lub->lub_a_read_next + 9), std::to_string(100 + record));
+        }
+        EXPECT_EQ(reads.calls - calls, buffered ? (10 + held - 1) / held : 10);
       }
     }
   }

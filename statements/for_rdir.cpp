@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
+//
+// Unformatted READ of records by their number.
+
+#include "records/record_frame.h"
+#include "statements/direct_record.h"
+#include "statements/unf_transfer.h"
+#include "tamrun/tamrun.h"
+
+namespace {
+
+/// A record that is one variable goes there straight from the file, where it would gain nothing in the buffer.
+void offer_variable(For_Lub& lub, const u8* item_list, void* item_args) {
+  if (lub.lub_f_buffered || lub.lub_rectype != RECTYPE_FIXED || is_marked_relative(lub)) return;
+  Unf_Block block;
+  if (!is_one_block(lub, item_list, item_args, block)) return;
+  lub.lub_a_user_target = block.data;
+  lub.lub_user_target_len = block.bytes;
+}
+
+/// Brings the record: 0 or a message.
+int begin_record(For_Lub& lub, i64 record, const u8* item_list, void* item_args) {
+  if (int code = turn_to_input(lub, record)) return code;
+  offer_variable(lub, item_list, item_args);
+  lub.lub_f_direct_done = 0;
+  const int code = next_direct_input(lub);
+  lub.lub_a_user_target = nullptr;
+  return code;
+}
+
+}  // namespace
+
+int for_read_dir(For_Context* ctx, int unit, For_IO_Flags flags, const u8* item_list, void* item_args, i64 record,
+                 ...) {
+  va_list arguments;
+  va_start(arguments, record);
+  const Control_List control = control_list(flags, arguments);
+  va_end(arguments);
+
+  const Statement_Start start = begin_direct(kReadDir, ctx, unit, flags, control, record);
+  if (start.lub == nullptr) return start.result;
+  For_Lub& lub = *start.lub;
+  if (int code = begin_record(lub, record, item_list, item_args)) return fail_statement(lub, code);
+  if (lub.lub_f_direct_done) return end_direct(lub);
+  return for_read_dir_xmit(ctx, item_list, item_args);
+}
+
+int for_read_dir_xmit(For_Context* ctx, const u8* item_list, void* item_args) {
+  For_Lub& lub = *ctx->ctx_lub;
+  const Unf_Result result = read_unformatted_items(lub, item_list, item_args);
+  switch (result.end) {
+    case Unf_End::statement:
+      return end_direct(lub);
+    case Unf_End::call:
+      return 0;
+    case Unf_End::failed:
+      return fail_statement(lub, result.code);
+    case Unf_End::child:
+      break;
+  }
+  return result.code;
+}
