@@ -11,6 +11,8 @@
 #include <bit>
 #include <type_traits>
 
+#include "intrinsics/unaligned.h"
+
 constexpr std::array<u64, 65> for_bit_mask = [] {
   std::array<u64, 65> masks{};
   for (size_t n = 1; n < masks.size(); ++n) masks[n] = masks[n - 1] << 1 | 1;
@@ -44,13 +46,6 @@ constexpr Bits<Int> low_mask(Place n) {
 template <class Int>
 constexpr Int one_bit(Place pos) {
   return static_cast<Int>(u64{1} << pos);
-}
-
-template <class T>
-T load(const void* p) {
-  T value;
-  memcpy(&value, p, sizeof value);
-  return value;
 }
 
 template <class Int>
