@@ -11,7 +11,7 @@
 #include "parallel/omp_private.h"
 #include "parallel/omp_reduction.h"
 
-#define LOOPS __attribute__((optimize("O3"), noinline))
+#define LOOPS __attribute__((optimize("O3"), noipa))
 
 namespace {
 
