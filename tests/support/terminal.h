@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
@@ -31,6 +32,13 @@ class Terminal {
   void type(const char* text) {
     const auto length = static_cast<ssize_t>(strlen(text));
     EXPECT_EQ(write(typist_, text, static_cast<size_t>(length)), length);
+  }
+  /// Waits, not for ever, until what has been typed can be read; for a terminal without line editing.
+  void settle(const char* typed) const {
+    for (int waiting = 0, rounds = 0; rounds < 5000; ++rounds) {
+      if (ioctl(screen_, FIONREAD, &waiting) == 0 && waiting >= static_cast<int>(strlen(typed))) return;
+      usleep(1000);
+    }
   }
   /// The terminal takes the place of a descriptor.
   void become(int fd) const { EXPECT_EQ(dup2(screen_, fd), fd); }
