@@ -314,6 +314,13 @@ struct Gfc_Array {
 static_assert(offsetof(Gfc_Array, rank) == 0x1c && offsetof(Gfc_Array, type) == 0x1d);
 static_assert(offsetof(Gfc_Array, dim) == 0x28);
 
+/// True is 1 in gfortran's code and an odd number in the library's: makes the one of the other.
+inline void make_truth(void* logical, size_t bytes) {
+  auto* const low = static_cast<u8*>(logical);
+  *low &= 1;
+  __builtin_memset(low + 1, 0, bytes - 1);
+}
+
 /// Word of the array that the main program passes to _gfortran_set_options: keep the sign of a negative zero.
 inline constexpr int kOptionSignZero = 4;
 /// Word of the same array: the floating-point flags that STOP reports, 0 none.

@@ -57,9 +57,9 @@ class Inquire_Keys : public Keyword_List<kMostQuestions> {
   }
 };
 
-/// True is 1 in gfortran's code, whatever the flags of the unit's connection say.
-void make_truth(bool given, i32* answer) {
-  if (given && *answer != 0) *answer = 1;
+/// What the library has stored, whatever the flags of the unit's connection say.
+void take_truth(bool given, i32* answer) {
+  if (given) make_truth(answer, sizeof *answer);
 }
 
 void answer_ours(Gfc_Inquire& block) {
@@ -68,10 +68,10 @@ void answer_ours(Gfc_Inquire& block) {
   const u32 flags = block.common.flags;
   const For_IO_Flags given = connection_flags(block.common.unit) | specifier_flags(flags);
   (void)store_result(block.common, for_inquire(&context, block.common.unit, given, keys.list(), keys.args()));
-  make_truth(flags & GFC_INQUIRE_EXIST, block.exist);
-  make_truth(flags & GFC_INQUIRE_OPENED, block.opened);
-  make_truth(flags & GFC_INQUIRE_NAMED, block.named);
-  make_truth((flags & GFC_INQUIRE_MORE) && (block.flags2 & GFC_INQUIRE2_PENDING), block.pending);
+  take_truth(flags & GFC_INQUIRE_EXIST, block.exist);
+  take_truth(flags & GFC_INQUIRE_OPENED, block.opened);
+  take_truth(flags & GFC_INQUIRE_NAMED, block.named);
+  take_truth((flags & GFC_INQUIRE_MORE) && (block.flags2 & GFC_INQUIRE2_PENDING), block.pending);
 }
 
 /// Whether one of our units is connected to the file.

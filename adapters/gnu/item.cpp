@@ -175,8 +175,18 @@ void read_wide_number(Statement* statement, For_Item_Type item, char* address) {
   auto low = static_cast<i64>(value);
   const i64 before = low;
   if (!read_stand_in(statement, item, &low) || low == before) return;
-  value = low;
+  value = item == ITM_LOGICAL8 ? low & 1 : low;
   memcpy(address, &value, sizeof value);
+}
+
+bool is_logical(For_Item_Type item) {
+  return item == ITM_LOGICAL1 || item == ITM_LOGICAL2 || item == ITM_LOGICAL4 || item == ITM_LOGICAL8;
+}
+
+/// An element that has an item of its own.
+void read_number(Statement* statement, const Carrier& carrier, char* address) {
+  (void)read_stand_in(statement, carrier.item, address);
+  if (is_logical(carrier.item)) make_truth(address, static_cast<size_t>(carrier.bytes));
 }
 
 /// Each byte of the input is a character. A null value of a list leaves the bytes, and so the element.
@@ -243,7 +253,7 @@ void read_element(Statement* statement, const Carrier& carrier, char* address, i
     case ROAD_WIDE:
       return read_wide_text(statement, reinterpret_cast<u32*>(address), length);
     default:
-      (void)read_stand_in(statement, carrier.item, address);
+      return read_number(statement, carrier, address);
   }
 }
 
@@ -310,12 +320,12 @@ void transfer_whole(Statement* statement, For_Item_Type item, const Gfc_Array& a
   (void)put_reference(statement, item, text ? ACC_SECTION_ELEM : ACC_SECTION, words, used);
 }
 
-void transfer_one_by_one(Statement* statement, const Carrier& carrier, const Gfc_Array& array, const Shape& shape,
-                         i64 length) {
+/// Calls `visit` with the address of each element in the array's order, as long as it says true.
+template <class Visit>
+void visit_elements(const Gfc_Array& array, const Shape& shape, Visit visit) {
   i64 index[kGfcMaxRank] = {};
   char* address = array.data;
-  for (i64 left = shape.count; left > 0 && !statement->over; --left) {
-    transfer_element(statement, carrier, address, length);
+  for (i64 left = shape.count; left > 0 && visit(address); --left) {
     for (int i = 0; i < shape.rank; ++i) {
       address += shape.stride[i];
       if (++index[i] < shape.extent[i]) break;
@@ -354,10 +364,18 @@ void transfer_array(Statement* statement, const Gfc_Array& array, int kind, i64 
   const Carrier& carrier = carrier_of(statement, static_cast<u8>(array.type), kind);
   const i64 elem = carrier.bytes != 0 ? carrier.bytes : (length > 0 ? length : 0) * kind;
   const Shape shape(array, elem);
-  if (carrier.road == ROAD_ITEM)
-    transfer_whole(statement, carrier.item, array, shape);
-  else
-    transfer_one_by_one(statement, carrier, array, shape, length);
+  if (carrier.road != ROAD_ITEM) {
+    return visit_elements(array, shape, [&](char* address) {
+      transfer_element(statement, carrier, address, length);
+      return !statement->over;
+    });
+  }
+  transfer_whole(statement, carrier.item, array, shape);
+  if (statement->verb == Verb::write || statement->unformatted() || !is_logical(carrier.item)) return;
+  visit_elements(array, shape, [&](char* address) {
+    make_truth(address, static_cast<size_t>(carrier.bytes));
+    return true;
+  });
 }
 
 void refuse_item(const Statement* statement, const char* what) {

@@ -41,13 +41,18 @@
   X(st_flush, void, (Gfc_Common*))                                                    \
   X(flush_i4, void, (i32*))                                                           \
   X(flush_i8, void, (i64*))                                                           \
+  X(st_wait, void, (Gfc_Common*))                                                     \
   X(st_wait_async, void, (Gfc_Common*))                                               \
   X(ftell, i64, (i32*))                                                               \
+  X(ftell_i1_sub, void, (i32*, i8*))                                                  \
+  X(ftell_i2_sub, void, (i32*, i16*))                                                 \
   X(ftell_i4_sub, void, (i32*, i32*))                                                 \
   X(ftell_i8_sub, void, (i32*, i64*))                                                 \
   X(fseek_sub, void, (i32*, i64*, i32*, i32*))                                        \
   X(fnum_i4, int, (i32*))                                                             \
   X(fnum_i8, i64, (i64*))                                                             \
+  X(ttynam, void, (char**, i64*, i32))                                                \
+  X(ttynam_sub, void, (i32*, char*, i64))                                             \
   X(isatty_l4, i32, (i32*))                                                           \
   X(isatty_l8, i64, (i32*))                                                           \
   X(fstat_i4, i32, (i32*, void*))                                                     \

@@ -101,8 +101,14 @@ TAMRUN_ENTRY void _gfortran_flush_i8(i64* unit) {
   if (unit == nullptr || owner_of(number) != Owner::ours) peer().flush_i8(unit);
 }
 
+// A unit of ours has nothing to wait for. The first name is that of older compilers.
+
+TAMRUN_ENTRY void _gfortran_st_wait(Gfc_Common* block) {
+  if (owner_of(block->unit) != Owner::ours) peer().st_wait(block);
+}
+
 TAMRUN_ENTRY void _gfortran_st_wait_async(Gfc_Common* block) {
-  if (owner_of(block->unit) != Owner::ours) peer().st_wait_async(block);  // ours has nothing to wait for
+  if (owner_of(block->unit) != Owner::ours) peer().st_wait_async(block);
 }
 
 // Procedures that would say about a unit of the library that it is not connected.
@@ -113,16 +119,24 @@ TAMRUN_ENTRY void _gfortran_st_wait_async(Gfc_Common* block) {
     return peer().name arguments;                                     \
   }
 TAMGNU_UNIT_QUERY(ftell, "FTELL", i64, (i32 * unit), (unit))
+TAMGNU_UNIT_QUERY(ftell_i1_sub, "FTELL", void, (i32 * unit, i8* offset), (unit, offset))
+TAMGNU_UNIT_QUERY(ftell_i2_sub, "FTELL", void, (i32 * unit, i16* offset), (unit, offset))
 TAMGNU_UNIT_QUERY(ftell_i4_sub, "FTELL", void, (i32 * unit, i32* offset), (unit, offset))
 TAMGNU_UNIT_QUERY(ftell_i8_sub, "FTELL", void, (i32 * unit, i64* offset), (unit, offset))
 TAMGNU_UNIT_QUERY(fnum_i4, "FNUM", int, (i32 * unit), (unit))
 TAMGNU_UNIT_QUERY(fnum_i8, "FNUM", i64, (i64 * unit), (unit))
+TAMGNU_UNIT_QUERY(ttynam_sub, "TTYNAM", void, (i32 * unit, char* name, i64 length), (unit, name, length))
 TAMGNU_UNIT_QUERY(isatty_l4, "ISATTY", i32, (i32 * unit), (unit))
 TAMGNU_UNIT_QUERY(isatty_l8, "ISATTY", i64, (i32 * unit), (unit))
 TAMGNU_UNIT_QUERY(fstat_i4, "FSTAT", i32, (i32 * unit, void* values), (unit, values))
 TAMGNU_UNIT_QUERY(fstat_i8, "FSTAT", i64, (i64 * unit, void* values), (unit, values))
 TAMGNU_UNIT_QUERY(fstat_i4_sub, "FSTAT", void, (i32 * unit, void* values, i32* status), (unit, values, status))
 TAMGNU_UNIT_QUERY(fstat_i8_sub, "FSTAT", void, (i64 * unit, void* values, i64* status), (unit, values, status))
+
+TAMRUN_ENTRY void _gfortran_ttynam(char** name, i64* length, i32 unit) {
+  refuse_on_ours(&unit, "TTYNAM");
+  peer().ttynam(name, length, unit);
+}
 
 TAMRUN_ENTRY void _gfortran_fseek_sub(i32* unit, i64* offset, i32* whence, i32* status) {
   start_library();

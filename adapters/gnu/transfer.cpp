@@ -129,8 +129,9 @@ TAMRUN_ENTRY void _gfortran_st_read_done(Gfc_Dt* block) { end_transfer(block, &P
   switch (type) {
     case GFC_INTEGER:
       return transfer_usual_number(statement, ITM_INTEGER4, ITM_INTEGER8, value, kind);
-    case GFC_LOGICAL:
-      return transfer_usual_number(statement, ITM_LOGICAL4, ITM_LOGICAL8, value, kind);
+    case GFC_LOGICAL:  // what is read needs more
+      return statement->verb == Verb::write &&
+             transfer_usual_number(statement, ITM_LOGICAL4, ITM_LOGICAL8, value, kind);
     case GFC_REAL:
       return transfer_usual_number(statement, ITM_REAL4, ITM_REAL8, value, kind);
     default:
