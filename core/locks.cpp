@@ -21,7 +21,6 @@ namespace {
 constexpr u32 kMaxSpins = 0x7FFFFFE;
 constexpr u32 kSpinsPerSleep = 10;
 constexpr long kMaxSleepNanoseconds = 10000;
-constexpr u32 kHeldAndAwaited = 2;  ///< res_holds: somebody may sleep
 
 For_Once_Block init_once;
 For_Once_Block cleanup_once;
@@ -128,10 +127,7 @@ int for__resource_release(For_Resource* r) {
     r->res_guard = 0;
     return 0;
   }
-  // The next holder may free the record as soon as the word is 0: waking somebody at its address does no harm then.
-  if (__atomic_exchange_n(&r->res_holds, 0u, __ATOMIC_RELEASE) == kHeldAndAwaited) {
-    syscall(SYS_futex, &r->res_holds, FUTEX_WAKE_PRIVATE, 1, nullptr, nullptr, 0);
-  }
+  resource_give_back(*r);
   return 0;
 }
 
@@ -144,6 +140,8 @@ int for__disable_asynch_deliv_private(sigset_t* old) { return pthread_sigmask(SI
 int for__enable_asynch_deliv_private(sigset_t mask) { return pthread_sigmask(SIG_SETMASK, &mask, nullptr); }
 
 }  // extern "C"
+
+void resource_wake(For_Resource& r) { syscall(SYS_futex, &r.res_holds, FUTEX_WAKE_PRIVATE, 1, nullptr, nullptr, 0); }
 
 Semaphore_Guard::Semaphore_Guard(u32& word) : word_(word), status_(0) {
   if (threaded_mode()) {

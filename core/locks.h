@@ -4,6 +4,8 @@
 #ifndef TAMRUN_CORE_LOCKS_H
 #define TAMRUN_CORE_LOCKS_H
 
+#include <sys/single_threaded.h>
+
 #include "tamrun/locks.h"
 
 /// Returns the mode in force; sets *mode unless it is FOR_K_REENTRANCY_INFO.
@@ -36,10 +38,35 @@ int for__enable_asynch_deliv_private(sigset_t mask);
 
 inline bool threaded_mode() { return for__reentrancy_mode == FOR_K_REENTRANCY_THREADED; }
 
+inline constexpr u32 kHeldAndAwaited = 2;  ///< res_holds: somebody may sleep
+
+/// True while the process has no second thread: nobody contends for a lock or sleeps on one, and plain loads and stores do
+/// for locked instructions. It turns false before a second thread runs, which then sees all stores before.
+inline bool alone_in_process() { return __libc_single_threaded != 0; }
+
 /// Threaded mode: takes the resource if nobody has it. Never waits, so that it may be tried with any lock held.
 [[nodiscard]] inline bool resource_try_acquire(For_Resource& r) {
   u32 idle = 0;
+  if (alone_in_process()) {
+    if (__atomic_load_n(&r.res_holds, __ATOMIC_RELAXED) != 0) return false;
+    __atomic_store_n(&r.res_holds, 1u, __ATOMIC_RELAXED);
+    return true;
+  }
   return __atomic_compare_exchange_n(&r.res_holds, &idle, 1u, false, __ATOMIC_ACQUIRE, __ATOMIC_RELAXED);
+}
+
+/// Wakes one who sleeps on the resource.
+void resource_wake(For_Resource& r);
+
+/// Threaded mode: gives the resource back.
+inline void resource_give_back(For_Resource& r) {
+  if (alone_in_process()) {
+    __atomic_store_n(&r.res_holds, 0u, __ATOMIC_RELEASE);
+    return;
+  }
+  // The next holder may free the record as soon as the word is 0: waking somebody at its address does no harm then.
+  if (__atomic_exchange_n(&r.res_holds, 0u, __ATOMIC_RELEASE) == kHeldAndAwaited) [[unlikely]]
+    resource_wake(r);
 }
 
 /// Holds a simple semaphore for its scope.

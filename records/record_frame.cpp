@@ -85,10 +85,7 @@ int start_formatted_record(For_Lub& lub) {
 i64 subrecord_limit = kMostSubrecord;
 
 void widen_unformatted_record(For_Lub& lub) {
-  const Frame_Rule& rule = kFrame[lub.lub_rectype];
-  u8* const base = record_base(lub);
-  const i64 room = buffer_end(lub) - rule.trail - base;
-  lub.lub_a_rec_end = base + (rule.trail > 0 ? std::min(room, rule.lead + subrecord_limit) : room);
+  lub.lub_a_rec_end = is_variable(lub) ? variable_record_end(lub, record_base(lub)) : buffer_end(lub);
 }
 
 int frame_unformatted_record(For_Lub& lub, Segment_Control control) {
@@ -106,8 +103,8 @@ int frame_unformatted_record(For_Lub& lub, Segment_Control control) {
   return 0;
 }
 
-int layout_unformatted_record(For_Lub& lub, Segment_Control control) {
+int layout_framed_unformatted_record(For_Lub& lub, Segment_Control control) {
   if (int code = frame_unformatted_record(lub, control)) return code;
-  if (is_variable(lub) || lub.lub_rectype == RECTYPE_STREAM) widen_unformatted_record(lub);
+  if (lub.lub_rectype == RECTYPE_STREAM) widen_unformatted_record(lub);
   return 0;
 }

@@ -82,6 +82,12 @@ inline bool is_plain_line(const For_Lub& lub) { return lub.lub_rectype == RECTYP
 /// layout_formatted_record, and blanks the record's lub_rec_bytes.
 [[nodiscard]] int start_formatted_record(For_Lub& lub);
 
+/// Where the data of a VARIABLE record ends at the latest: within the buffer and a subrecord.
+inline u8* variable_record_end(const For_Lub& lub, u8* base) {
+  u8* const buffer_end = lub.lub_a_buffer + lub.lub_buffer_size - kLengthWord;
+  return buffer_end - base < kLengthWord + subrecord_limit ? buffer_end : base + kLengthWord + subrecord_limit;
+}
+
 /// Gives a VARIABLE or STREAM record that is being built all the room that the buffer and a subrecord have.
 void widen_unformatted_record(For_Lub& lub);
 
@@ -89,7 +95,18 @@ void widen_unformatted_record(For_Lub& lub);
 /// record.
 [[nodiscard]] int frame_unformatted_record(For_Lub& lub, Segment_Control control);
 
-/// The same, but VARIABLE and STREAM records have the whole buffer: what is longer flows to the file.
-[[nodiscard]] int layout_unformatted_record(For_Lub& lub, Segment_Control control);
+/// layout_unformatted_record for all but VARIABLE records.
+[[nodiscard]] int layout_framed_unformatted_record(For_Lub& lub, Segment_Control control);
+
+/// layout_formatted_record for an unformatted record. `control` is the control word of a SEGMENTED record. VARIABLE and
+/// STREAM records have the whole buffer: what is longer flows to the file.
+[[nodiscard]] inline int layout_unformatted_record(For_Lub& lub, Segment_Control control) {
+  if (!is_variable(lub)) return layout_framed_unformatted_record(lub, control);
+  u8* const base = record_base(lub);
+  lub.lub_a_cursor = lub.lub_a_data_start = base + kLengthWord;
+  lub.lub_a_rec_end = variable_record_end(lub, base);
+  lub.lub_a_high_water = nullptr;
+  return 0;
+}
 
 #endif

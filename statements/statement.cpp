@@ -77,6 +77,11 @@ bool is_plain_text_file(const For_Lub& lub) {
   return lub.lub_f_formatted && !lub.lub_f_unformatted && !lub.lub_f_readonly && !lub.lub_f_keyed && !lub.lub_f_direct;
 }
 
+/// The same for an unformatted one.
+bool is_plain_binary_file(const For_Lub& lub) {
+  return lub.lub_f_unformatted && !lub.lub_f_formatted && !lub.lub_f_readonly && !lub.lub_f_keyed && !lub.lub_f_direct;
+}
+
 /// The keys that a control list may hold, in the order in which they must come.
 constexpr u8 kControlKeys[] = {KEY_IOMSG, KEY_POS, KEY_BLANK, KEY_DECIMAL, KEY_DELIM, KEY_PAD, KEY_ROUND, KEY_SIGN};
 constexpr int kLastUnformattedKey = 1;  ///< position of KEY_POS: what follows is for formatted statements
@@ -259,9 +264,9 @@ Statement_Start begin_statement(const Statement_Rule& rule, For_Context* ctx, in
   if (int code = connect_by_default(lub, rule, flags)) {
     return {nullptr, report_failure(FOR_IOR_ABANDON, code, code, &lub)};
   }
-  if (rule.connect_access == kConnectSequential && rule.formatted) {
-    if (lub.lub_f_no_wrap_margin) lub.lub_rec_bytes = lub.lub_wrap_margin = lub.lub_buffer_size;
-    if (is_plain_text_file(lub)) [[likely]]
+  if (rule.connect_access == kConnectSequential) {
+    if (rule.formatted && lub.lub_f_no_wrap_margin) lub.lub_rec_bytes = lub.lub_wrap_margin = lub.lub_buffer_size;
+    if (rule.formatted ? is_plain_text_file(lub) : is_plain_binary_file(lub)) [[likely]]
       return {&lub, 0};
   }
   for (Mode_Check check : rule.checks) {

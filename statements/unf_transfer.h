@@ -30,10 +30,20 @@ struct Unf_Result {
 [[nodiscard]] int put_beyond_record(For_Lub& lub, const u8* data, i64 length);
 [[nodiscard]] int take_beyond_record(For_Lub& lub, u8* to, i64 length);
 
+/// memcpy, without a call for the sizes of most numbers.
+inline void copy_value(u8* to, const u8* from, i64 length) {
+  if (length == sizeof(u32))
+    memcpy(to, from, sizeof(u32));
+  else if (length == sizeof(u64))
+    memcpy(to, from, sizeof(u64));
+  else
+    memcpy(to, from, length);
+}
+
 /// Puts bytes into the record: 0 or a message.
 [[nodiscard]] inline int put_unformatted(For_Lub& lub, const u8* data, i64 length) {
   if (length > lub.lub_a_rec_end - lub.lub_a_cursor) return put_beyond_record(lub, data, length);
-  memcpy(lub.lub_a_cursor, data, length);
+  copy_value(lub.lub_a_cursor, data, length);
   lub.lub_a_cursor += length;
   return 0;
 }
@@ -41,7 +51,7 @@ struct Unf_Result {
 /// Takes bytes out of the record: 0 or a message. What was there before the record ended is taken.
 [[nodiscard]] inline int take_unformatted(For_Lub& lub, u8* to, i64 length) {
   if (length > lub.lub_a_rec_end - lub.lub_a_cursor) return take_beyond_record(lub, to, length);
-  memcpy(to, lub.lub_a_cursor, length);
+  copy_value(to, lub.lub_a_cursor, length);
   lub.lub_a_cursor += length;
   return 0;
 }

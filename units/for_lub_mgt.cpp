@@ -105,7 +105,7 @@ inline int finish_acquisition(const Taken_Lub& taken, For_Lub** out, For_Context
 }
 
 /// Gives the keywords that the statement overrode their value of the connection back.
-void restore_overrides(For_Lub& lub) {
+[[gnu::always_inline]] inline void restore_overrides(For_Lub& lub) {
   if (!(lub.lub_f_blank_override | lub.lub_f_decimal_override | lub.lub_f_delim_override | lub.lub_f_pad_override |
         lub.lub_f_round_override | lub.lub_f_sign_override))
     return;
@@ -193,7 +193,8 @@ int release_held_lun(For_Lub& lub) {
   }
   For_Context* ctx = take_context(lub);
   restore_overrides(lub);
-  if (const int status = release_lub_resource(lub)) return status;
+  if (!in_child_statement(lub))
+    if (const int status = end_lub_hold(lub)) return status;
   end_context(ctx);
   return 0;
 }

@@ -14,11 +14,6 @@ bool owned_by_this_thread(const For_Resource& r) {
   return peek(r.res_owned) != 0 && peek(r.res_owner) == this_thread();
 }
 
-void clear_owner(For_Resource& r) {
-  publish(r.res_owned, 0u);
-  publish(r.res_owner, i64{-1});
-}
-
 /// The part that units and rows share: below threaded mode whoever finds the guard set has come back to what it holds.
 int take(For_Resource& r) {
   if (!threaded_mode()) return for__resource_acquire(&r) == 0 ? 0 : MSG_RECURSIVE_IO;
@@ -26,11 +21,6 @@ int take(For_Resource& r) {
   if (for__resource_acquire(&r) != 0) return MSG_LOCK_CONTENTION;
   set_owner(r, pthread_self());
   return 0;
-}
-
-int give_back(For_Resource& r) {
-  if (threaded_mode()) clear_owner(r);
-  return for__resource_release(&r);
 }
 
 }  // namespace
@@ -58,11 +48,7 @@ int release_lub_resource(For_Lub& lub) {
       return 0;
     }
   }
-  publish(lub.lub_thread, pthread_t{0});
-  lub.lub_f_busy = 0;
-  const int status = give_back(lub.lub_resource);
-  if (status != 0) lub.lub_f_busy = 1;
-  return status;
+  return end_lub_hold(lub);
 }
 
 int Held_Row::acquire(For_Lub_Row& row) {

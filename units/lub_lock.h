@@ -43,6 +43,19 @@ inline void set_owner(For_Resource& r, pthread_t me) {
   publish(r.res_owned, 1u);
 }
 
+inline void clear_owner(For_Resource& r) {
+  publish(r.res_owned, 0u);
+  publish(r.res_owner, i64{-1});
+}
+
+/// Gives a unit or row back: 0 or MSG_LOCK_CONTENTION.
+[[nodiscard]] inline int give_back(For_Resource& r) {
+  if (!threaded_mode()) return for__resource_release(&r);
+  clear_owner(r);
+  resource_give_back(r);
+  return 0;
+}
+
 inline void mark_busy(For_Lub& lub, pthread_t me) {
   publish(lub.lub_thread, me);
   lub.lub_f_busy = 1;
@@ -55,6 +68,15 @@ inline void mark_busy(For_Lub& lub, pthread_t me) {
   set_owner(lub.lub_resource, me);
   mark_busy(lub, me);
   return true;
+}
+
+/// Ends a hold that no other statement shares: 0 or MSG_LOCK_CONTENTION.
+[[nodiscard]] inline int end_lub_hold(For_Lub& lub) {
+  publish(lub.lub_thread, pthread_t{0});
+  lub.lub_f_busy = 0;
+  const int status = give_back(lub.lub_resource);
+  if (status != 0) lub.lub_f_busy = 1;
+  return status;
 }
 
 /// Ends the hold; one that is shared stays with the outer statement. 0 or MSG_LOCK_CONTENTION.

@@ -15,7 +15,7 @@ namespace {
 
 class Held_Links {
  public:
-  explicit Held_Links(For_Lub_Row& row) : row_(row), held_(threaded_mode() && acquire(row)) {}
+  explicit Held_Links(For_Lub_Row& row) : row_(row), held_(threaded_mode() && !alone_in_process() && acquire(row)) {}
   ~Held_Links() {
     if (held_) publish(row_.row_links, 0u);
   }

@@ -13,7 +13,6 @@
 
 #include "adapters/gnu/peer.h"
 #include "adapters/gnu/units.h"
-#include "tamrun/lub.h"
 #include "tamrun/tamrun.h"
 
 namespace {

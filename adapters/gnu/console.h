@@ -7,7 +7,7 @@
 
 #include <pthread.h>
 
-#include "tamrun/types.h"
+#include "tamrun/lub.h"
 
 /// Held from the start of a statement on the unit to its end, whoever serves it. All members but `unit` are read and
 /// written by the holder only.
@@ -38,6 +38,8 @@ struct Console {
   /// The peer keeps the unit from now on. The caller holds the console.
   void give_to_peer();
 };
+
+inline bool is_console(i32 unit) { return unit == UNIT_STDOUT || unit == UNIT_STDIN || unit == UNIT_STDERR; }
 
 /// The console with this number, or null.
 Console* console_of(i32 unit);

@@ -28,7 +28,6 @@ namespace {
 pthread_once_t g_once = PTHREAD_ONCE_INIT;
 int g_argc;
 char** g_argv;
-bool g_sign_of_zero = true;
 bool g_reports_exceptions = true;
 
 /// Buffers as large as the largest transfer, unless FORT_BLOCKSIZE says otherwise.
@@ -116,8 +115,6 @@ bool pause_at_terminal(const char* text, size_t length) {
 
 void start_library_once() { pthread_once(&g_once, start_once); }
 
-bool keeps_sign_of_zero() { return g_sign_of_zero; }
-
 TAMRUN_ENTRY void _gfortran_set_args(int argc, char** argv) {
   g_argc = argc;
   g_argv = argv;
@@ -126,7 +123,7 @@ TAMRUN_ENTRY void _gfortran_set_args(int argc, char** argv) {
 }
 
 TAMRUN_ENTRY void _gfortran_set_options(int count, int* options) {
-  if (count > kOptionSignZero) g_sign_of_zero = options[kOptionSignZero] != 0;
+  if (count > kOptionSignZero) keep_sign_of_zero(options[kOptionSignZero] != 0);
   if (count > kOptionFpeSummary) g_reports_exceptions = options[kOptionFpeSummary] != 0;
   peer().set_options(count, options);
 }

@@ -15,7 +15,4 @@ inline void start_library() {
   if (!g_library_started.load(std::memory_order_acquire)) start_library_once();
 }
 
-/// -fsign-zero, which is GNU Fortran's default: a negative zero is written with its sign.
-bool keeps_sign_of_zero();
-
 #endif

@@ -53,9 +53,10 @@ struct Format_Text {
 
 For_IO_Flags io_flags(const Gfc_Dt& block) {
   const u32 given = block.common.flags;
+  constexpr u32 kFormatted = GFC_DT_FORMAT | GFC_DT_LIST_DIRECTED;
   // A field of asterisks is no failure in modern Fortran.
-  For_IO_Flags flags = connection_flags(block.common.unit) | iof_ignore_conv_error;
-  if ((given & (GFC_ERR | GFC_END | GFC_EOR | GFC_IOSTAT)) != 0) flags |= specifier_flags(given);
+  For_IO_Flags flags = connection_flags(block.common.unit) | specifier_flags(given) | iof_ignore_conv_error;
+  if ((given & kFormatted) == 0) return flags;
   if ((given & GFC_DT_FORMAT) != 0) flags |= iof_format_text;
   if (keeps_sign_of_zero()) flags |= iof_format_option8;  // also where a negative value rounds to zero
   if ((given & GFC_DT_ADVANCE) != 0) flags |= iof_advance_given;
@@ -99,12 +100,16 @@ int call_entry(Statement* statement, For_IO_Flags flags, const u8* list, u64* ar
   return entry(context, unit, flags, list, args, &format, control...);
 }
 
+[[gnu::noinline]] int first_call_with_control(Statement* statement, const u8* list, u64* args) {
+  const Gfc_Dt& block = *statement->block;
+  Control_List control(block);
+  return call_entry(statement, io_flags(block) | iof_control_list, list, args, control.list(), control.args());
+}
+
 int first_call(Statement* statement, const u8* list, u64* args) {
   const Gfc_Dt& block = *statement->block;
-  const For_IO_Flags flags = io_flags(block);
-  if ((block.common.flags & kControlFlags) == 0) return call_entry(statement, flags, list, args);
-  Control_List control(block);
-  return call_entry(statement, flags | iof_control_list, list, args, control.list(), control.args());
+  if ((block.common.flags & kControlFlags) != 0) return first_call_with_control(statement, list, args);
+  return call_entry(statement, io_flags(block), list, args);
 }
 
 int further_call(Statement* statement, const u8* list, u64* args) {
@@ -125,7 +130,7 @@ int further_call(Statement* statement, const u8* list, u64* args) {
 
 /// Anything but 0 ends the statement.
 void take_result(Statement* statement, int result) {
-  if (result != 0 && store_result(statement->block->common, result)) statement->over = true;
+  if (store_result(statement->block->common, result)) statement->over = true;
 }
 
 /// The first call of the statement, or a further one.
@@ -140,6 +145,9 @@ void call_library(Statement* statement, const u8* list, u64* args) {
     if (last != 0) result = last;
   }
   take_result(statement, result);
+  const For_Lub* lub = statement->context.ctx_lub;
+  if (statement->verb == Verb::read && statement->unformatted() && lub != nullptr && !statement->over)
+    statement->values_in_place = !lub->lub_f_convert && !lub->lub_f_big_endian_words;
 }
 
 void empty_batch(Statement* statement) {
@@ -232,6 +240,26 @@ void add_leading_items(Statement* statement) {
   }
 }
 
+/// What a statement with more than a plain list of items begins with.
+void prepare_statement(Statement* statement) {
+  const Gfc_Dt& block = *statement->block;
+  const u32 flags = block.common.flags;
+  Console* console = statement->console;
+  statement->internal = (flags & GFC_DT_INTERNAL) != 0;
+  statement->plus = (flags & GFC_DT_SIGN) != 0 && is_word(block.sign, block.sign_len, "PLUS");
+  statement->delimited = (flags & GFC_DT_DELIM) != 0 && !is_word(block.delim, block.delim_len, "NONE");
+  const bool recursive = statement->outer != nullptr && is_recursive(statement);
+  if (recursive) {
+    if (console != nullptr) console->flush_ours();  // while it can be done
+    report_recursion(statement->unit(), statement->outer);
+  }
+  if (statement->internal)
+    add_internal_file(statement);
+  else if ((block.common.flags & (GFC_DT_ADVANCE | GFC_DT_SIZE)) != 0 && statement->formatted())
+    add_leading_items(statement);
+  if ((block.common.flags & kTemporaryTexts) != 0 || recursive) send(statement, ITM_END_CALL);
+}
+
 }  // namespace
 
 void send(Statement* statement, For_Item_Type end) {
@@ -248,35 +276,21 @@ Statement* outer_statement_of(const Gfc_Dt* block) {
 }
 
 void begin_statement(Gfc_Dt* block, Verb verb, Console* console) {
+  const u32 flags = block->common.flags;
   auto* statement = new (block->server) Statement;
   statement->block = block;
   statement->outer = t_innermost;
   statement->console = console;
   statement->context = {};
   statement->verb = verb;
-  statement->internal = (block->common.flags & GFC_DT_INTERNAL) != 0;
-  statement->started = false;
-  statement->over = false;
-  statement->numeric_text = false;
-  statement->plus = false;
-  statement->delimited = false;
-  const u32 flags = block->common.flags;
-  if ((flags & (GFC_DT_SIGN | GFC_DT_DELIM)) != 0) {
-    statement->plus = (flags & GFC_DT_SIGN) != 0 && is_word(block->sign, block->sign_len, "PLUS");
-    statement->delimited = (flags & GFC_DT_DELIM) != 0 && !is_word(block->delim, block->delim_len, "NONE");
-  }
+  statement->internal = statement->started = statement->over = statement->numeric_text = false;
+  statement->plus = statement->delimited = statement->values_in_place = false;
   empty_batch(statement);
   t_innermost = statement;
-  const bool recursive = statement->outer != nullptr && is_recursive(statement);
-  if (recursive) {
-    if (console != nullptr) console->flush_ours();  // while it can be done
-    report_recursion(statement->unit(), statement->outer);
-  }
-  if (statement->internal)
-    add_internal_file(statement);
-  else if ((block->common.flags & (GFC_DT_ADVANCE | GFC_DT_SIZE)) != 0 && statement->formatted())
-    add_leading_items(statement);
-  if ((flags & kTemporaryTexts) != 0 || recursive) send(statement, ITM_END_CALL);
+  constexpr u32 kPrepared = GFC_DT_INTERNAL | GFC_DT_ADVANCE | GFC_DT_SIZE | kTemporaryTexts;
+  if ((flags & kPrepared) == 0 && statement->outer == nullptr) [[likely]]
+    return;
+  prepare_statement(statement);
 }
 
 void end_statement(Statement* statement) {

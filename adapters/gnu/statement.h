@@ -26,12 +26,13 @@ struct Statement {
   Console* console;  ///< null: the unit is a file
   For_Context context;
   Verb verb;
-  bool internal : 1;      ///< the unit is an internal file
-  bool started : 1;       ///< the library's first call has been made
-  bool over : 1;          ///< has failed: the library wants no further call
-  bool numeric_text : 1;  ///< the last item was a number passed as text: a character item needs a blank before it
-  bool plus : 1;          ///< SIGN='PLUS' on the statement, for numbers that go as text
-  bool delimited : 1;     ///< DELIM= other than 'NONE' on the statement
+  bool internal : 1;         ///< the unit is an internal file
+  bool started : 1;          ///< the library's first call has been made
+  bool over : 1;             ///< has failed: the library wants no further call
+  bool numeric_text : 1;     ///< the last item was a number passed as text: a character item needs a blank before it
+  bool plus : 1;             ///< SIGN='PLUS' on the statement, for numbers that go as text
+  bool delimited : 1;        ///< DELIM= other than 'NONE' on the statement
+  bool values_in_place : 1;  ///< of an unformatted READ: `context` has the unit, whose record holds values as they are
   u8 items;
   u8 words;       ///< argument words, from the start of `args`
   u8 text_words;  ///< copied texts, from the end of `args`
@@ -137,6 +138,18 @@ void put_text(Statement* statement, const char* text, i64 length);
 
 /// A scalar number or logical of an unformatted READ, where nothing waits. False: the statement is over.
 bool read_at_once(Statement* statement, For_Item_Type type, void* address);
+
+/// read_at_once while the statement's values_in_place and the record in the unit's buffer holds the value: false, with
+/// nothing done, if it does not.
+template <i64 Bytes>
+bool take_in_place(const Statement* statement, void* to) {
+  For_Lub& lub = *statement->context.ctx_lub;
+  if (lub.lub_a_rec_end - lub.lub_a_cursor < Bytes) [[unlikely]]
+    return false;
+  __builtin_memcpy(to, lub.lub_a_cursor, Bytes);
+  lub.lub_a_cursor += Bytes;
+  return true;
+}
 
 /// An item by reference with its argument words. False: the statement is over.
 bool put_reference(Statement* statement, For_Item_Type type, For_Item_Access access, const u64* words, int count);

@@ -28,7 +28,9 @@ bool has_served_flags(const Gfc_Dt& block, u32 on_files = 0) {
   return (flags & ~kServedFlags) == 0;
 }
 
-bool is_unformatted(const Gfc_Dt& block) { return (block.common.flags & (GFC_DT_LIST_DIRECTED | GFC_DT_FORMAT)) == 0; }
+inline bool is_unformatted(const Gfc_Dt& block) {
+  return (block.common.flags & (GFC_DT_LIST_DIRECTED | GFC_DT_FORMAT)) == 0;
+}
 
 /// List-directed and formatted transfers.
 bool is_served_form(const Gfc_Dt& block) { return !is_unformatted(block) && has_served_flags(block); }
@@ -67,7 +69,7 @@ bool internal_file_is_ours(const Gfc_Dt& block) {
 /// A member, so that the peer is looked up by those statements only that it serves.
 typedef void (*Peer::*Peer_Call)(Gfc_Dt*);
 
-void begin_transfer(Gfc_Dt* block, Verb verb, Peer_Call peer_call) {
+void begin_any_transfer(Gfc_Dt* block, Verb verb, Peer_Call peer_call) {
   start_library();
   if ((block->common.flags & GFC_DT_INTERNAL) != 0) {
     if (internal_file_is_ours(*block)) return begin_statement(block, verb, nullptr);
@@ -86,6 +88,15 @@ void begin_transfer(Gfc_Dt* block, Verb verb, Peer_Call peer_call) {
   if (console->unit == UNIT_STDIN && console->peer_depth == 0) console->give_to_peer();
   console->enter_peers();
   (peer().*peer_call)(block);
+}
+
+/// Most statements are on a file that is the library's already, which has been started then.
+[[gnu::always_inline]] inline void begin_transfer(Gfc_Dt* block, Verb verb, Peer_Call peer_call) {
+  const bool plain = (block->common.flags & ~kServedFlags) == 0 && !is_console(block->common.unit) &&
+                     owner_of(block->common.unit) == Owner::ours;
+  if (plain && (!is_unformatted(*block) || serves_unformatted())) [[likely]]
+    return begin_statement(block, verb, nullptr);
+  begin_any_transfer(block, verb, peer_call);
 }
 
 void end_transfer(Gfc_Dt* block, Peer_Call peer_call) {
@@ -139,12 +150,20 @@ TAMRUN_ENTRY void _gfortran_st_read_done(Gfc_Dt* block) { end_transfer(block, &P
   }
 }
 
-#define TAMGNU_SCALAR_TRANSFER(name, type)                                   \
-  TAMRUN_ENTRY void _gfortran_##name(Gfc_Dt* block, void* value, int kind) { \
-    Statement* statement = statement_of(block);                              \
-    if (statement == nullptr) return peer().name(block, value, kind);        \
-    if (transfer_usual(statement, type, value, kind)) return;                \
-    transfer_scalar(statement, type, kind, value);                           \
+/// The kinds that most values have, on their way in: false for all others.
+[[gnu::always_inline]] inline bool take_usual(Statement* statement, Gfc_Type type, void* value, int kind) {
+  if (type == GFC_COMPLEX) return false;  // whose kind is that of a part
+  if (kind == sizeof(u32)) return take_in_place<sizeof(u32)>(statement, value);
+  return kind == sizeof(u64) && take_in_place<sizeof(u64)>(statement, value);
+}
+
+#define TAMGNU_SCALAR_TRANSFER(name, type)                                              \
+  TAMRUN_ENTRY void _gfortran_##name(Gfc_Dt* block, void* value, int kind) {            \
+    Statement* statement = statement_of(block);                                         \
+    if (statement == nullptr) return peer().name(block, value, kind);                   \
+    if (statement->values_in_place && take_usual(statement, type, value, kind)) return; \
+    if (transfer_usual(statement, type, value, kind)) return;                           \
+    transfer_scalar(statement, type, kind, value);                                      \
   }
 TAMGNU_SCALAR_TRANSFER(transfer_integer, GFC_INTEGER)
 TAMGNU_SCALAR_TRANSFER(transfer_integer_write, GFC_INTEGER)
