@@ -166,9 +166,8 @@ int end_of_file_mark(For_Lub& lub) {
   return MSG_END_OF_FILE;
 }
 
-/// FIXED, VARIABLE, SEGMENTED: one record, subrecord or segment.
+/// FIXED, formatted VARIABLE, SEGMENTED: one record or segment.
 int get_counted(For_Lub& lub) {
-  if (is_variable(lub) && !lub.lub_f_formatted) return begin_subrecord(lub);
   Counted record = {0, lub.lub_rec_bytes, 0};
   if (is_variable(lub)) record.lead = kLengthWord;
   if (lub.lub_rectype == RECTYPE_SEGMENTED) record.lead = kSegmentCount;
@@ -228,7 +227,7 @@ int finish_output_before_input(For_Lub& lub) {
   return 0;
 }
 
-int get_by_type(For_Lub& lub) {
+[[gnu::noinline]] int get_by_type(For_Lub& lub) {
   switch (lub.lub_rectype) {
     case RECTYPE_NONE:
       return MSG_END_OF_FILE;
@@ -326,6 +325,7 @@ int extend_stream_input(For_Lub& lub, bool* more) {
 int for__get_s(For_Lub* lub, const u8*, void**) {
   if (input_belongs_to_other_image(*lub)) return MSG_ONLY_IMAGE_1_MAY_READ;
   if (int code = finish_output_before_input(*lub)) return code;
-  if (int code = get_by_type(*lub)) return code;
+  const bool subrecords = is_variable(*lub) && !lub->lub_f_formatted;
+  if (int code = subrecords ? begin_subrecord(*lub) : get_by_type(*lub)) return code;
   return trim_record(*lub);
 }

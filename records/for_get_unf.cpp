@@ -108,9 +108,8 @@ bool is_read_in_parts(const For_Lub& lub, i64 length, i64 whole) {
   return asked && length > 1 && length >= lub.lub_buffer_threshold && whole > unread_bytes(lub);
 }
 
-}  // namespace
-
-int begin_subrecord(For_Lub& lub) {
+/// begin_subrecord for one that is not whole in the buffer, or has a successor.
+[[gnu::noinline]] int begin_incomplete_subrecord(For_Lub& lub) {
   if (int code = bring_bytes(lub, kLengthWord)) return code;
   if (unread_bytes(lub) < kLengthWord) return MSG_END_OF_FILE;
   const i64 signed_length = length_word(lub, lub.lub_a_read_next);
@@ -127,6 +126,20 @@ int begin_subrecord(For_Lub& lub) {
   const i64 here = std::min(length, lub.lub_a_read_end - data);
   lub.lub_rec_left = length - here;
   take_record(lub, data, data + here, large ? data + here : data + here + kLengthWord);
+  return 0;
+}
+
+}  // namespace
+
+int begin_subrecord(For_Lub& lub) {
+  const i64 there = unread_bytes(lub);
+  const i64 length = there >= kLengthWord ? length_word(lub, lub.lub_a_read_next) : -1;
+  // Most records are in the buffer already, to the last byte.
+  if (length < 0 || length > there - 2 * kLengthWord) return begin_incomplete_subrecord(lub);
+  lub.lub_f_rec_continued = lub.lub_f_large_record = 0;
+  lub.lub_rec_left = 0;
+  u8* const data = lub.lub_a_read_next + kLengthWord;
+  take_record(lub, data, data + length, data + length + kLengthWord);
   return 0;
 }
 

@@ -13,6 +13,7 @@
 
 #include "core/failure.h"
 #include "records/buffer.h"
+#include "records/held_output.h"
 #include "records/record_frame.h"
 
 namespace {
@@ -233,20 +234,10 @@ int flush_output(For_Lub& lub) {
   return result < 0 ? -1 : 0;
 }
 
-/// True when the record may wait in the buffer: at least two more of its size still fit behind it.
+/// True when these bytes are the record in the buffer and may wait there.
 bool may_hold(const For_Lub& lub, const u8* data, i64 length) {
-  if (!lub.lub_f_buffered || lub.lub_f_write_through) return false;
   if (data != lub.lub_a_buffer && data != lub.lub_a_rec_start) return false;
-  const i64 left = lub.lub_a_buffer + lub.lub_buffer_size - std::max<const u8*>(lub.lub_a_cursor, data + length);
-  return left > 2 * lub.lub_rec_bytes;
-}
-
-/// The record stays in the buffer, which ends at `end` now.
-void hold_output(For_Lub& lub, u8* end, i64 length) {
-  lub.lub_a_rec_start = lub.lub_a_cursor = end;
-  lub.lub_a_rec_end = end + lub.lub_rec_bytes;
-  lub.lub_f_buffer_held = 1;
-  lub.lub_file_pos += length;
+  return has_room_to_hold(lub, std::max<const u8*>(lub.lub_a_cursor, data + length));
 }
 
 /// A line that waits in the buffer of an ordinary file and owes nothing to lines before it: false, with nothing done, for
@@ -257,8 +248,7 @@ bool put_held_line(For_Lub& lub) {
   if (lub.lub_stream_kind == STREAM_CONSOLE_OUT || lub.lub_f_no_terminator || lub.lub_f_truncate_on_write) return false;
   u8* const base = record_base(lub);
   u8* end = lub.lub_a_high_water != nullptr ? lub.lub_a_high_water : lub.lub_a_cursor;
-  const i64 left = lub.lub_a_buffer + lub.lub_buffer_size - std::max(lub.lub_a_cursor, end + 1);
-  if (!lub.lub_f_buffered || lub.lub_f_write_through || left <= 2 * lub.lub_rec_bytes) return false;
+  if (!has_room_to_hold(lub, std::max(lub.lub_a_cursor, end + 1))) return false;
   *end++ = kLf;
   lub.lub_f_after_endfile = 0;
   lub.lub_rec_buffered = lub.lub_partial_bytes = 0;

@@ -11,6 +11,7 @@
 
 #include "core/failure.h"
 #include "records/buffer.h"
+#include "records/held_output.h"
 
 namespace {
 
@@ -142,12 +143,27 @@ int write_fill(For_Lub& lub, i64 bytes) {
   return 0;
 }
 
+/// A VARIABLE record that waits in the buffer: false, with nothing done, for all others.
+bool put_held_record(For_Lub& lub, u8* base) {
+  if (!is_variable(lub) || lub.lub_f_truncate_on_write || in_child_statement(lub)) return false;
+  u8* const end = lub.lub_a_cursor + kLengthWord;
+  const i64 length = lub.lub_a_cursor - base - kLengthWord;
+  if (length > subrecord_limit || !has_room_to_hold(lub, end)) return false;
+  store_length_word(lub, base, length);
+  store_length_word(lub, lub.lub_a_cursor, length);
+  lub.lub_f_after_endfile = 0;
+  lub.lub_rec_buffered = lub.lub_partial_bytes = 0;
+  hold_output(lub, end, end - base);
+  return true;
+}
+
 }  // namespace
 
 int for__put_su(For_Lub* lub_pointer) {
   For_Lub& lub = *lub_pointer;
   u8* base = record_base(lub);
   if (in_child_statement(lub)) return write_bytes(lub, base, lub.lub_a_cursor - base);
+  if (put_held_record(lub, base)) return 0;
   const i64 trailer = trailer_bytes(lub);
   if (lub.lub_a_cursor + trailer > buffer_end(lub)) {
     if (for__adjust_buffer(&lub, trailer, kGrowthStep) != 0) return MSG_RECORD_OVERFLOW;

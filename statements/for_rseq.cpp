@@ -70,7 +70,12 @@ int begin_record(For_Lub& lub, const u8* item_list, void* item_args) {
 int finish_record(For_Lub& lub) {
   if (lub.lub_f_direct_done) return 0;
   if (is_length_byte_form(lub)) return for__read_ufseq(&lub, nullptr, 0);
-  if (is_variable(lub)) return for__get_su_fields(&lub, nullptr, 0);
+  if (is_variable(lub)) {
+    const bool whole = lub.lub_rec_left == 0 && !lub.lub_f_large_record && !lub.lub_f_rec_continued;
+    if (!whole) return for__get_su_fields(&lub, nullptr, 0);
+    lub.lub_a_cursor = lub.lub_a_rec_end;
+    return 0;
+  }
   while (lub.lub_rectype == RECTYPE_SEGMENTED && !(*lub.lub_a_data_start & SEGMENT_LAST)) {
     if (int code = next_segment(lub)) return code;
   }
@@ -93,6 +98,23 @@ int end_of_list(For_Lub& lub) {
   return end_statement(lub);
 }
 
+/// Moves the items of one call.
+int read_items(For_Lub& lub, const u8* item_list, void* item_args) {
+  if (item_list != nullptr && *item_list == ITM_END_STATEMENT) return end_of_list(lub);
+  const Unf_Result result = read_unformatted_items(lub, item_list, item_args);
+  switch (result.end) {
+    case Unf_End::statement:
+      return end_of_list(lub);
+    case Unf_End::call:
+      return 0;
+    case Unf_End::failed:
+      return fail_reading(lub, result.code);
+    case Unf_End::child:
+      break;
+  }
+  return result.code;
+}
+
 }  // namespace
 
 int for_read_seq(For_Context* ctx, int unit, For_IO_Flags flags, const u8* item_list, void* item_args, ...) {
@@ -106,21 +128,9 @@ int for_read_seq(For_Context* ctx, int unit, For_IO_Flags flags, const u8* item_
   For_Lub& lub = *start.lub;
   if (int code = begin_record(lub, item_list, item_args)) return fail_statement(lub, code);
   if (lub.lub_user_target_len > 0 && lub.lub_f_direct_done && !in_child_statement(lub)) return end_of_list(lub);
-  return for_read_seq_xmit(ctx, item_list, item_args);
+  return read_items(lub, item_list, item_args);
 }
 
 int for_read_seq_xmit(For_Context* ctx, const u8* item_list, void* item_args) {
-  For_Lub& lub = *ctx->ctx_lub;
-  const Unf_Result result = read_unformatted_items(lub, item_list, item_args);
-  switch (result.end) {
-    case Unf_End::statement:
-      return end_of_list(lub);
-    case Unf_End::call:
-      return 0;
-    case Unf_End::failed:
-      return fail_reading(lub, result.code);
-    case Unf_End::child:
-      break;
-  }
-  return result.code;
+  return read_items(*ctx->ctx_lub, item_list, item_args);
 }

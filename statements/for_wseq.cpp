@@ -45,6 +45,22 @@ int end_of_list(For_Lub& lub) {
   return end_statement(lub);
 }
 
+/// Moves the items of one call.
+int write_items(For_Lub& lub, const u8* item_list, void* item_args) {
+  const Unf_Result result = write_unformatted_items(lub, item_list, item_args);
+  switch (result.end) {
+    case Unf_End::statement:
+      return end_of_list(lub);
+    case Unf_End::call:
+      return 0;
+    case Unf_End::failed:
+      return fail_statement(lub, result.code);
+    case Unf_End::child:
+      break;
+  }
+  return result.code;
+}
+
 }  // namespace
 
 int begin_unformatted_record(For_Lub& lub) {
@@ -81,21 +97,9 @@ int for_write_seq(For_Context* ctx, int unit, For_IO_Flags flags, const u8* item
   For_Lub& lub = *start.lub;
   if (int code = begin_unformatted_record(lub)) return fail_statement(lub, code);
   if (goes_from_variable(lub, item_list, item_args)) return end_of_list(lub);
-  return for_write_seq_xmit(ctx, item_list, item_args);
+  return write_items(lub, item_list, item_args);
 }
 
 int for_write_seq_xmit(For_Context* ctx, const u8* item_list, void* item_args) {
-  For_Lub& lub = *ctx->ctx_lub;
-  const Unf_Result result = write_unformatted_items(lub, item_list, item_args);
-  switch (result.end) {
-    case Unf_End::statement:
-      return end_of_list(lub);
-    case Unf_End::call:
-      return 0;
-    case Unf_End::failed:
-      return fail_statement(lub, result.code);
-    case Unf_End::child:
-      break;
-  }
-  return result.code;
+  return write_items(*ctx->ctx_lub, item_list, item_args);
 }

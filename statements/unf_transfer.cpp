@@ -204,8 +204,12 @@ Unf_Result move_items(For_Lub& lub, const u8* list, void* args) {
       if (int code = Move_Block(lub, block.data, block.bytes)) return {Unf_End::failed, code};
       continue;
     }
-    const Unf_Result moved = move_next_item<Move_Block, Move_Run>(lub, &list, &args);
+    const u8* next = list;  // copies, so that the list itself may stay in registers
+    void* next_args = args;
+    const Unf_Result moved = move_next_item<Move_Block, Move_Run>(lub, &next, &next_args);
     if (moved.code != 0) return moved;
+    list = next;
+    args = next_args;
   }
 }
 

@@ -15,7 +15,7 @@
 #include "tamrun/open_args.h"
 #include "tamrun/tamrun.h"
 
-thread_local Statement* t_innermost;
+constinit thread_local Statement* t_innermost = nullptr;
 
 namespace {
 
@@ -130,7 +130,9 @@ int further_call(Statement* statement, const u8* list, u64* args) {
 
 /// Anything but 0 ends the statement.
 void take_result(Statement* statement, int result) {
-  if (store_result(statement->block->common, result)) statement->over = true;
+  if (!store_result(statement->block->common, result)) return;
+  statement->over = true;
+  statement->takes_values = statement->values_in_place = false;
 }
 
 /// The first call of the statement, or a further one.
@@ -175,7 +177,7 @@ bool is_recursive(const Statement* statement) {
 /// it ended the statement.
 u64* add_item(Statement* statement, For_Item_Type type, For_Item_Access access, int words, int text_words = 0) {
   const int used = statement->words + statement->text_words;
-  if (statement->items == kBatchItems || used + words + text_words > kBatchWords) {
+  if (used + words + text_words > kBatchWords) {
     send(statement, ITM_END_CALL);
     if (statement->over) return nullptr;
   }
@@ -241,7 +243,7 @@ void add_leading_items(Statement* statement) {
 }
 
 /// What a statement with more than a plain list of items begins with.
-void prepare_statement(Statement* statement) {
+[[gnu::noinline]] void prepare_statement(Statement* statement) {
   const Gfc_Dt& block = *statement->block;
   const u32 flags = block.common.flags;
   Console* console = statement->console;
@@ -285,6 +287,7 @@ void begin_statement(Gfc_Dt* block, Verb verb, Console* console) {
   statement->verb = verb;
   statement->internal = statement->started = statement->over = statement->numeric_text = false;
   statement->plus = statement->delimited = statement->values_in_place = false;
+  statement->takes_values = verb == Verb::write;
   empty_batch(statement);
   t_innermost = statement;
   constexpr u32 kPrepared = GFC_DT_INTERNAL | GFC_DT_ADVANCE | GFC_DT_SIZE | kTemporaryTexts;

@@ -12,8 +12,8 @@
 /// Values, short texts and small arrays of a WRITE are copied and wait for company, so that most statements are one call of the library;
 /// what goes by reference is sent at once, since it may be a temporary of the expression. An item of a READ is read at
 /// once: the rest of the list may depend on it.
-inline constexpr int kBatchItems = 19;
-inline constexpr int kBatchWords = 20;
+inline constexpr int kBatchWords = 19;
+inline constexpr int kBatchItems = kBatchWords;  ///< an item has at least one argument word
 inline constexpr i64 kCopiedText = 40;
 inline constexpr i64 kCopiedArray = 96;
 
@@ -33,6 +33,7 @@ struct Statement {
   bool plus : 1;             ///< SIGN='PLUS' on the statement, for numbers that go as text
   bool delimited : 1;        ///< DELIM= other than 'NONE' on the statement
   bool values_in_place : 1;  ///< of an unformatted READ: `context` has the unit, whose record holds values as they are
+  bool takes_values : 1;     ///< a WRITE that has not failed
   u8 items;
   u8 words;       ///< argument words, from the start of `args`
   u8 text_words;  ///< copied texts, from the end of `args`
@@ -47,7 +48,7 @@ struct Statement {
 static_assert(sizeof(Statement) <= kServerBytes);
 
 /// The innermost running statement of the thread that the library serves.
-extern thread_local Statement* t_innermost __attribute__((tls_model("initial-exec")));
+extern constinit thread_local Statement* t_innermost __attribute__((tls_model("initial-exec")));
 
 /// statement_of, beginning outside the innermost statement.
 Statement* outer_statement_of(const Gfc_Dt* block);
@@ -76,13 +77,14 @@ void put_value(Statement* statement, For_Item_Type type, const void* value, size
 /// The same for a value of at most one word, while the batch has room and nothing needs a closer look: false if it has
 /// not been taken.
 inline bool put_word(Statement* statement, For_Item_Type type, u64 word) {
-  const bool full = statement->items == kBatchItems || statement->words + statement->text_words == kBatchWords;
-  if (statement->verb != Verb::write || statement->over || full) [[unlikely]]
+  const u32 words = statement->words, items = statement->items;
+  if (words + statement->text_words == kBatchWords) [[unlikely]]
     return false;
-  u8* item = &statement->list[2 * statement->items++];
-  item[0] = type;
-  item[1] = ACC_INLINE;
-  statement->args[statement->words++] = word;
+  statement->list[2 * items] = type;
+  statement->list[2 * items + 1] = ACC_INLINE;
+  statement->items = static_cast<u8>(items + 1);
+  statement->args[words] = word;
+  statement->words = static_cast<u8>(words + 1);
   statement->numeric_text = false;
   return true;
 }
@@ -91,9 +93,9 @@ inline bool put_word(Statement* statement, For_Item_Type type, u64 word) {
 /// taken. A copy would hide that an internal file is written into itself.
 inline bool put_few_characters(Statement* statement, const void* text, i64 length) {
   constexpr i64 kWord = sizeof(u64);
-  const bool full = statement->items == kBatchItems || statement->words + statement->text_words + 4 > kBatchWords;
-  if (length < 1 || length > 2 * kWord || statement->verb != Verb::write || statement->over || full ||
-      statement->numeric_text || statement->internal) {
+  const bool full = statement->words + statement->text_words + 4 > kBatchWords;
+  if (length < 1 || length > 2 * kWord || !statement->takes_values || full || statement->numeric_text ||
+      statement->internal) {
     return false;
   }
   u8* item = &statement->list[2 * statement->items++];

@@ -121,49 +121,59 @@ TAMRUN_ENTRY void _gfortran_st_write_done(Gfc_Dt* block) { end_transfer(block, &
 TAMRUN_ENTRY void _gfortran_st_read(Gfc_Dt* block) { begin_transfer(block, Verb::read, &Peer::st_read); }
 TAMRUN_ENTRY void _gfortran_st_read_done(Gfc_Dt* block) { end_transfer(block, &Peer::st_read_done); }
 
-/// The kinds that most values have: false for all others.
-[[gnu::always_inline]] inline bool transfer_usual_number(Statement* statement, For_Item_Type four, For_Item_Type eight,
-                                                         void* value, int kind) {
-  if (kind != sizeof(u32) && kind != sizeof(u64)) return false;
-  if (read_value(statement, kind == sizeof(u32) ? four : eight, value)) return true;
-  if (kind == sizeof(u32)) {
-    u32 word;
-    __builtin_memcpy(&word, value, sizeof word);
-    return put_word(statement, four, word);
-  }
-  u64 word;
-  __builtin_memcpy(&word, value, sizeof word);
-  return put_word(statement, eight, word);
-}
+/// The items of a type for the kinds that most values have.
+struct Usual_Items {
+  For_Item_Type four, eight;  ///< by bytes; ITM_END_STATEMENT: there is none
+};
 
-[[gnu::always_inline]] inline bool transfer_usual(Statement* statement, Gfc_Type type, void* value, int kind) {
+constexpr Usual_Items usual_items(Gfc_Type type) {
   switch (type) {
     case GFC_INTEGER:
-      return transfer_usual_number(statement, ITM_INTEGER4, ITM_INTEGER8, value, kind);
-    case GFC_LOGICAL:  // what is read needs more
-      return statement->verb == Verb::write &&
-             transfer_usual_number(statement, ITM_LOGICAL4, ITM_LOGICAL8, value, kind);
+      return {ITM_INTEGER4, ITM_INTEGER8};
+    case GFC_LOGICAL:
+      return {ITM_LOGICAL4, ITM_LOGICAL8};
     case GFC_REAL:
-      return transfer_usual_number(statement, ITM_REAL4, ITM_REAL8, value, kind);
+      return {ITM_REAL4, ITM_REAL8};
     default:
-      return false;
+      return {ITM_END_STATEMENT, ITM_END_STATEMENT};
   }
 }
 
-/// The kinds that most values have, on their way in: false for all others.
-[[gnu::always_inline]] inline bool take_usual(Statement* statement, Gfc_Type type, void* value, int kind) {
-  if (type == GFC_COMPLEX) return false;  // whose kind is that of a part
-  if (kind == sizeof(u32)) return take_in_place<sizeof(u32)>(statement, value);
-  return kind == sizeof(u64) && take_in_place<sizeof(u64)>(statement, value);
+/// Transfers a value of a usual kind: false, with nothing done, for what is not, and where something else comes first.
+template <class Word>
+[[gnu::always_inline]] inline bool transfer_usual(Statement* statement, For_Item_Type item, void* value) {
+  if (statement->takes_values) {
+    Word word;
+    __builtin_memcpy(&word, value, sizeof word);
+    return put_word(statement, item, word);
+  }
+  if (statement->values_in_place && take_in_place<sizeof(Word)>(statement, value)) return true;
+  return read_value(statement, item, value);
 }
 
-#define TAMGNU_SCALAR_TRANSFER(name, type)                                              \
-  TAMRUN_ENTRY void _gfortran_##name(Gfc_Dt* block, void* value, int kind) {            \
-    Statement* statement = statement_of(block);                                         \
-    if (statement == nullptr) return peer().name(block, value, kind);                   \
-    if (statement->values_in_place && take_usual(statement, type, value, kind)) return; \
-    if (transfer_usual(statement, type, value, kind)) return;                           \
-    transfer_scalar(statement, type, kind, value);                                      \
+template <Gfc_Type Type>
+[[gnu::always_inline]] inline bool transfer_usual_kind(Statement* statement, void* value, int kind) {
+  constexpr Usual_Items kItems = usual_items(Type);
+  if (kItems.four == ITM_END_STATEMENT) return false;
+  if (Type == GFC_LOGICAL && statement->verb == Verb::read) return false;  // what is read needs more
+  if (kind == sizeof(u64)) return transfer_usual<u64>(statement, kItems.eight, value);
+  return kind == sizeof(u32) && transfer_usual<u32>(statement, kItems.four, value);
+}
+
+/// What transfer_usual_kind leaves, of any statement.
+[[gnu::noinline]] static void transfer_other(Gfc_Dt* block, void* value, int kind, Gfc_Type type,
+                                             void (*Peer::*peer_call)(Gfc_Dt*, void*, int)) {
+  if (Statement* statement = statement_of(block)) return transfer_scalar(statement, type, kind, value);
+  (peer().*peer_call)(block, value, kind);
+}
+
+#define TAMGNU_SCALAR_TRANSFER(name, type)                                         \
+  TAMRUN_ENTRY void _gfortran_##name(Gfc_Dt* block, void* value, int kind) {       \
+    Statement* statement = t_innermost;                                            \
+    const bool innermost = statement != nullptr && statement->block == block;      \
+    if (innermost && transfer_usual_kind<type>(statement, value, kind)) [[likely]] \
+      return;                                                                      \
+    transfer_other(block, value, kind, type, &Peer::name);                         \
   }
 TAMGNU_SCALAR_TRANSFER(transfer_integer, GFC_INTEGER)
 TAMGNU_SCALAR_TRANSFER(transfer_integer_write, GFC_INTEGER)
