@@ -10,18 +10,20 @@
 
 namespace {
 
-bool has_vector_subscript(const For_Dim& dim) { return dim.dim_extent < 0; }
-
 /// Bytes from the base array's first element in this dimension to the one that value number `i` selects.
 i64 offset_of_value(const For_Dim& dim, u64 i) {
   if (!has_vector_subscript(dim)) return static_cast<i64>(i) * dim.dim_stride;
-  const auto* record = reinterpret_cast<const For_Vector_Subscript*>(dim.dim_lower);
-  i32 value;
-  memcpy(&value, record->vs_values->first + static_cast<i64>(i) * record->vs_values->distance, sizeof value);
-  return (static_cast<i64>(value) - record->vs_base_lower) * dim.dim_stride;
+  return (i64{subscript_value(dim, i)} - base_lower_bound(dim)) * dim.dim_stride;
 }
 
 }  // namespace
+
+i32 subscript_value(const For_Dim& dim, u64 i) {
+  const auto* const record = reinterpret_cast<const For_Vector_Subscript*>(dim.dim_lower);
+  i32 value;
+  memcpy(&value, record->vs_values->first + static_cast<i64>(i) * record->vs_values->distance, sizeof value);
+  return value;
+}
 
 Element_Walk::Element_Walk(const For_Dope_Vector* d, u8* base) : address_(base), step_(0) {
   const i32 rank = static_cast<i32>(std::clamp<i64>(static_cast<i64>(d->dv_rank), 0, kMaxWalkRank));

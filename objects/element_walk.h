@@ -26,6 +26,14 @@ inline u64 dimension_count(const For_Dim& dim) {
   return static_cast<u64>(extent < 0 ? -extent : extent);
 }
 
+inline bool has_vector_subscript(const For_Dim& dim) { return dim.dim_extent < 0; }
+/// Value number `i`, from 0, of a dimension with vector subscripts.
+i32 subscript_value(const For_Dim& dim, u64 i);
+/// Lower bound of the base array in such a dimension.
+inline i32 base_lower_bound(const For_Dim& dim) {
+  return reinterpret_cast<const For_Vector_Subscript*>(dim.dim_lower)->vs_base_lower;
+}
+
 /// The caller counts the elements; there is at least one.
 class Element_Walk {
  public:

@@ -35,6 +35,7 @@ Descriptor::Descriptor(const Descriptor& other)
 
 Descriptor::Descriptor(const Fortran_Type& type, int rank, int codims) : Descriptor(type.size(), rank, codims) {
   type.fill_block(block());
+  flags(type.final_flags());
 }
 
 Descriptor& Descriptor::shape(std::initializer_list<i64> extents) { return shape(std::vector<i64>(extents)); }
@@ -123,6 +124,7 @@ Descriptor& Fortran_Type::keep(const Descriptor& d, Fortran_Type* type) {
   Descriptor& kept = kept_.emplace_back(d);
   if (type != nullptr) {
     type->fill_block(kept.block());
+    kept.flags(type->final_flags());
     type->size_into(&kept->dv_elem_len);
   }
   return kept;
@@ -146,6 +148,7 @@ u64 Fortran_Type::reference(u64 elem_len, Fortran_Type* type, int rank, int codi
     if (type != nullptr) type->size_into(&in_element->dv_elem_len);
   }
   enter(kAllocatable, CI_REFERENCE, at, x);
+  if (type != nullptr) enter(kFinalize, CI_REFERENCE, at, x);
   return at;
 }
 
@@ -155,6 +158,7 @@ u64 Fortran_Type::polymorphic(Fortran_Type& type, int rank, int codims, u64 more
   memcpy(&image_[at], pattern.get(), pattern.bytes());
   type.size_into(&reinterpret_cast<For_Dope_Vector*>(&image_[at])->dv_elem_len);
   enter(kAllocatable, CI_EMBEDDED, at, nullptr);
+  enter(kFinalize, CI_EMBEDDED, at, nullptr);
   return at;
 }
 
@@ -165,7 +169,14 @@ u64 Fortran_Type::embedded(Fortran_Type& type, i64 count) {
   const u64 at = place(type.size() * count, sizeof(u64));
   for (i64 i = 0; i < count; ++i) memcpy(&image_[at + i * type.size()], type.image(), type.size());
   enter(kAllocatable, CI_INLINE, at, x);
+  enter(kFinalize, CI_INLINE, at, x);
   return at;
+}
+
+For_Component_List* Fortran_Type::parent_of_rank(Fortran_Type& parent, int rank) {
+  list(kParent)->cl_count = 0;
+  enter(kParent, CI_INLINE, 0, parent.info(DV_DEFINED | DV_NO_DEALLOC | DV_ADDRESS_WORD, rank));
+  return list(kParent);
 }
 
 u64 Fortran_Type::dependent(const Descriptor& pattern, std::vector<i64> extents) {
@@ -254,6 +265,7 @@ void Fortran_Type::fill_block(xdesc_fixed_t* block) const {
   block->xd_init = list(kInit);
   block->xd_len_dependent = list(kLenDependent);
   block->xd_final = final_;
+  block->xd_finalize = list(kFinalize);
 }
 
 }  // namespace tamrun_test

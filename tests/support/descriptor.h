@@ -117,10 +117,16 @@ class Fortran_Type {
 
   /// What a TI_DEFAULT_IMAGE record brings; without it the type has no default value.
   Fortran_Type& without_default();
-  Fortran_Type& final_routine(void* routine) {
-    final_ = routine;
+  /// Its FINAL procedure, called as these flags say: DV_FINAL_ELEMENTAL, DV_FINAL_BY_DESCRIPTOR or neither. To be told
+  /// before objects and components of the type are made.
+  Fortran_Type& final_routine(void (*routine)(void* object), u64 flags = 0) {
+    final_ = reinterpret_cast<void*>(routine);
+    final_flags_ = flags;
     return *this;
   }
+  u64 final_flags() const { return final_flags_; }
+  /// The list for the parent component of an object of that rank.
+  For_Component_List* parent_of_rank(Fortran_Type& parent, int rank);
 
   u64 size() const { return size_; }
   const u8* image() const { return image_.data(); }
@@ -133,7 +139,7 @@ class Fortran_Type {
   For_Dope_Vector* info(u64 flags, int rank = 0);
 
  private:
-  enum List { kAllocatable, kInit, kLenDependent, kDefined, kLists };
+  enum List { kAllocatable, kInit, kLenDependent, kDefined, kFinalize, kParent, kLists };
   static constexpr u64 kMaxBytes = 8192;
   static constexpr size_t kMaxEntries = 64;
 
@@ -156,6 +162,7 @@ class Fortran_Type {
   std::deque<For_Defassign_Info> assignments_;
   std::vector<u64*> waiting_;
   void* final_ = nullptr;
+  u64 final_flags_ = 0;
   u64 size_ = 0;
   bool ended_ = false;
 };
