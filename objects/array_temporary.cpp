@@ -174,8 +174,8 @@ void* for_array_copy_in(const For_Dope_Vector* d) {
 
 void for_array_copy_out(void* temporary, const For_Dope_Vector* d) {
   if (temporary == d->dv_base) return;
-  if (packed_bytes(d) > 0)
-    recur_copy(d, static_cast<i64>(d->dv_rank) - 1, d->dv_base, nullptr, static_cast<const u8*>(temporary));
+  const i64 rank = static_cast<i64>(d->dv_rank);
+  if (rank > 0 && packed_bytes(d) > 0) recur_copy(d, rank - 1, d->dv_base, nullptr, static_cast<const u8*>(temporary));
   for__free_vm(temporary);
 }
 

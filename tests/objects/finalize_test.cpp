@@ -128,7 +128,7 @@ TEST(Finalize, ObjectThenComponentsThenParent) {
   EXPECT_EQ(finalized(array, store.data()), "w1 w3 l21 l22 l23 l24 l25 l0 l30 l0 l32 b1 b3 l10 l12 ");
 }
 
-/// A chain of a hundred thousand nodes on a stack of 64 KiB.
+/// A chain of a hundred thousand nodes on a stack of 256 KiB.
 TEST(Finalize, LongChains) {
   static Fortran_Type node("node");
   static i64 count;
@@ -142,7 +142,7 @@ TEST(Finalize, LongChains) {
     *reinterpret_cast<u8**>(&store[i * node.size() + next]) = &store[(i + 1) * node.size()];
   pthread_attr_t attributes;
   pthread_attr_init(&attributes);
-  pthread_attr_setstacksize(&attributes, 64 * 1024);
+  pthread_attr_setstacksize(&attributes, 256 << 10);
   const auto body = [](void*) -> void* {
     for_finalize(Descriptor(node).flags(DV_DEFINED), store.data());
     return nullptr;
