@@ -23,8 +23,7 @@ struct Section {
     For_Dim second;
   } words = {};
 
-  explicit Section(const benchmark::State& state)
-      : rows(state.range(0)), columns(state.range(1)), step(state.range(2)), column(rows * step + 6) {
+  Section(i64 rows, i64 columns, i64 step) : rows(rows), columns(columns), step(step), column(rows * step + 6) {
     array.resize(static_cast<size_t>(column * columns));
     const i64 length = sizeof(T);
     words.d = {reinterpret_cast<u8*>(array.data()), sizeof(T), 0, DV_DEFINED, 2, 0, {{rows, step * length, 1}}};
@@ -32,9 +31,9 @@ struct Section {
   }
 };
 
-template <class T>
+template <class T, i64 kRows, i64 kColumns, i64 kStep>
 void tamrun(benchmark::State& state) {
-  Section<T> section(state);
+  Section<T> section(kRows, kColumns, kStep);
   for (auto _ : state) {
     void* const copy = for_array_copy_in(&section.words.d);
     benchmark::DoNotOptimize(copy);
@@ -46,20 +45,20 @@ void tamrun(benchmark::State& state) {
 }
 
 template <class T>
-[[gnu::noinline]] void pack(T* __restrict to, const T* __restrict from, i64 rows, i64 columns, i64 step, i64 column) {
+[[gnu::noipa]] void pack(T* __restrict to, const T* __restrict from, i64 rows, i64 columns, i64 step, i64 column) {
   for (i64 j = 0; j < columns; ++j)
     for (i64 i = 0; i < rows; ++i) to[j * rows + i] = from[j * column + i * step];
 }
 
 template <class T>
-[[gnu::noinline]] void unpack(const T* __restrict from, T* __restrict to, i64 rows, i64 columns, i64 step, i64 column) {
+[[gnu::noipa]] void unpack(const T* __restrict from, T* __restrict to, i64 rows, i64 columns, i64 step, i64 column) {
   for (i64 j = 0; j < columns; ++j)
     for (i64 i = 0; i < rows; ++i) to[j * column + i * step] = from[j * rows + i];
 }
 
-template <class T>
+template <class T, i64 kRows, i64 kColumns, i64 kStep>
 void loop_o3(benchmark::State& state) {
-  Section<T> s(state);
+  Section<T> s(kRows, kColumns, kStep);
   for (auto _ : state) {
     T* const copy = static_cast<T*>(malloc(sizeof(T) * static_cast<size_t>(s.rows * s.columns)));
     pack(copy, s.array.data(), s.rows, s.columns, s.step, s.column);
@@ -73,20 +72,20 @@ void loop_o3(benchmark::State& state) {
 }
 
 template <class T>
-[[gnu::noinline]] void pack_2(T* __restrict to, const T* __restrict from, i64 rows, i64 columns, i64 column) {
+[[gnu::noipa]] void pack_2(T* __restrict to, const T* __restrict from, i64 rows, i64 columns, i64 column) {
   for (i64 j = 0; j < columns; ++j)
     for (i64 i = 0; i < rows; ++i) to[j * rows + i] = from[j * column + i * 2];
 }
 
 template <class T>
-[[gnu::noinline]] void unpack_2(const T* __restrict from, T* __restrict to, i64 rows, i64 columns, i64 column) {
+[[gnu::noipa]] void unpack_2(const T* __restrict from, T* __restrict to, i64 rows, i64 columns, i64 column) {
   for (i64 j = 0; j < columns; ++j)
     for (i64 i = 0; i < rows; ++i) to[j * column + i * 2] = from[j * rows + i];
 }
 
-template <class T>
+template <class T, i64 kRows, i64 kColumns, i64 kStep>
 void loop_o3_of_2(benchmark::State& state) {
-  Section<T> s(state);
+  Section<T> s(kRows, kColumns, kStep);
   for (auto _ : state) {
     T* const copy = static_cast<T*>(malloc(sizeof(T) * static_cast<size_t>(s.rows * s.columns)));
     pack_2(copy, s.array.data(), s.rows, s.columns, s.column);
@@ -99,16 +98,14 @@ void loop_o3_of_2(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations() * s.rows * s.columns);
 }
 
-#define COPY_CASE(T, rows, columns, step)                                   \
-  BENCHMARK(tamrun<T>)                                                      \
-      ->Name("copy_in_out/" #T "/" #rows "x" #columns "/" #step "/tamrun")  \
-      ->Args({rows, columns, step});                                        \
-  BENCHMARK(loop_o3<T>)                                                     \
-      ->Name("copy_in_out/" #T "/" #rows "x" #columns "/" #step "/loop_o3") \
-      ->Args({rows, columns, step})
+#define COPY_CASE_BY(function, T, rows, columns, step) \
+  BENCHMARK(function<T, rows, columns, step>)->Name("copy_in_out/" #T "/" #rows "x" #columns "/" #step "/" #function)
+#define COPY_CASE(T, rows, columns, step)       \
+  COPY_CASE_BY(tamrun, T, rows, columns, step); \
+  COPY_CASE_BY(loop_o3, T, rows, columns, step)
 #define COPY_CASE_OF_2(T, rows, columns) \
   COPY_CASE(T, rows, columns, 2);        \
-  BENCHMARK(loop_o3_of_2<T>)->Name("copy_in_out/" #T "/" #rows "x" #columns "/2/loop_o3_of_2")->Args({rows, columns, 2})
+  COPY_CASE_BY(loop_o3_of_2, T, rows, columns, 2)
 
 COPY_CASE_OF_2(double, 4, 4);
 COPY_CASE_OF_2(double, 100, 100);

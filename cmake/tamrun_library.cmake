@@ -41,9 +41,8 @@ function(tamrun_library)
   set_source_files_properties(intrinsics/random_avx.cpp PROPERTIES COMPILE_OPTIONS "-mavx;-mpopcnt")
   set_source_files_properties(intrinsics/random_avx512.cpp PROPERTIES COMPILE_OPTIONS "-mavx512f;-mpopcnt")
   # Their loops are to become vectors.
-  set_source_files_properties(parallel/omp_private.cpp parallel/reduction_cells.cpp PROPERTIES COMPILE_OPTIONS "-O3")
-  # Its loops are all that it does: they are to be vectors where the compiler can make them so.
-  set_source_files_properties(objects/array_temporary.cpp PROPERTIES COMPILE_OPTIONS -O3)
+  set_source_files_properties(objects/array_temporary.cpp parallel/omp_private.cpp parallel/reduction_cells.cpp
+                              PROPERTIES COMPILE_OPTIONS "-O3")
   target_compile_options(tamrun_objects PRIVATE ${TAMRUN_CXX_FLAGS})
   target_link_libraries(tamrun_objects PUBLIC tamrun_options)
 

@@ -89,19 +89,20 @@ class Mover {
     const i64 step = length();
     const i64 row_bytes = count * step;
     const i64 stride = kWay == kAdjacent ? step : kWay == kEverySecond ? 2 * step : row_.stride;
-    if (count < 1) return dim.dim_extent < 1 ? 0 : dim.dim_extent * row_bytes;
+    const i64 total = std::max<i64>(dim.dim_extent, 0) * row_bytes;
+    if (count < 1) return total;
     for (i64 j = 0; j < dim.dim_extent; ++j, strided += dim.dim_stride, packed += row_bytes) {
       if constexpr (kWay == kBlock) {
         memcpy(kPack ? packed : strided, kPack ? strided : packed, static_cast<size_t>(row_bytes));
-        continue;
-      }
-      for (i64 i = 0; i < count; ++i) {
-        u8* const there = strided + i * stride;
-        u8* const here = packed + i * step;
-        memcpy(kPack ? here : there, kPack ? there : here, static_cast<size_t>(length()));
+      } else {
+        for (i64 i = 0; i < count; ++i) {
+          u8* const there = strided + i * stride;
+          u8* const here = packed + i * step;
+          memcpy(kPack ? here : there, kPack ? there : here, static_cast<size_t>(length()));
+        }
       }
     }
-    return dim.dim_extent < 1 ? 0 : dim.dim_extent * row_bytes;
+    return total;
   }
 
   const For_Dope_Vector* d_;

@@ -23,6 +23,9 @@ cd "$prefix"
 ./program >output
 printf '          42 forty-two\n' >expected
 cmp expected output || { cat output; exit 1; }
+# shellcheck disable=SC2046
+"$cc" -o c_descriptors "$source/tests/interface/c_descriptors.c" $(pkg-config --cflags --libs tamrun)
+./c_descriptors
 unset LD_LIBRARY_PATH
 
 tried=0
