@@ -16,10 +16,9 @@ namespace {
 
 constexpr std::string_view kPrefix = "_gfortran_";
 
-/// Behind the prefix: namelist groups, items with defined input or output, and procedures that ask about a unit or move
+/// Behind the prefix: namelist groups, items with defined input or output, and procedures that ask about a file or move
 /// bytes past its records.
-constexpr std::string_view kPeersAlone[] = {
-    "st_set_nml", "transfer_derived", "ftell", "fseek", "fnum", "isatty", "fstat", "fgetc", "fputc"};
+constexpr std::string_view kPeersAlone[] = {"st_set_nml", "transfer_derived", "fstat", "fgetc", "fputc", "ttynam"};
 
 bool is_peers_alone(std::string_view name) {
   if (!name.starts_with(kPrefix)) return false;

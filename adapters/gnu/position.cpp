@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
 //
-// What moves a file's position or works on it past READ and WRITE. The library serves REWIND, BACKSPACE, ENDFILE and FLUSH
-// of its units; the rest is the peer's and refused on them.
+// What moves a file's position or works on it past READ and WRITE. The library serves REWIND, BACKSPACE, ENDFILE, FLUSH,
+// FTELL, FSEEK, FNUM and ISATTY of its units; the rest is the peer's and refused on them.
+
+#include <unistd.h>
 
 #include "adapters/gnu/console.h"
 #include "adapters/gnu/keywords.h"
@@ -9,6 +11,7 @@
 #include "adapters/gnu/program.h"
 #include "adapters/gnu/refuse.h"
 #include "adapters/gnu/units.h"
+#include "port/for_portlib.h"
 #include "tamrun/lub.h"
 #include "tamrun/open_args.h"
 #include "tamrun/tamrun.h"
@@ -71,6 +74,17 @@ void refuse_on_ours(const Integer* unit, const char* name) {
   if (owner_of(number) == Owner::ours) refuse("%s is not served on unit %d", name, number);
 }
 
+bool is_ours(i32 unit) { return owner_of(unit) == Owner::ours; }
+
+/// What FTELL says when there is no position, or none that the variable holds.
+constexpr int kNoOffset = -1;
+
+/// -1 when there is none.
+int descriptor_of(i32 unit) {
+  i64 length = 0;
+  return static_cast<int>(__msportlib_d_gethandle(unit, nullptr, &length));
+}
+
 }  // namespace
 
 TAMRUN_ENTRY void _gfortran_st_rewind(Gfc_Common* block) { position(block, for_rewind, peer().st_rewind); }
@@ -118,16 +132,7 @@ TAMRUN_ENTRY void _gfortran_st_wait_async(Gfc_Common* block) {
     refuse_on_ours(unit, label);                                      \
     return peer().name arguments;                                     \
   }
-TAMGNU_UNIT_QUERY(ftell, "FTELL", i64, (i32 * unit), (unit))
-TAMGNU_UNIT_QUERY(ftell_i1_sub, "FTELL", void, (i32 * unit, i8* offset), (unit, offset))
-TAMGNU_UNIT_QUERY(ftell_i2_sub, "FTELL", void, (i32 * unit, i16* offset), (unit, offset))
-TAMGNU_UNIT_QUERY(ftell_i4_sub, "FTELL", void, (i32 * unit, i32* offset), (unit, offset))
-TAMGNU_UNIT_QUERY(ftell_i8_sub, "FTELL", void, (i32 * unit, i64* offset), (unit, offset))
-TAMGNU_UNIT_QUERY(fnum_i4, "FNUM", int, (i32 * unit), (unit))
-TAMGNU_UNIT_QUERY(fnum_i8, "FNUM", i64, (i64 * unit), (unit))
 TAMGNU_UNIT_QUERY(ttynam_sub, "TTYNAM", void, (i32 * unit, char* name, i64 length), (unit, name, length))
-TAMGNU_UNIT_QUERY(isatty_l4, "ISATTY", i32, (i32 * unit), (unit))
-TAMGNU_UNIT_QUERY(isatty_l8, "ISATTY", i64, (i32 * unit), (unit))
 TAMGNU_UNIT_QUERY(fstat_i4, "FSTAT", i32, (i32 * unit, void* values), (unit, values))
 TAMGNU_UNIT_QUERY(fstat_i8, "FSTAT", i64, (i64 * unit, void* values), (unit, values))
 TAMGNU_UNIT_QUERY(fstat_i4_sub, "FSTAT", void, (i32 * unit, void* values, i32* status), (unit, values, status))
@@ -138,9 +143,45 @@ TAMRUN_ENTRY void _gfortran_ttynam(char** name, i64* length, i32 unit) {
   peer().ttynam(name, length, unit);
 }
 
+// Served by the owner of the unit.
+
+TAMRUN_ENTRY i64 _gfortran_ftell(i32* unit) {
+  return is_ours(*unit) ? __msportlib_d_curpos_i8(*unit) : peer().ftell(unit);
+}
+
+#define TAMGNU_FTELL_SUB(name, type)                                                          \
+  TAMRUN_ENTRY void _gfortran_##name(i32* unit, type* offset) {                               \
+    if (!is_ours(*unit)) return peer().name(unit, offset);                                    \
+    const i64 place = __msportlib_d_curpos_i8(*unit);                                         \
+    *offset = place == static_cast<type>(place) ? static_cast<type>(place) : type{kNoOffset}; \
+  }
+TAMGNU_FTELL_SUB(ftell_i1_sub, i8)
+TAMGNU_FTELL_SUB(ftell_i2_sub, i16)
+TAMGNU_FTELL_SUB(ftell_i4_sub, i32)
+TAMGNU_FTELL_SUB(ftell_i8_sub, i64)
+
+TAMRUN_ENTRY int _gfortran_fnum_i4(i32* unit) { return is_ours(*unit) ? descriptor_of(*unit) : peer().fnum_i4(unit); }
+
+TAMRUN_ENTRY i64 _gfortran_fnum_i8(i64* unit) {
+  const auto number = static_cast<i32>(*unit);
+  return is_ours(number) ? descriptor_of(number) : peer().fnum_i8(unit);
+}
+
+TAMRUN_ENTRY i32 _gfortran_isatty_l4(i32* unit) {
+  return is_ours(*unit) ? isatty(descriptor_of(*unit)) : peer().isatty_l4(unit);
+}
+
+TAMRUN_ENTRY i64 _gfortran_isatty_l8(i32* unit) {
+  return is_ours(*unit) ? isatty(descriptor_of(*unit)) : peer().isatty_l8(unit);
+}
+
 TAMRUN_ENTRY void _gfortran_fseek_sub(i32* unit, i64* offset, i32* whence, i32* status) {
   start_library();
-  refuse_on_ours(unit, "FSEEK");
+  if (is_ours(*unit)) {
+    const bool failed = *whence < 0 || __msportlib_d_fseek_i8(*unit, *offset, *whence) != 0;
+    if (status != nullptr) *status = failed ? -1 : 0;
+    return;
+  }
   give_to_peer(*unit);
   peer().fseek_sub(unit, offset, whence, status);
 }

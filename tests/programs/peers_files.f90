@@ -1,7 +1,7 @@
 ! SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
 !
-! A program with a namelist group, or that asks where a file stands, has all its files served by libgfortran, so that these
-! statements may follow others on the same unit. The number of a failed OPEN tells whose the files are.
+! A program with a namelist group has all its files served by libgfortran, so that namelist transfers may follow other
+! statements on the same unit. The number of a failed OPEN tells whose the files are.
 program peers_files
   implicit none
   integer :: u, i = 7, status
