@@ -6,7 +6,6 @@
 ! case: unformatted 0 severe (256): unformatted I/O to unit open for formatted transfers, unit 21
 ! case: direct 42 severe (554): direct I/O not consistent with OPEN options
 ! case: fputc 152 FPUTC is not served on unit 21
-! case: ftell 152 FTELL is not served on unit 21
 ! case: ttynam 152 TTYNAM is not served on unit 21
 ! case: integer 152 INTEGER, kind 16, with a value that INTEGER(8) does not stand for
 ! case: bits 152 INTEGER, kind 16, with a value that INTEGER(8) does not stand for
@@ -14,7 +13,6 @@ program files_refused
   implicit none
   character(20) :: how
   integer :: value = 1
-  integer(2) :: offset
   namelist /group/ value
   call get_command_argument(1, how)
   print '(a)', 'before'
@@ -29,8 +27,6 @@ program files_refused
     read (21, '(i4)', rec=1) value
   case ('fputc')
     call fputc(21, 'x')
-  case ('ftell')
-    call ftell(21, offset)
   case ('ttynam')
     print '(a)', ttynam(21)
   case ('integer')

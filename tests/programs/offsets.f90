@@ -6,6 +6,7 @@ program offsets
   implicit none
   integer :: u, i, status, small
   integer(8) :: place
+  integer(1) :: tiny
   character(20) :: line
   open (newunit=u, file='lines', status='replace')
   do i = 1, 3
@@ -28,6 +29,9 @@ program offsets
   print '(a,1x,i0)', trim(line), ftell(u)
   call fseek(u, 0, 7, status)
   print '(l1)', status /= 0
+  call fseek(u, 200, 0)
+  call ftell(u, tiny)
+  print '(i0)', tiny
   print '(3(l1,1x))', fnum(u) > 2, isatty(u), fnum(u) == fnum(u)
   close (u, status='delete')
 
