@@ -148,6 +148,31 @@ TEST(Resource, ABlockedThreadCountsAsAHolder) {
   EXPECT_EQ(r.res_holds, 0u);
 }
 
+TAMRUN_CHILD_TEST(Resource, IsTakenOnceAloneAndBesideAnotherThread) {
+  For_Resource r = {};
+  auto take_twice = [&r] {
+    EXPECT_TRUE(resource_try_acquire(r));
+    EXPECT_FALSE(resource_try_acquire(r));
+    EXPECT_EQ(for__resource_release(&r), 0);
+    EXPECT_EQ(r.res_holds, 0u);
+  };
+  take_twice();
+  // Taken while the process has one thread, given back while it has two.
+  EXPECT_TRUE(resource_try_acquire(r));
+  std::atomic<bool> tried = false, over = false;
+  std::thread other([&] {
+    EXPECT_FALSE(resource_try_acquire(r));
+    tried = true;
+    while (!over) std::this_thread::yield();
+  });
+  EXPECT_FALSE(alone_in_process());
+  while (!tried) std::this_thread::yield();
+  EXPECT_EQ(for__resource_release(&r), 0);
+  take_twice();
+  over = true;
+  other.join();
+}
+
 TEST(Semaphore, BelowThreadedModeIsAPlainFlag) {
   Mode scope(FOR_K_REENTRANCY_NONE);
   u32 word = 0;
