@@ -82,6 +82,12 @@ bool is_plain_binary_file(const For_Lub& lub) {
   return lub.lub_f_unformatted && !lub.lub_f_formatted && !lub.lub_f_readonly && !lub.lub_f_keyed && !lub.lub_f_direct;
 }
 
+/// A connection that no check of a direct access statement refuses.
+bool is_plain_direct_file(const For_Lub& lub, const Statement_Rule& rule) {
+  return lub.lub_f_direct && lub.lub_f_formatted == rule.formatted && !lub.lub_f_readonly && !lub.lub_f_keyed &&
+         !in_child_statement(lub);
+}
+
 /// The keys that a control list may hold, in the order in which they must come.
 constexpr u8 kControlKeys[] = {KEY_IOMSG, KEY_POS, KEY_BLANK, KEY_DECIMAL, KEY_DELIM, KEY_PAD, KEY_ROUND, KEY_SIGN};
 constexpr int kLastUnformattedKey = 1;  ///< position of KEY_POS: what follows is for formatted statements
@@ -269,6 +275,7 @@ Statement_Start begin_statement(const Statement_Rule& rule, For_Context* ctx, in
     if (rule.formatted ? is_plain_text_file(lub) : is_plain_binary_file(lub)) [[likely]]
       return {&lub, 0};
   }
+  if (rule.connect_access == kConnectDirect && is_plain_direct_file(lub, rule)) return {&lub, 0};
   for (Mode_Check check : rule.checks) {
     if (is_refused(lub, rule, check)) {
       const Check_Report& report = kCheckReports[static_cast<int>(check)];

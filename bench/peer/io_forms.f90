@@ -137,6 +137,32 @@ program io_forms
   end do
   call finish('write unformatted 8 MB / 1000')
 
+  call begin_direct('replace')
+  do i = 1, n
+    write (u, rec=i) i, x(1)
+  end do
+  call finish('write direct 16 bytes')
+
+  call begin_direct('old')
+  do i = 1, n
+    read (u, rec=i) numbers(1), x(1)
+    if (numbers(1) /= i) stop 1
+  end do
+  call finish('read direct forwards')
+
+  call begin_direct('old')
+  do i = n, 1, -1
+    read (u, rec=i) numbers(1), x(1)
+    if (numbers(1) /= i) stop 1
+  end do
+  call finish('read direct backwards')
+
+  call begin_direct('old')
+  do i = 1, n
+    read (u, rec=modulo(i*7919_int64, n) + 1) numbers(1), x(1)
+  end do
+  call finish('read direct at random')
+
   call cpu_time(start)
   do i = 1, internal_records * n
     write (text, '(i0)') i
@@ -178,6 +204,13 @@ contains
     form_word = 'formatted'
     if (present(form)) form_word = form
     open (newunit=u, file=name, form=form_word, status='replace', action='write')
+    call cpu_time(start)
+  end subroutine
+
+  !> Records of 16 bytes, of which 12 have values.
+  subroutine begin_direct(status)
+    character(*), intent(in) :: status
+    open (newunit=u, file='scratch', access='direct', form='unformatted', recl=16, status=status)
     call cpu_time(start)
   end subroutine
 
