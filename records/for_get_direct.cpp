@@ -32,9 +32,18 @@ i64 first_to_read(const For_Lub& lub) {
   return backwards ? std::max<i64>(lub.lub_next_rec - held + 1, 1) : lub.lub_next_rec;
 }
 
-/// Reads the buffer's worth of records at the file's position, of which `first` is the first, straight to the variable when
-/// that is what the statement wants: 0, MSG_READ_ERROR or MSG_NO_SUCH_RECORD. A record inside which the file ends is
-/// filled up.
+/// Bytes to read from the record `first` on: the whole buffer for records in their order, else those of a few records,
+/// since the next one may stand anywhere.
+i64 bytes_to_read(const For_Lub& lub, i64 first) {
+  constexpr i64 kFew = 8192;
+  const bool in_order = first == lub.lub_cache_end_rec || first < lub.lub_next_rec;
+  if (!lub.lub_f_buffered || in_order || lub.lub_buffer_size <= kFew) return lub.lub_buffer_size;
+  const i64 record = std::clamp<i64>(lub.lub_rec_bytes, 1, lub.lub_buffer_size);
+  return std::max<i64>(kFew / record, 1) * record;
+}
+
+/// Reads records at the file's position, of which `first` is the first, straight to the variable when that is what the
+/// statement wants: 0, MSG_READ_ERROR or MSG_NO_SUCH_RECORD. A record inside which the file ends is filled up.
 int read_records(For_Lub& lub, i64 first) {
   const bool direct =
       !lub.lub_f_formatted && lub.lub_a_user_target != nullptr && lub.lub_user_target_len == lub.lub_buffer_size;
@@ -42,9 +51,10 @@ int read_records(For_Lub& lub, i64 first) {
   const i64 record_bytes = std::min(lub.lub_rec_bytes, lub.lub_buffer_size);
   const i64 before = (lub.lub_next_rec - first) * record_bytes;
   lub.lub_f_direct_done = direct;
+  const i64 wanted = bytes_to_read(lub, first);
   lub.lub_cache_first_rec = lub.lub_cache_end_rec = 0;
   i64 got = 0;
-  const int ok = for__read_input(lub.lub_fd, data, lub.lub_buffer_size, &got, &lub);
+  const int ok = for__read_input(lub.lub_fd, data, wanted, &got, &lub);
   if (!ok) lub.lub_errno = errno;
   if (!ok && got < before + record_bytes) return MSG_READ_ERROR;
   if (got <= before) return MSG_NO_SUCH_RECORD;
