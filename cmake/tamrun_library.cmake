@@ -40,9 +40,10 @@ function(tamrun_library)
   # Entry points that callers choose for the processor at hand.
   set_source_files_properties(intrinsics/random_avx.cpp PROPERTIES COMPILE_OPTIONS "-mavx;-mpopcnt")
   set_source_files_properties(intrinsics/random_avx512.cpp PROPERTIES COMPILE_OPTIONS "-mavx512f;-mpopcnt")
-  # Their loops are to become vectors.
-  set_source_files_properties(objects/array_temporary.cpp parallel/omp_private.cpp parallel/reduction_cells.cpp
-                              PROPERTIES COMPILE_OPTIONS "-O3")
+  # Their loops are to become vectors; the ones with steps of 1 are written out, so that no more copies are wanted.
+  set_source_files_properties(objects/array_temporary.cpp PROPERTIES COMPILE_OPTIONS "-O3")
+  set_source_files_properties(parallel/omp_private.cpp parallel/reduction_cells.cpp PROPERTIES COMPILE_OPTIONS
+                              "-O3;$<$<CXX_COMPILER_ID:GNU>:-fno-version-loops-for-strides>")
   target_compile_options(tamrun_objects PRIVATE ${TAMRUN_CXX_FLAGS})
   target_link_libraries(tamrun_objects PUBLIC tamrun_options)
 

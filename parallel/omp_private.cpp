@@ -38,7 +38,7 @@ bool begin_private(For_Dope_Vector* priv, const For_Dope_Vector* orig) {
 /// dest := src, of elements that are only moved.
 struct Replace {
   template <class T>
-  static T apply(const T&, const T& src) {
+  static T apply(T, T src) {
     return src;
   }
 };

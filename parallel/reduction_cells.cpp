@@ -34,7 +34,7 @@ constexpr u32 last_operator(Kind kind) {
 
 /// Part by part of a complex value. Integers, unsigned here, wrap around: narrow ones would be promoted to signed.
 template <class T, class Function>
-T by_part(const T& a, const T& b, Function f) {
+T by_part(T a, T b, Function f) {
   if constexpr (kKind<T> == Kind::kComplex) {
     return {f(a.re, b.re), f(a.im, b.im)};
   } else if constexpr (kKind<T> == Kind::kInteger) {
@@ -47,21 +47,21 @@ T by_part(const T& a, const T& b, Function f) {
 
 struct Add {
   template <class T>
-  static T apply(const T& a, const T& b) {
+  static T apply(T a, T b) {
     return by_part(a, b, [](auto x, auto y) { return x + y; });
   }
 };
 
 struct Subtract {
   template <class T>
-  static T apply(const T& a, const T& b) {
+  static T apply(T a, T b) {
     return by_part(a, b, [](auto x, auto y) { return x - y; });
   }
 };
 
 struct Multiply {
   template <class T>
-  static T apply(const T& a, const T& b) {
+  static T apply(T a, T b) {
     if constexpr (kKind<T> == Kind::kComplex) {
       return {b.re * a.re - b.im * a.im, b.re * a.im + b.im * a.re};
     } else {
@@ -74,7 +74,7 @@ struct Multiply {
 /// NaN; in 16 bytes an equal src is stored, and one beside a NaN is not.
 struct Larger {
   template <class T>
-  static T apply(const T& a, const T& b) {
+  static T apply(T a, T b) {
     if constexpr (std::is_same_v<T, Quad>) return a <= b ? b : a;
     return a > b ? a : b;
   }
@@ -82,7 +82,7 @@ struct Larger {
 
 struct Smaller {
   template <class T>
-  static T apply(const T& a, const T& b) {
+  static T apply(T a, T b) {
     if constexpr (std::is_same_v<T, Quad>) return a >= b ? b : a;
     return a < b ? a : b;
   }

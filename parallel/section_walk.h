@@ -5,10 +5,6 @@
 #ifndef TAMRUN_PARALLEL_SECTION_WALK_H
 #define TAMRUN_PARALLEL_SECTION_WALK_H
 
-#include <string.h>
-
-#include <type_traits>
-
 #include "tamrun/descriptor.h"
 
 inline constexpr i64 kMaxSectionRank = 32;
@@ -43,36 +39,70 @@ i64 extent_product(const For_Dope_Vector* d);
 void walk_section(const For_Dope_Vector* section, Section_Is role, const Element_Line& line, u64 element_bytes,
                   Loop_Kernel kernel);
 
-/// Elements may lie at any address. Complex ones are read part by part, which lets their loops become vectors.
+/// A value at any address. Reading it through its own type, not as bytes, lets every loop become vectors.
+template <class T>
+struct __attribute__((packed, may_alias)) Loose {
+  T value;
+};
+template <class T>
+inline Loose<T>& loose(u8* at) {
+  return *reinterpret_cast<Loose<T>*>(at);
+}
+template <class T>
+inline const Loose<T>& loose(const u8* at) {
+  return *reinterpret_cast<const Loose<T>*>(at);
+}
+
+/// Complex elements are read part by part, for the same reason.
 template <class T>
 inline T read_element(const u8* at) {
-  T value;
   if constexpr (requires { typename T::Part; }) {
-    memcpy(&value.re, at, sizeof value.re);
-    memcpy(&value.im, at + sizeof value.re, sizeof value.im);
+    using Part = typename T::Part;
+    return {loose<Part>(at).value, loose<Part>(at + sizeof(Part)).value};
   } else {
-    memcpy(&value, at, sizeof value);
+    return loose<T>(at).value;
   }
-  return value;
 }
 
 template <class T>
-inline void write_element(u8* at, const T& value) {
+inline void write_element(u8* at, T value) {
   if constexpr (requires { typename T::Part; }) {
-    memcpy(at, &value.re, sizeof value.re);
-    memcpy(at + sizeof value.re, &value.im, sizeof value.im);
+    using Part = typename T::Part;
+    loose<Part>(at).value = value.re;
+    loose<Part>(at + sizeof(Part)).value = value.im;
   } else {
-    memcpy(at, &value, sizeof value);
+    loose<T>(at).value = value;
   }
 }
 
-/// One loop with its steps known where they are 1, so that it becomes vectors. Private and shared elements never overlap.
-template <class T, class Operation, class Dest_Step, class Src_Step>
-inline void element_loop(u8* __restrict dest, Dest_Step dest_step, const u8* __restrict src, Src_Step src_step,
-                         i64 count) {
+/// Private and shared elements never overlap.
+template <class T, class Operation>
+inline void combine_element(u8* __restrict dest, const u8* __restrict src) {
+  write_element(dest, Operation::apply(read_element<T>(dest), read_element<T>(src)));
+}
+
+/// Between adjacent elements.
+template <class T, class Operation>
+inline void dense_loop(u8* __restrict dest, const u8* __restrict src, i64 count) {
+#pragma GCC unroll 4
+  for (i64 i = 0; i < count * static_cast<i64>(sizeof(T)); i += static_cast<i64>(sizeof(T)))
+    combine_element<T, Operation>(dest + i, src + i);
+}
+
+/// Of one lane into adjacent elements: becomes vectors as well.
+template <class T, class Operation>
+inline void lane_loop(u8* __restrict dest, const u8* __restrict src, i64 src_step, i64 count) {
+  for (i64 i = 0; i < count; ++i) {
+    combine_element<T, Operation>(dest + i * static_cast<i64>(sizeof(T)), src);
+    src += src_step * static_cast<i64>(sizeof(T));
+  }
+}
+
+template <class T, class Operation>
+inline void strided_loop(u8* __restrict dest, i64 dest_step, const u8* __restrict src, i64 src_step, i64 count) {
 #pragma GCC unroll 4
   for (i64 i = 0; i < count; ++i) {
-    write_element(dest, Operation::apply(read_element<T>(dest), read_element<T>(src)));
+    combine_element<T, Operation>(dest, src);
     dest += dest_step * static_cast<i64>(sizeof(T));
     src += src_step * static_cast<i64>(sizeof(T));
   }
@@ -80,21 +110,18 @@ inline void element_loop(u8* __restrict dest, Dest_Step dest_step, const u8* __r
 
 template <class T, class Operation>
 void loop_kernel(const Element_Loops& loops) {
-  constexpr std::integral_constant<i64, 1> kOne;
   const i64 dest_step = loops.dest.step, src_step = loops.src.step, count = loops.count, rows = loops.rows;
   const i64 dest_row = loops.dest.row_step * static_cast<i64>(sizeof(T));
   const i64 src_row = loops.src.row_step * static_cast<i64>(sizeof(T));
   u8* dest = loops.dest.first;
   const u8* src = loops.src.first;
   for (i64 row = 0; row < rows; ++row, dest += dest_row, src += src_row) {
-    if (dest_step == kOne && src_step == kOne) {
-      element_loop<T, Operation>(dest, kOne, src, kOne, count);
-    } else if (dest_step == kOne) {
-      element_loop<T, Operation>(dest, kOne, src, src_step, count);
-    } else if (src_step == kOne) {
-      element_loop<T, Operation>(dest, dest_step, src, kOne, count);
+    if (dest_step == 1 && src_step == 1) {
+      dense_loop<T, Operation>(dest, src, count);
+    } else if (dest_step == 1) {
+      lane_loop<T, Operation>(dest, src, src_step, count);
     } else {
-      element_loop<T, Operation>(dest, dest_step, src, src_step, count);
+      strided_loop<T, Operation>(dest, dest_step, src, src_step, count);
     }
   }
 }
