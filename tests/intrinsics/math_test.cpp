@@ -385,11 +385,11 @@ TEST(Math, CeilingAndFloor) {
   }
   BOTH(8, 2147483646.5, 2147483647, 2147483646)
   BOTH(8, 2147483647.5, kLeast, kLeast)
-  BOTH(8, 2147483647.0, 2147483647, 2147483647) BOTH(8, -2147483647.5, -2147483647, kLeast)
-      BOTH(4, 2147483520.0f, 2147483520, 2147483520) BOTH(8, 1e10, kLeast, kLeast) BOTH(4, 0x1p32f, kLeast, kLeast)
-          BOTH(8, -1e300, kLeast, kLeast) BOTH(k8, 1e10 + 0.25, 10000000001, 10000000000)
-              BOTH(k4, -0x1p62f, -(i64{1} << 62), -(i64{1} << 62)) BOTH(k4, 0x1p64f, kLeastLong, kLeastLong)
-                  BOTH(k8, -0x1p64, kLeastLong, kLeastLong)
+  BOTH(8, 2147483647.0, 2147483647, 2147483647)
+  BOTH(8, -2147483647.5, -2147483647, kLeast) BOTH(4, 2147483520.0f, 2147483520, 2147483520)
+      BOTH(8, 1e10, kLeast, kLeast) BOTH(4, 0x1p32f, kLeast, kLeast) BOTH(8, -1e300, kLeast, kLeast)
+          BOTH(k8, 1e10 + 0.25, 10000000001, 10000000000) BOTH(k4, -0x1p62f, -(i64{1} << 62), -(i64{1} << 62))
+              BOTH(k4, 0x1p64f, kLeastLong, kLeastLong) BOTH(k8, -0x1p64, kLeastLong, kLeastLong)
 #undef BOTH
 #undef EVERY
 }

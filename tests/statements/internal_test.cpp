@@ -150,7 +150,8 @@ TEST(InternalFiles, Write) {
       {"(9X,I2)", 4, 4, one, kIostat, MSG_RECORD_OVERFLOW, "    "},
       {"('ab$',$)", 4, 4, none, kIostat, 0, "ab$ "},
       {"('ab')", 4, 4, one, kIostat, MSG_NO_DATA_EDIT, "ab  "},
-      {"(3I2)", 2, 2, [](ItemList& l) { l.array(ITM_INTEGER4, whole, sizeof whole); }, kIostat, MSG_RECORD_OVERFLOW, " 1"},
+      {"(3I2)", 2, 2, [](ItemList& l) { l.array(ITM_INTEGER4, whole, sizeof whole); }, kIostat, MSG_RECORD_OVERFLOW,
+       " 1"},
       {"(I2)", 2, 6, [](ItemList& l) { l.array(ITM_INTEGER4, whole, sizeof whole); }, kIostat, 0, " 1 2 3"},
       {"(I1)", 4, 4, [](ItemList& l) { l.int4(12); }, kIostat, MSG_OUTPUT_CONVERSION, "*   "},
       {"(I1)", 4, 4, [](ItemList& l) { l.int4(12); }, kIostat | iof_ignore_conv_error, 0, "*   "},
@@ -300,11 +301,15 @@ TEST(InternalFiles, KeywordsHoldForTheStatement) {
   zero.blank("ZERO").end();
   no_pad.pad("NO").end();
   quote.delim("QUOTE").end();
-  EXPECT_EQ(put(v, "(F8.2)", [](ItemList& l) { l.real8(1.25); }, kIostat, &comma), 0);
+  EXPECT_EQ(put(
+                v, "(F8.2)", [](ItemList& l) { l.real8(1.25); }, kIostat, &comma),
+            0);
   EXPECT_EQ(v.text(), "    1,25");
   EXPECT_EQ(put(v, "(I3)", one, kIostat, &plus), 0);
   EXPECT_EQ(v.text(), " +1     ");
-  EXPECT_EQ(put(v, nullptr, [](ItemList& l) { l.int1(1).text("a"); }, kIostat, &quote), 0);
+  EXPECT_EQ(put(
+                v, nullptr, [](ItemList& l) { l.int1(1).text("a"); }, kIostat, &quote),
+            0);
   EXPECT_EQ(v.text(), "    1a  ") << "delimiters are never written";
   EXPECT_EQ(get(in, nullptr, "dd", kIostat, &comma), "1 2.5");
   EXPECT_EQ(get(in, "(I3)", "i", kIostat, &zero), "102");
