@@ -51,6 +51,7 @@ program scalars
   read (u) n
   print *, all(numbers == [(i, i=1, many)]), all(values == [(2d0*i, i=1, many)]), word, n
   close (u, status='delete')
+  deallocate (numbers, values)
 
 contains
 
