@@ -228,18 +228,20 @@ TEST(Direct, ListsThatAreNotOneRecord) {
       EXPECT_EQ(unit.next, 2);
       EXPECT_EQ(unit.read(5, nothing, "(I4)"), MSG_NO_SUCH_RECORD);
     }
-    Direct_Unit text(Kind::formatted, 4, held);
-    EXPECT_EQ(text.write(
-                  2, [](ItemList& l) { l.int4(12).int4(345); }, "(I3/I3)"),
-              0);
-    EXPECT_EQ(text.next, 4);
-    EXPECT_EQ(text.file(), std::string(4, '\0') + " 12 345 ");
-    i32 back[2] = {};
-    const Build both = [&](ItemList& l) { l.array(ITM_INTEGER4, back, sizeof back); };
-    EXPECT_EQ(text.read(2, both, "(I3)"), 0);
-    EXPECT_EQ(back[0] * 1000 + back[1], 12345);
-    EXPECT_EQ(text.next, 4);
-    EXPECT_EQ(text.read(3, both, "(I3)"), MSG_NO_SUCH_RECORD);
+    {
+      Direct_Unit text(Kind::formatted, 4, held);
+      EXPECT_EQ(text.write(
+                    2, [](ItemList& l) { l.int4(12).int4(345); }, "(I3/I3)"),
+                0);
+      EXPECT_EQ(text.next, 4);
+      EXPECT_EQ(text.file(), std::string(4, '\0') + " 12 345 ");
+      i32 back[2] = {};
+      const Build both = [&](ItemList& l) { l.array(ITM_INTEGER4, back, sizeof back); };
+      EXPECT_EQ(text.read(2, both, "(I3)"), 0);
+      EXPECT_EQ(back[0] * 1000 + back[1], 12345);
+      EXPECT_EQ(text.next, 4);
+      EXPECT_EQ(text.read(3, both, "(I3)"), MSG_NO_SUCH_RECORD);
+    }
 
     // A value of a binary connection runs on into the next record.
     Direct_Unit binary(Kind::binary, 4, held);
