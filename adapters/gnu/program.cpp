@@ -115,6 +115,8 @@ bool pause_at_terminal(const char* text, size_t length) {
 
 void start_library_once() { pthread_once(&g_once, start_once); }
 
+Argument_Vector argument_vector() { return {g_argv != nullptr ? g_argc : 0, g_argv}; }
+
 TAMRUN_ENTRY void _gfortran_set_args(int argc, char** argv) {
   g_argc = argc;
   g_argv = argv;

@@ -15,4 +15,11 @@ inline void start_library() {
   if (!g_library_started.load(std::memory_order_acquire)) start_library_once();
 }
 
+/// What the main program was called with: no words where it is not Fortran. The words are the process's own.
+struct Argument_Vector {
+  int count;
+  char** words;
+};
+Argument_Vector argument_vector();
+
 #endif

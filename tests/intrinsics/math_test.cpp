@@ -371,25 +371,34 @@ TEST(Math, CeilingAndFloor) {
   BOTH(8, x, ceiling, floored)     \
   BOTH(k4, x, ceiling, floored)    \
   BOTH(k8, x, ceiling, floored) BOTH(h4, x, ceiling, floored) BOTH(h8, x, ceiling, floored)
-  EVERY(0.0, 0, 0)
-  EVERY(-0.5, 0, -1)
-  EVERY(0.5, 1, 0)
-  EVERY(2.0, 2, 2)
-  EVERY(-2.0, -2, -2) EVERY(32766.5, 32767, 32766) EVERY(-32767.5, -32767, kLeastShort) const float nan = NAN;
-  BOTH(4, nan, kLeast, kLeast)
-  BOTH(8, kNan, kLeast, kLeast)
-  BOTH(k4, nan, kLeastLong, kLeastLong)
-  BOTH(k8, kNan, kLeastLong, kLeastLong)
+  EVERY(0.0, 0, 0);
+  EVERY(-0.5, 0, -1);
+  EVERY(0.5, 1, 0);
+  EVERY(2.0, 2, 2);
+  EVERY(-2.0, -2, -2);
+  EVERY(32766.5, 32767, 32766);
+  EVERY(-32767.5, -32767, kLeastShort);
+  const float nan = NAN;
+  BOTH(4, nan, kLeast, kLeast);
+  BOTH(8, kNan, kLeast, kLeast);
+  BOTH(k4, nan, kLeastLong, kLeastLong);
+  BOTH(k8, kNan, kLeastLong, kLeastLong);
   for (double x : {32767.5, -32768.0, -32768.5, kNan, HUGE_VAL, -HUGE_VAL}) {
-    BOTH(h8, x, kLeastShort, kLeastShort) BOTH(h4, static_cast<float>(x), kLeastShort, kLeastShort)
+    BOTH(h8, x, kLeastShort, kLeastShort);
+    BOTH(h4, static_cast<float>(x), kLeastShort, kLeastShort);
   }
-  BOTH(8, 2147483646.5, 2147483647, 2147483646)
-  BOTH(8, 2147483647.5, kLeast, kLeast)
-  BOTH(8, 2147483647.0, 2147483647, 2147483647)
-  BOTH(8, -2147483647.5, -2147483647, kLeast) BOTH(4, 2147483520.0f, 2147483520, 2147483520)
-      BOTH(8, 1e10, kLeast, kLeast) BOTH(4, 0x1p32f, kLeast, kLeast) BOTH(8, -1e300, kLeast, kLeast)
-          BOTH(k8, 1e10 + 0.25, 10000000001, 10000000000) BOTH(k4, -0x1p62f, -(i64{1} << 62), -(i64{1} << 62))
-              BOTH(k4, 0x1p64f, kLeastLong, kLeastLong) BOTH(k8, -0x1p64, kLeastLong, kLeastLong)
+  BOTH(8, 2147483646.5, 2147483647, 2147483646);
+  BOTH(8, 2147483647.5, kLeast, kLeast);
+  BOTH(8, 2147483647.0, 2147483647, 2147483647);
+  BOTH(8, -2147483647.5, -2147483647, kLeast);
+  BOTH(4, 2147483520.0f, 2147483520, 2147483520);
+  BOTH(8, 1e10, kLeast, kLeast);
+  BOTH(4, 0x1p32f, kLeast, kLeast);
+  BOTH(8, -1e300, kLeast, kLeast);
+  BOTH(k8, 1e10 + 0.25, 10000000001, 10000000000);
+  BOTH(k4, -0x1p62f, -(i64{1} << 62), -(i64{1} << 62));
+  BOTH(k4, 0x1p64f, kLeastLong, kLeastLong);
+  BOTH(k8, -0x1p64, kLeastLong, kLeastLong);
 #undef BOTH
 #undef EVERY
 }

@@ -151,7 +151,8 @@ TEST(Direct, RandomStatementsOnEveryKindOfFile) {
       Model model(unit.size());
       i64 record = 1;
       for (int step = 0; step < 1500; ++step) {
-        const i64 moves[] = {record + 1, record + 1, record + 1, record - 1, record, 1 + random() % kRecords};
+        const i64 moves[] = {record + 1, record + 1, record + 1,
+                             record - 1, record,     1 + static_cast<i64>(random() % kRecords)};
         const i64 wanted = std::max<i64>(moves[random() % std::size(moves)], 1);
         const bool whole = random() % 2 == 0;
         std::string data(random() % 3 == 0 ? kRecl : random() % (kRecl + 1), '\0');
