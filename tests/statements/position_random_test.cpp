@@ -72,6 +72,7 @@ class Random_Unit {
     std::string expected = "K";
     for (const std::string& r : model_.records) expected += encode(Layout::length_bytes, r, 0, 0);
     std::string found = read_file(dir_.file("data"));
+    if (found.empty() && model_.records.empty()) return;               // ENDFILE behind REWIND cuts all
     if (found.empty() || found.back() != kEndMark) found += kEndMark;  // ENDFILE cuts it
     EXPECT_EQ(found, expected + kEndMark);
   }

@@ -84,6 +84,28 @@ TEST(Position, EndfileCutsAndTheNextWriteAppends) {
   EXPECT_EQ(unit.text(), "one\nmore\nend\n");
 }
 
+TEST(Position, EndfileAtTheStartCutsTheFileMarkToo) {
+  Temp_Dir dir;
+  const std::string file = dir.file("data");
+  const For_IO_Flags flags = kIostat | iof_msf_layout;
+  ASSERT_EQ(open_unit(40, KeyList().file(file).status("NEW").form("UNFORMATTED").end(), flags), 0);
+  const auto move = [flags](auto entry, std::string text) {
+    For_Context ctx{};
+    ItemList items;
+    items.text(text).end();
+    return entry(&ctx, 40, flags, items.list(), items.args());
+  };
+  EXPECT_EQ(move(for_write_seq, "lost"), 0);
+  EXPECT_EQ(run(for_rewind, 40, flags), 0);
+  EXPECT_EQ(run(for_endfile, 40, flags), 0);
+  EXPECT_EQ(read_file(file), "");
+  EXPECT_EQ(run(for_rewind, 40, flags), 0);
+  EXPECT_EQ(move(for_read_seq, "...."), FOR_IOS_END);
+  EXPECT_EQ(move(for_write_seq, "kept"), 0);
+  EXPECT_EQ(close_unit(40), 0);
+  EXPECT_EQ(read_file(file), "K\4kept\4\x82");
+}
+
 TEST(Position, RewindEndsAppending) {
   Temp_Dir dir;
   write_file(dir.file("log"), "one\n");
