@@ -251,5 +251,6 @@ int for__write_from_user_buffer(For_Lub* lub_pointer) {
   if (int code = write_bytes(lub, data, length)) return code;
   lub.lub_f_after_endfile = 0;
   const int code = words ? write_bytes(lub, word, kLengthWord) : write_fill(lub, lub.lub_rec_bytes - written);
-  return code != 0 ? code : truncate_if_asked(lub);
+  // What follows a record with a number stays.
+  return code != 0 || lub.lub_f_direct ? code : truncate_if_asked(lub);
 }

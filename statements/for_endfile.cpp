@@ -126,8 +126,13 @@ int look_for_end(For_Lub& lub, bool* at_end) {
   i64 position = 0;
   const off_t here = lseek(lub.lub_fd, 0, SEEK_CUR);
   if (here < 0 || find_position(lub, &position) != 0) return MSG_FILE_NOT_FOUND_NAMED;
-  // A record that is read by field has its rest in the file, not in the buffer.
+  // A record that is read by field has its rest in the file, not in the buffer. A record by its number has its place,
+  // wherever the file stands.
   if (lub.lub_f_in_field_read) position = here;
+  if (lub.lub_f_direct && lub.lub_next_rec > 0 &&
+      __builtin_mul_overflow(lub.lub_next_rec - 1, lub.lub_rec_bytes, &position)) {
+    position = INT64_MAX;
+  }
   off_t end = lseek(lub.lub_fd, 0, SEEK_END);
   if (end < 0 || lseek(lub.lub_fd, here, SEEK_SET) < 0) return MSG_FILE_NOT_FOUND_NAMED;
   if (lub.lub_stream_kind == STREAM_MS_UNF_SEQUENTIAL) --end;
