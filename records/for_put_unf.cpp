@@ -204,6 +204,9 @@ int write_UFSEQD_record_to_file(For_Lub* lub_pointer, const u8* data, i64 length
   }
   if (lub.lub_subrecord_left < 0) {
     lub.lub_subrecord_left = subrecord_limit + kLengthWord;  // the word is the first of the bytes given
+    // Until the record has ended its word tells of more than there is: a reader takes a record torn by a failure for one
+    // that is cut short.
+    if (data == lub.lub_a_buffer && length >= kLengthWord) store_length_word(lub, lub.lub_a_buffer, kMostSubrecord);
   }
   while (length > 0) {
     if (lub.lub_subrecord_left == 0) {

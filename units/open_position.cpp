@@ -3,6 +3,7 @@
 // Where a fresh connection stands in its file.
 
 #include "core/heap.h"
+#include "records/length_byte_form.h"
 #include "units/opening.h"
 
 #include <errno.h>
@@ -127,6 +128,16 @@ int find_segmented_mark(Opening& o, off_t end, i64* mark) {
   return 0;
 }
 
+/// The mark of a length-byte file, unless ENDFILE has cut it off or the program died before it. What may not be read is
+/// taken for whole.
+int find_length_byte_mark(Opening& o, off_t end, i64* mark) {
+  u8 tail;
+  bool whole;
+  if (const int status = read_tail(o, end, &tail, sizeof tail, &whole)) return status;
+  *mark = end > 0 && (!whole || tail == kFileEnd);
+  return 0;
+}
+
 /// Length of the end-of-file mark at the end of the file, 0 none: 0 or MSG_OPEN_FAILURE.
 int find_end_mark(Opening& o, off_t end, i64* mark) {
   const For_Lub& lub = o.lub;
@@ -140,8 +151,8 @@ int find_end_mark(Opening& o, off_t end, i64* mark) {
     case RECTYPE_SEGMENTED:
       return find_segmented_mark(o, end, mark);
     case RECTYPE_STREAM:
-      if (lub.lub_cc == CC_NONE && lub.lub_f_ms_unformatted && lub.lub_f_ms_unformatted_default) *mark = 1;
-      return 0;
+      if (lub.lub_cc != CC_NONE || !lub.lub_f_ms_unformatted || !lub.lub_f_ms_unformatted_default) return 0;
+      return find_length_byte_mark(o, end, mark);
     default:
       return 0;
   }
@@ -179,11 +190,14 @@ int apply_position(Opening& o) {
 }
 
 /// ACCESS='APPEND'.
-int append_by_access(For_Lub& lub) {
+int append_by_access(Opening& o) {
+  For_Lub& lub = o.lub;
   if (!lub.lub_f_access_append || !lub.lub_f_seekable) return 0;
   const off_t end = lseek(lub.lub_fd, 0, SEEK_END);
   if (end < 0) return seek_failure(lub);
-  const bool end_mark = lub.lub_stream_kind == STREAM_MS_UNF_SEQUENTIAL && end > 0;
+  i64 end_mark = 0;
+  if (lub.lub_stream_kind == STREAM_MS_UNF_SEQUENTIAL)
+    if (const int status = find_length_byte_mark(o, end, &end_mark)) return status;
   mark_at_end(lub);
   return move_to(lub, end - end_mark);
 }
@@ -197,7 +211,7 @@ int position_file(Opening& o) {
       if (const int status = empty_file(lub)) return status;
     if (const int status = apply_position(o)) return status;
   }
-  if (const int status = append_by_access(lub)) return status;
+  if (const int status = append_by_access(o)) return status;
   lub.lub_f_truncate_on_write = lub.lub_f_seekable && o[OPENW_ACCESS] != ACCESS_APPEND &&
                                 !(lub.lub_f_direct && lub.lub_f_compat_io) &&
                                 !(lub.lub_f_stream && !lub.lub_f_formatted);

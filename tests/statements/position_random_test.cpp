@@ -57,25 +57,8 @@ struct Model {
 
 class Random_Unit {
  public:
-  Random_Unit(const File_Layout& layout, unsigned seed) : layout_(layout), random_(seed) {
-    KeyList keys;
-    keys.file(dir_.file("data")).status("UNKNOWN").text(KEY_POSITION, "REWIND").text(KEY_RECORDTYPE, layout.recordtype);
-    keys.access(layout.access).form(layout.formatted ? "FORMATTED" : "UNFORMATTED");
-    keys.number(KEY_BLOCKSIZE, layout.blocksize);
-    keys.text(KEY_BUFFERED, layout.buffered ? "YES" : "NO");
-    if (is_fixed()) keys.number(KEY_RECL_BYTES, kFixed);
-    EXPECT_EQ(open_unit(kUnit, keys.end(), kIostat | layout.flags), 0) << layout.recordtype;
-  }
-  ~Random_Unit() {
-    EXPECT_EQ(close_unit(kUnit), 0);
-    if (!layout_.length_bytes() || testing::Test::HasFailure()) return;
-    std::string expected = "K";
-    for (const std::string& r : model_.records) expected += encode(Layout::length_bytes, r, 0, 0);
-    std::string found = read_file(dir_.file("data"));
-    if (found.empty() && model_.records.empty()) return;               // ENDFILE behind REWIND cuts all
-    if (found.empty() || found.back() != kEndMark) found += kEndMark;  // ENDFILE cuts it
-    EXPECT_EQ(found, expected + kEndMark);
-  }
+  Random_Unit(const File_Layout& layout, unsigned seed) : layout_(layout), random_(seed) { open("REWIND"); }
+  ~Random_Unit() { close(); }
 
   void step() {
     switch (random_() % 16) {
@@ -102,11 +85,42 @@ class Random_Unit {
       case 14:
         return random_() % 8 == 0 ? endfile() : ask_end();
       default:
-        return inquire();
+        return random_() % 16 == 0 ? reopen() : inquire();
     }
   }
 
  private:
+  void open(const char* position) {
+    KeyList keys;
+    keys.file(dir_.file("data")).status("UNKNOWN").text(KEY_POSITION, position);
+    keys.text(KEY_RECORDTYPE, layout_.recordtype);
+    keys.access(layout_.access).form(layout_.formatted ? "FORMATTED" : "UNFORMATTED");
+    keys.number(KEY_BLOCKSIZE, layout_.blocksize);
+    keys.text(KEY_BUFFERED, layout_.buffered ? "YES" : "NO");
+    if (is_fixed()) keys.number(KEY_RECL_BYTES, kFixed);
+    ASSERT_EQ(open_unit(kUnit, keys.end(), kIostat | layout_.flags), 0) << layout_.recordtype;
+  }
+  void close() {
+    EXPECT_EQ(close_unit(kUnit), 0);
+    if (!layout_.length_bytes() || testing::Test::HasFailure()) return;
+    std::string expected = "K";
+    for (const std::string& r : model_.records) expected += encode(Layout::length_bytes, r, 0, 0);
+    std::string found = read_file(dir_.file("data"));
+    if (found.empty() && model_.records.empty()) return;               // ENDFILE behind REWIND cuts all
+    if (found.empty() || found.back() != kEndMark) found += kEndMark;  // ENDFILE cuts it
+    EXPECT_EQ(found, expected + kEndMark);
+  }
+  void reopen() {
+    end_written();
+    close();
+    appended_ = random_() % 2 == 0 && !model_.records.empty();
+    // BACKSPACE refuses lines longer than the buffer, which has not grown yet.
+    for (const std::string& r : model_.records) appended_ &= r.size() < 500;
+    open(appended_ ? "APPEND" : "REWIND");
+    model_.at = appended_ ? model_.records.size() : 0;
+    model_.at_eof = model_.read_open = false;
+  }
+
   bool is_fixed() const { return std::string(layout_.recordtype) == "FIXED"; }
 
   std::string some_text() {
@@ -208,6 +222,8 @@ class Random_Unit {
     return entry(&ctx, kUnit, kIostat | layout_.flags);
   }
   void backspace() {
+    // The first line of a file has no line end in front, and its number is not known.
+    if (appended_ && model_.at <= 1) return rewind();
     ASSERT_EQ(position(for_backspace), 0);
     if (!model_.at_eof && model_.at > 0) --model_.at;
     model_.at_eof = false;
@@ -215,7 +231,7 @@ class Random_Unit {
   void rewind() {
     ASSERT_EQ(position(for_rewind), 0);
     model_.at = 0;
-    model_.at_eof = false;
+    model_.at_eof = appended_ = false;
   }
   void endfile() {
     // Unformatted FIXED files have no end to mark.
@@ -246,7 +262,7 @@ class Random_Unit {
     ASSERT_EQ(for_inquire(&ctx, kUnit, kIostat, items.list(), items.args()), 0);
     const bool open_at_start = model_.write_open && model_.at == 1;
     // A length-byte file has its mark in front of the first record, and BACKSPACE stops behind it.
-    if (!layout_.length_bytes()) {
+    if (!layout_.length_bytes() && !appended_) {
       EXPECT_EQ(std::string(position, 10), model_.at == 0 || open_at_start ? "REWIND    " : "UNDEFINED ");
     }
     EXPECT_EQ(opened, -1);
@@ -260,6 +276,7 @@ class Random_Unit {
   File_Layout layout_;
   std::mt19937 random_;
   Model model_;
+  bool appended_ = false;  ///< since OPEN has gone to the end of the file
 };
 
 constexpr File_Layout kRandomLayouts[] = {

@@ -135,27 +135,45 @@ TEST(UnformattedFailures, UnitsOfAnotherKindAreRefused) {
   EXPECT_EQ(unit.write(no_items), MSG_WRITE_READONLY);
 }
 
-// The file may not pass a limit in the middle of a record: all that were written before can be read.
+// The file may not pass a limit in the middle of a record: all that were written before can be read, and it cannot.
 TEST(UnformattedFailures, AWriteThatFailsLeavesEarlierRecordsReadable) {
-  for (bool buffered : {false, true}) {
-    tamrun_test::Temp_Dir folder;
-    const std::string name = folder.file("records");
-    constexpr int kWhole = 10;
-    const std::string record(1000, 'r');
-    tamrun_test::run_child([&] {
-      const rlimit limit = {kWhole * (1000 + 2 * kLengthWord) + 20000, RLIM_INFINITY};
-      signal(SIGXFSZ, SIG_IGN);
-      setrlimit(RLIMIT_FSIZE, &limit);
-      Connection c = layout_connection(Layout::variable);
-      c.user_buffered = buffered;
-      Unf_Unit unit(c);
-      EXPECT_EQ(dup2(open(name.c_str(), O_RDWR | O_CREAT, 0600), unit.fd()), unit.fd());
-      for (int i = 0; i < kWhole; ++i) EXPECT_EQ(unit.write_bytes(record), 0);
-      EXPECT_EQ(unit.write_bytes(std::string(100000, 'x')), MSG_WRITE_ERROR);
-    });
-    const std::string written = tamrun_test::read_file(name);
-    Unf_Unit unit(layout_connection(Layout::variable), written);
-    for (int i = 0; i < kWhole; ++i) EXPECT_EQ(unit.read_bytes(1000), record) << i << buffered;
+  constexpr i64 kWhole = 10, kBytes = 1000, kLimit = kWhole * (kBytes + 20) + 3000;
+  const std::string record(kBytes, 'r');
+  for (Layout layout : {Layout::variable, Layout::segmented, Layout::fixed, Layout::length_bytes}) {
+    for (bool buffered : {false, true}) {
+      for (i64 last : {kBytes, i64{100000}}) {
+        if (layout == Layout::fixed && last > kBytes) continue;
+        SCOPED_TRACE(std::to_string(static_cast<int>(layout)) + ' ' + std::to_string(buffered) + ' ' +
+                     std::to_string(last));
+        tamrun_test::Temp_Dir folder;
+        const std::string name = folder.file("records");
+        Connection c = layout_connection(layout, 8192, layout == Layout::fixed ? kBytes : 0);
+        c.buffered = c.user_buffered = buffered;
+        const auto child = tamrun_test::run_child([&] {
+          const rlimit limit = {kLimit, RLIM_INFINITY};
+          signal(SIGXFSZ, SIG_IGN);
+          setrlimit(RLIMIT_FSIZE, &limit);
+          Unf_Unit unit(c);
+          EXPECT_EQ(dup2(open(name.c_str(), O_RDWR | O_CREAT, 0600), unit.fd()), unit.fd());
+          for (i64 i = 0; i < kWhole; ++i) EXPECT_EQ(unit.write_bytes(record), 0);
+          const std::string part(100, 'x');
+          int code = 0;
+          for (int i = 0; code == 0 && i < 5; ++i) {
+            code = unit.write([&](ItemList& l) {
+              for (i64 done = 0; done < last; done += 100) l.text(part);
+            });
+          }
+          if (code == 0 && buffered) code = for__write_output(&unit.lub(), nullptr, 0) < 0 ? MSG_WRITE_ERROR : 0;
+          EXPECT_EQ(code, MSG_WRITE_ERROR);
+        });
+        EXPECT_EQ(child.status, 0) << child.err;
+        Unf_Unit unit(c, tamrun_test::read_file(name));
+        for (i64 i = 0; i < kWhole; ++i) EXPECT_EQ(unit.read_bytes(kBytes), record) << i;
+        int code = 0;
+        for (int i = 0; code == 0 && i < (last == kBytes ? 5 : 1); ++i) (void)unit.read_bytes(1, &code);
+        EXPECT_TRUE(code == MSG_READ_ERROR || code == -1) << code;
+      }
+    }
   }
 }
 

@@ -278,6 +278,7 @@ TEST(ConnectPosition, AppendTakesTheEndMarkBack) {
       {std::string("ab\1\0\x1a\0", 6), segmented, 0, 2},
       {std::string("ab\3\0\x1a\0", 6), segmented, 0, 6},
       {"K\x82", variable, iof_msf_layout, 1},
+      {"K\1a\1", variable, iof_msf_layout, 4},
       {"ab\x1a", {{KEY_FORM, FORM_BINARY}}, 0, 3},
   };
   for (const char* action : {"READWRITE", "WRITE"}) {
