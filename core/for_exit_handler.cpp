@@ -26,13 +26,14 @@ void close_unit(For_Lub* lub) {
 }
 
 void close_all_units() {
+  constexpr int kEnd = -1;  // of the walk; NEWUNIT= numbers have other indices below 0
   For_Lub* lub = nullptr;
-  int index = -1;
+  int index = kEnd;
   for (;;) {
     const int code = for__get_next_lub(&lub, &index, STMT_CLOSE);
-    if (code == 0 && index < 0) return;
+    if (code == 0 && index == kEnd) return;
     if (code == MSG_RECURSIVE_IO) {
-      if (index < 0) return;
+      if (index == kEnd) return;
       continue;
     }
     if (code != 0) {

@@ -12,6 +12,8 @@
 #include <functional>
 #include <string>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "core/start.h"
 #include "support/child.h"
@@ -129,46 +131,44 @@ TEST(Stop, MessageFollowsWhatTheUnitHoldsAndFilesAreClosed) {
   check({"order",
          [&] {
            EXPECT_EQ(chdir(dir.path().c_str()), 0);
+           i32 unit = 0;
+           EXPECT_EQ(open_unit(0, KeyList().variable(KEY_NEWUNIT, ITM_INTEGER4, &unit).file("numbered").end()), 0);
+           (void)print(unit, "kept too");
            (void)print(6, "first");
            (void)print(43, "kept");
            for_stop_core("last", 4, kOld, 0, 0);
          },
          0, " first\nlast\n", ""});
   EXPECT_EQ(read_file(dir.file("fort.43")), " kept\n");
+  EXPECT_EQ(read_file(dir.file("numbered")), " kept too\n");
 }
-
-/// A unit 6 that the program has opened; null and 0: the keyword is not given.
-struct Opened {
-  const char *form, *recordtype, *access, *cc;
-  i64 recl;
-  std::string text, file;
-  int status;
-};
 
 TEST(Stop, RecordsOfEveryKind) {
   const std::string longer(3000, 'x'), counted("\4\0\0\0text\4\0\0\0", 12);
-  for (const Opened& row : {
-           Opened{nullptr, nullptr, nullptr, "FORTRAN", 0, "text", "text\r\n", 0},
-           Opened{nullptr, nullptr, nullptr, nullptr, 0, longer, longer + "\n", 0},
-           Opened{"FORMATTED", "VARIABLE", nullptr, "NONE", 0, "text", counted, 0},
-           Opened{"UNFORMATTED", "VARIABLE", nullptr, nullptr, 0, "text", counted, 0},
-           Opened{"UNFORMATTED", "SEGMENTED", nullptr, nullptr, 0, "text", std::string("\6\0\3\0text", 8), 0},
-           Opened{"UNFORMATTED", nullptr, "STREAM", nullptr, 0, "text", "text", 0},
-           Opened{"UNFORMATTED", "FIXED", nullptr, nullptr, 2, "text of 12  ", "", MSG_RECORD_OVERFLOW},
-       }) {
+  const struct {
+    std::vector<std::pair<u8, const char*>> keys;  ///< of the OPEN of unit 6
+    std::string text, file;
+  } kRows[] = {
+      {{{KEY_CARRIAGECONTROL, "FORTRAN"}}, "text", "text\r\n"},
+      {{}, longer, longer + "\n"},
+      {{{KEY_FORM, "FORMATTED"}, {KEY_RECORDTYPE, "VARIABLE"}, {KEY_CARRIAGECONTROL, "NONE"}}, "text", counted},
+      {{{KEY_FORM, "UNFORMATTED"}, {KEY_RECORDTYPE, "VARIABLE"}}, "text", counted},
+      {{{KEY_FORM, "UNFORMATTED"}, {KEY_RECORDTYPE, "SEGMENTED"}}, "text", std::string("\6\0\3\0text", 8)},
+      {{{KEY_FORM, "UNFORMATTED"}, {KEY_ACCESS, "STREAM"}}, "text", "text"},
+      {{{KEY_FORM, "UNFORMATTED"}, {KEY_RECORDTYPE, "FIXED"}}, "text of 12  ", ""},
+  };
+  for (const auto& row : kRows) {
     Temp_Dir dir;
+    const bool overflows = row.file.empty();
     const Child_Result child = run([&] {
       KeyList keys;
       keys.file(dir.file("out")).status("NEW");
-      if (row.form != nullptr) keys.form(row.form);
-      if (row.recordtype != nullptr) keys.text(KEY_RECORDTYPE, row.recordtype);
-      if (row.access != nullptr) keys.access(row.access);
-      if (row.cc != nullptr) keys.text(KEY_CARRIAGECONTROL, row.cc);
-      if (row.recl != 0) keys.number(KEY_RECL, row.recl);
+      for (const auto& [key, text] : row.keys) keys.text(key, text);
+      if (overflows) keys.number(KEY_RECL, 2);
       EXPECT_EQ(open_unit(6, keys.end()), 0);
       for_stop_core(row.text.data(), static_cast<i32>(row.text.size()), kOld, 0, 0);
     });
-    EXPECT_EQ(child.status, row.status) << child.err;
+    EXPECT_EQ(child.status, overflows ? MSG_RECORD_OVERFLOW : 0) << child.err;
     EXPECT_EQ(read_file(dir.file("out")), row.file);
   }
 }
