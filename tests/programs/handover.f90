@@ -1,6 +1,8 @@
 ! SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
 !
-! A namelist behind other input of a file on standard input: what was read ahead goes back, and the rest is the peer's.
+! A namelist behind other input: nothing has been read ahead of a pipe, what was of a file goes back, and the rest is the
+! peer's.
+! pipe: both
 ! input: 1 2\n3.5\n&group value = 42 /\n&group name = 'abc' /\n7 8\n
 program handover
   implicit none

@@ -4,11 +4,11 @@
 # run.sh TAMFC SOURCE EXPECTED WORK: compiles one program with tamfc in the folder WORK, runs it there and compares its
 # standard output with the file EXPECTED, byte for byte. Comments at the head of the source tell what is not the rule:
 #   ! flags: F...            arguments for the compiler
-#   ! with: FILE             a further source
-#   ! env: NAME=VALUE        environment of the program
+#   ! with: FILE             a further source, compiled first
+#   ! env: NAME=VALUE        environment of the program; several lines: a run with each
 #   ! args: A...             arguments of the program
 #   ! input: TEXT            standard input, with the escapes of printf (default: empty)
-#   ! pipe: yes              standard input is a pipe
+#   ! pipe: yes              standard input is a pipe; "both": a run with a file and one with a pipe
 #   ! stdout: /dev/full      standard output goes there; "closed" closes it
 #   ! compare: stderr        compare standard error
 #   ! merge: yes             compare both streams in one file
@@ -34,9 +34,8 @@ fail() {
 rm -rf "$work"
 mkdir -p "$work" && cd "$work" || exit 1
 with=$(tell with)
-setting=$(tell env)
 # shellcheck disable=SC2046
-"$tamfc" $(tell flags) "$source" ${with:+"$folder/$with"} -o program || fail "does not compile"
+"$tamfc" $(tell flags) ${with:+"$folder/$with"} "$source" -o program || fail "does not compile"
 
 run() { # status, text on standard error, arguments
   status=$1
@@ -46,7 +45,7 @@ run() { # status, text on standard error, arguments
   merge=$(tell merge)
   set -- env ${setting:+"$setting"} ${TAMRUN_PRELOAD:+"LD_PRELOAD=$TAMRUN_PRELOAD"} ./program "$@"
   printf '%b' "$(tell input)" >stdin
-  if [ "$(tell pipe)" = yes ]; then
+  if [ "$stdin" = pipe ]; then
     mkfifo pipe
     cat stdin >pipe &
   else
@@ -85,14 +84,29 @@ run() { # status, text on standard error, arguments
 }
 
 cases=$(tell case)
-if [ -n "$cases" ]; then
+run_cases() {
+  if [ -z "$cases" ]; then
+    status=$(tell status)
+    eval "set -- $(tell args)"
+    run "${status:-0}" "$(tell stderr)" "$@"
+    return
+  fi
   while read -r case status text; do
     run "$status" "$text" "$case"
-  done <<EOF
+  done <<END
 $cases
-EOF
-else
-  status=$(tell status)
-  eval "set -- $(tell args)"
-  run "${status:-0}" "$(tell stderr)" "$@"
-fi
+END
+}
+
+case $(tell pipe) in
+  both) ways='file pipe' ;;
+  yes) ways=pipe ;;
+  *) ways=file ;;
+esac
+for stdin in $ways; do
+  while read -r setting; do
+    run_cases
+  done <<END
+$(tell env)
+END
+done

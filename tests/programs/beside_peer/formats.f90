@@ -1,0 +1,202 @@
+! SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
+!
+! Prints random values in random formats, and what random fields are read as.
+program formats
+  use, intrinsic :: iso_fortran_env, only: int64, real64, real32
+  implicit none
+  integer(int64) :: seed = 20240229
+  integer :: i
+  do i = 1, 12000
+    call put_real(real_form(), single=mod(i, 4) == 0)
+  end do
+  do i = 1, 6000
+    call put_integer(integer_form())
+  end do
+  call read_fields(6000)
+contains
+  !> 31 pseudo-random bits.
+  integer function random() result(r)
+    seed = iand(seed * 6364136223846793005_int64 + 1442695040888963407_int64, huge(seed))
+    r = int(ishft(seed, -32))
+  end function
+
+  integer function pick(low, high)
+    integer, intent(in) :: low, high
+    pick = low + mod(random(), high - low + 1)
+  end function
+
+  function number(i) result(text)
+    integer, intent(in) :: i
+    character(:), allocatable :: text
+    character(12) :: digits
+    write (digits, '(i0)') i
+    text = trim(digits)
+  end function
+
+  !> The format that tells what it is in front of the value.
+  function telling(form)
+    character(*), intent(in) :: form
+    character(:), allocatable :: telling
+    telling = '("'//form//' |",'//form//',"|")'
+  end function
+
+  !> A value whose magnitude and number of digits vary.
+  real(real64) function any_real() result(x)
+    integer :: k
+    k = pick(0, 9)
+    x = real(random(), real64) * 10d0**pick(-12, 5)
+    if (k < 4) x = anint(x * 100) / 2**pick(0, 6)
+    if (k == 4) x = pick(0, 3)
+    if (k == 5) x = x * 10d0**pick(-290, 280)
+    if (k == 6) x = 10d0**pick(-8, 8) * (1 - 2d0**(-pick(4, 52)))
+    if (k > 7) x = pick(0, 20000) / 16d0
+    if (random() > huge(0) / 2) x = -x
+  end function
+
+  function real_form() result(form)
+    character(:), allocatable :: form
+    character(3), parameter :: modes(0:2) = ['sp,', 'dc,', 'rc,']
+    integer :: d, w, mode
+    d = pick(0, 15)
+    w = d + pick(0, 12)
+    select case (pick(0, 12))
+    case (0, 1, 2)
+      form = 'f'//number(w)//'.'//number(d)
+    case (3)
+      form = 'f0.'//number(d)
+    case (4, 5)
+      form = 'es'//number(w + 4)//'.'//number(d)
+    case (6)
+      form = 'e'//number(w + 5)//'.'//number(max(d, 1))
+    case (7)
+      form = 'en'//number(w + 6)//'.'//number(d)
+    case (8)
+      form = 'es'//number(w + 5)//'.'//number(d)//'e'//number(pick(1, 4))
+    case (9)
+      form = 'g'//number(w + 5)//'.'//number(max(d, 1))
+    case (10)
+      form = 'd'//number(w + 5)//'.'//number(max(d, 1))
+    case (11)
+      form = number(pick(-2, 4))//'p,f'//number(w + 6)//'.'//number(d)
+    case (12)
+      form = number(pick(-2, 3))//'p,e'//number(w + 9)//'.'//number(max(d, 4))
+    end select
+    mode = pick(0, 8)
+    if (mode <= 2) form = modes(mode)//form
+  end function
+
+  !> False where the two differ by rule: zero with an exponent, G below 0.1, and digits behind the 17th.
+  logical function is_alike(form, x)
+    character(*), intent(in) :: form
+    real(real64), intent(in) :: x
+    integer :: d
+    if (index(form, 'g') > 0) then
+      is_alike = abs(x) >= 0.1_real64 .and. abs(x) < 1e15_real64
+    else if (index(form, 'f') > 0) then
+      read (form(index(form, '.') + 1:), *) d
+      is_alike = abs(x) < 10d0**(12 - d)
+    else
+      is_alike = abs(x) > 1e-30_real64 .and. abs(x) < 1e30_real64
+    end if
+  end function
+
+  subroutine put_real(form, single)
+    character(*), intent(in) :: form
+    logical, intent(in) :: single
+    real(real64) :: x
+    do
+      x = any_real()
+      if (is_alike(form, x)) exit
+    end do
+    if (single .and. index(form, 'en') == 0) then
+      print telling(form), real(x, real32)
+    else
+      print telling(form), x
+    end if
+  end subroutine
+
+  function integer_form() result(form)
+    character(:), allocatable :: form
+    character(1), parameter :: letters(4) = ['i', 'z', 'o', 'b']
+    integer :: w, m
+    w = pick(0, 24)
+    form = letters(pick(1, 4))//number(w)
+    if (pick(0, 2) == 0) then
+      m = pick(0, 20)
+      if (w > 0) m = min(m, w)
+      form = form//'.'//number(m)
+    end if
+    if (pick(0, 4) == 0) form = 'sp,'//form
+  end function
+
+  subroutine put_integer(form)
+    character(*), intent(in) :: form
+    integer(int64) :: k
+    k = ishft(int(random(), int64), pick(0, 32)) / 2_int64**pick(0, 40)
+    if (pick(0, 1) == 0) k = -k
+    select case (pick(0, 3))
+    case (0)
+      print telling(form), k
+    case (1)
+      print telling(form), int(ibits(k, 0, 31))
+    case (2)
+      print telling(form), -int(ibits(k, 0, 15), 2)
+    case (3)
+      print telling(form), int(ibits(k, 0, 7), 1)
+    end select
+  end subroutine
+
+  function any_field() result(field)
+    character(24) :: field
+    field = ''
+    select case (pick(0, 5))
+    case (0, 1)
+      write (field, '(es18.8)') any_real()
+    case (2)
+      write (field, '(f18.5)') real(random(), real64) / 10d0**pick(0, 8)
+    case (3)
+      write (field, '(i12)') random() - huge(0) / 2
+    case (4)
+      write (field, '(i0,1x,i0)') pick(0, 99), pick(0, 999)
+    case (5)
+      write (field, '(i0,a,i0)') pick(-99, 99), 'e', pick(-20, 20)
+    end select
+  end function
+
+  subroutine read_fields(count)
+    integer, intent(in) :: count
+    character(24) :: fields(count), found
+    character(:), allocatable :: form
+    real(real64) :: x
+    integer(int64) :: k
+    integer :: u, i, status
+    open (newunit=u, file='fields', status='replace')
+    do i = 1, count
+      fields(i) = any_field()
+      write (u, '(a)') fields(i)
+    end do
+    close (u)
+    open (newunit=u, file='fields', status='old')
+    do i = 1, count
+      form = ''
+      if (pick(0, 5) == 0) form = 'bz,'
+      found = ''
+      select case (pick(0, 3))
+      case (0, 1)
+        form = form//'f'//number(pick(1, 20))//'.'//number(pick(0, 6))
+        read (u, '('//form//')', iostat=status) x
+        if (status == 0) write (found, '(es23.16)') x
+      case (2)
+        form = form//'i'//number(pick(1, 18))
+        read (u, '('//form//')', iostat=status) k
+        if (status == 0) write (found, '(i0)') k
+      case (3)
+        form = form//'a'//number(pick(1, 12))
+        read (u, '('//form//')', iostat=status) found(:12)
+      end select
+      if (status /= 0) found = 'refused'
+      print '(a)', form//' of '//fields(i)//' |'//found
+    end do
+    close (u)
+  end subroutine
+end program

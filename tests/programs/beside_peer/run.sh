@@ -1,0 +1,57 @@
+#!/bin/sh
+# SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
+#
+# run.sh TAMFC SOURCE WORK: programs run on the library and on libgfortran, side by side. TAMRUN_SOAK multiplies the count
+# of numbers.
+set -eu
+tamfc=$1
+source=$2
+work=$3
+rm -rf "$work"
+mkdir -p "$work"
+cd "$work"
+for name in formats numbers records strings; do
+  "$tamfc" -O1 "$source/$name.f90" -o $name.ours
+  "${TAMRUN_FC:-gfortran}" -O1 "$source/$name.f90" -o $name.peers
+done
+ours() { # program, arguments
+  name=$1
+  shift
+  TAMRUN_GNU_FILES=1 LD_PRELOAD=${TAMRUN_PRELOAD:-} "./$name.ours" "$@"
+}
+
+# A value in a format and a text read by one do not depend on who edits them. What is no number is a matter of taste.
+ours formats >formats.txt
+./formats.peers | paste -d '\t' - formats.txt | awk -F '\t' '
+  $1 ~ /refused *$/ || $2 ~ /refused *$/ { next }
+  $1 != $2 { print "peer: " $1 "\nours: " $2; bad = 1 }
+  { ++compared }
+  END { exit bad || compared < 23000 }'
+
+ours strings >strings.txt
+./strings.peers | cmp - strings.txt
+
+# List-directed output is laid out differently, but each number is the value.
+count=$((1000 * ${TAMRUN_SOAK:-1}))
+ours numbers write numbers.txt $count 2>/dev/null
+./numbers.peers check numbers.txt $count
+
+# In each byte order and access both write the same bytes, and each reads what the other wrote.
+for convert in native little_endian big_endian swap; do
+  for access in sequential stream; do
+    case=$convert.$access
+    ours records write $case.ours $convert $access
+    ./records.peers write $case.peers $convert $access
+    cmp $case.ours $case.peers
+    ours records copy $case.peers $convert $access $case.copy
+    ./records.peers copy $case.ours $convert $access $case.peers_copy
+    cmp $case.copy $case.peers_copy
+  done
+done
+# The copies do not depend on the order of the files.
+cmp native.stream.copy big_endian.sequential.copy
+# Without CONVERT= the environment decides.
+F_UFMTENDIAN=big ours records write environment native sequential
+cmp environment big_endian.sequential.peers
+FORT_CONVERT21=big_endian ours records copy big_endian.sequential.peers native sequential environment.copy
+cmp environment.copy big_endian.sequential.copy
