@@ -11,6 +11,8 @@
 ! case: directory 39 error during read
 ! case: closed 108 cannot stat file
 ! case: closed-told 0
+! case: closed-output 108 cannot stat file
+! case: closed-output-told 0
 ! case: lost 28 error during read
 ! case: lost-told 28 CLOSE error
 ! case: full 38 error during write
@@ -41,114 +43,115 @@ program bad_files
       integer(c_intptr_t), value :: handler
     end function
   end interface
+  integer, parameter :: lines = 20000
   character(32) :: what
   logical :: told, whole
-  integer :: u, i, n, status, expected
+  integer :: u = 20, i, n, status = 0, expected
   character(8) :: text
   call get_command_argument(1, what)
   told = index(what, '-told') > 0
   if (told) what = what(:index(what, '-told') - 1)
-  u = 20
-  status = 0
   select case (what)
   case ('binary-list', 'binary-format')
-    open (u, file='bytes', access='stream', form='unformatted', status='replace')
-    write (u) (char(mod(i * 37, 256)), i = 1, 4096)
-    close (u)
-    open (u, file='bytes', status='old', action='read')
-    if (what == 'binary-list') then
-      expected = 59
-      if (.not. told) read (u, *) n
-      if (told) read (u, *, iostat=status) n
-    else
-      expected = 64
-      if (.not. told) read (u, '(i5)') n
-      if (told) read (u, '(i5)', iostat=status) n
-    end if
+    call make_stream([(char(mod(i * 37, 256)), i = 1, 4096)])
+    expected = merge(59, 64, what == 'binary-list')
+    if (what == 'binary-list') call get_number(u)
+    if (what == 'binary-format') call get_line()
   case ('directory')
-    call execute_command_line('mkdir -p folder')
     expected = 39
+    call execute_command_line('mkdir -p folder')
     open (u, file='folder', status='old', action='read')
-    if (.not. told) read (u, *) n
-    if (told) read (u, *, iostat=status) n
+    call get_number(u)
   case ('closed')
     expected = 108
     if (c_close(0) /= 0) error stop 'not closed'
-    if (.not. told) read (*, *) n
-    if (told) read (*, *, iostat=status) n
+    call get_number(5)
+  case ('closed-output')
+    expected = 108
+    if (c_close(1) /= 0) error stop 'not closed'
+    if (.not. told) print *, 'lost'
+    if (told) write (*, *, iostat=status) 'lost'
   case ('lost')
     expected = 39
-    open (u, file='lines', status='replace', action='write')
-    do i = 1, 20000
-      write (u, '(i8)') i
-    end do
-    close (u)
-    open (u, file='lines', status='old', action='read')
-    do i = 1, 20000
-      if (.not. told) read (u, '(i8)') n
-      if (told) read (u, '(i8)', iostat=status) n
-      if (status /= 0) exit
-      if (i == 1) call lose_descriptors()
+    call make_lines()
+    do while (status == 0)
+      call get_line()
+      if (n == 1) call lose_descriptors()
     end do
   case ('full')
     expected = 38
     open (u, file='/dev/full', action='write')
-    call fill(told)
+    call fill()
   case ('limit')
     expected = 38
     if (c_signal(25, 1_c_intptr_t) == -1) error stop 'not ignored'  ! SIGXFSZ
     if (c_setrlimit(1, [20000_c_long, 20000_c_long]) /= 0) error stop 'no limit'  ! RLIMIT_FSIZE
     open (u, file='limited', status='replace', action='write')
-    call fill(told)
+    call fill()
     call execute_command_line('test "$(stat -c %s limited)" = 20000', exitstat=n)
     if (n /= 0) error stop 'the limit is not used up'
   case ('fifo')
     expected = -1
     call execute_command_line('rm -f pipe2; mkfifo pipe2; (printf "7 8\n9" >pipe2) &')
     open (u, file='pipe2', status='old', action='read')
-    read (u, *) n
-    if (n /= 7) error stop 'not 7'
-    read (u, *) n
-    if (n /= 9) error stop 'not 9'
-    if (.not. told) read (u, *) n
-    if (told) read (u, *, iostat=status) n
+    do i = 7, 9, 2
+      call get_number(u)
+      if (n /= i) error stop 'another number read'
+    end do
+    call get_number(u)
   case ('endless')
     expected = -1
-    open (u, file='line', access='stream', form='unformatted', status='replace')
-    write (u) repeat('0123456789', 300000)
-    close (u)
-    open (u, file='line', status='old', action='read')
+    call make_stream([(repeat('0123456789', 3000), i = 1, 100)])
     read (u, '(a)') text
     if (text /= '01234567') error stop 'not the start of the line'
     read (u, '(a)', iostat=status) text
   case ('cut')
     expected = -1
-    open (u, file='cut', status='replace', action='write')
-    do i = 1, 20000
-      write (u, '(i8)') i
-    end do
-    close (u)
-    open (u, file='cut', status='old', action='read')
+    call make_lines()
     do i = 1, 5000
-      read (u, '(i8)') n
+      call get_line()
     end do
-    call execute_command_line('truncate -s 100 cut')
+    call execute_command_line('truncate -s 100 data')
     whole = .true.
-    do while (status == 0)  ! what has been read ahead, and then the end
-      if (.not. told) read (u, '(i8)') n
-      if (told) read (u, '(i8)', iostat=status) n
+    do i = i, lines + 1  ! what has been read ahead, and then the end
+      call get_line()
       if (status /= 0) exit
       if (.not. whole) error stop 'more behind the cut'
       whole = n == i  ! the last line may be cut as well
-      i = i + 1
     end do
-    if (i > 20000) error stop 'the end has been read'
+    if (i > lines) error stop 'the end has been read'
   end select
   if (status /= expected) then
     write (0, *) what, status, expected
     error stop 'another number'
   end if
 contains
+  subroutine make_stream(bytes)
+    character(*), intent(in) :: bytes(:)
+    open (u, file='data', access='stream', form='unformatted', status='replace')
+    write (u) bytes
+    close (u)
+    open (u, file='data', status='old', action='read')
+  end subroutine
+
+  subroutine make_lines()
+    open (u, file='data', status='replace', action='write')
+    write (u, '(i8)') (i, i = 1, lines)
+    close (u)
+    open (u, file='data', status='old', action='read')
+  end subroutine
+
+  subroutine get_number(unit)
+    integer, intent(in) :: unit
+    if (.not. told) read (unit, *) n
+    if (told) read (unit, *, iostat=status) n
+  end subroutine
+
+  subroutine get_line()
+    if (.not. told) read (u, '(i8)') n
+    if (told) read (u, '(i8)', iostat=status) n
+  end subroutine
+
   !> Closes what the program has open beside the standard streams, behind the library's back.
   subroutine lose_descriptors()
     integer(c_int) :: fd, ignored
@@ -158,13 +161,10 @@ contains
   end subroutine
 
   !> Writes until something fails.
-  subroutine fill(told)
-    logical, intent(in) :: told
-    integer :: i
-    do i = 1, 100000
-      if (.not. told) write (u, '(i8)') i
-      if (told) write (u, '(i8)', iostat=status) i
-      if (status /= 0) return
+  subroutine fill()
+    do while (status == 0)
+      if (.not. told) write (u, '(i8)') n
+      if (told) write (u, '(i8)', iostat=status) n
     end do
   end subroutine
 end program

@@ -66,7 +66,7 @@ program owners
   close (33, status='delete')
   print '(2l2,1x,a)', there, status == 0, trim(line)
 
-  ! Internal units are the peer's, console statements go on in between.
+  ! Internal units in between.
   write (text, '(i0,a)') 42, ' internal'
   read (text, *) i
   print '(a,1x,i0)', trim(text), i

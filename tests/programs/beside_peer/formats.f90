@@ -2,6 +2,7 @@
 !
 ! Prints random values in random formats, and what random fields are read as.
 program formats
+  use, intrinsic :: ieee_arithmetic, only: ieee_value, ieee_positive_inf, ieee_negative_inf, ieee_quiet_nan
   use, intrinsic :: iso_fortran_env, only: int64, real64, real32
   implicit none
   integer(int64) :: seed = 20240229
@@ -12,6 +13,7 @@ program formats
   do i = 1, 6000
     call put_integer(integer_form())
   end do
+  call put_specials
   call read_fields(6000)
 contains
   !> 31 pseudo-random bits.
@@ -113,6 +115,21 @@ contains
     else
       print telling(form), x
     end if
+  end subroutine
+
+  subroutine put_specials
+    real(real64) :: values(4)
+    integer :: width, k
+    values = [ieee_value(1d0, ieee_positive_inf), ieee_value(1d0, ieee_negative_inf), ieee_value(1d0, ieee_quiet_nan), -0d0]
+    do width = 1, 11
+      do k = 1, size(values)
+        print telling('f'//number(width)//'.0'), values(k)
+        print telling('sp,e'//number(width + 6)//'.3'), real(values(k), real32)
+      end do
+    end do
+    print telling('f0.2'), values(:3)
+    print telling('g14.4'), values(:3)
+    print telling('f10.1,2f5.1'), values(1), cmplx(values(2), values(3), real32)
   end subroutine
 
   function integer_form() result(form)

@@ -1,18 +1,19 @@
 ! SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
 !
-! A large text file written and read back, formatted and list-directed: what comes back is what went out, in few calls of
-! the system. TAMRUN_LARGE_MB tells the size (default 2). A buffer holds 128 KiB, or FORT_BLOCKSIZE
-! bytes where that is set.
-program large_text
+! Large files written and read back, as text and by record number: what comes back is what went out, in few calls of the
+! system. TAMRUN_LARGE_MB tells the size of the text (default 2). A buffer holds 128 KiB, or FORT_BLOCKSIZE bytes where that
+! is set.
+program large_files
   use, intrinsic :: iso_fortran_env, only: int64, real64
   implicit none
   integer(int64), parameter :: line_bytes = 64
+  integer, parameter :: records = 40000, record_bytes = 100, jumps = 500, few = 8192
   character(*), parameter :: form = '(i12,es24.16,1x,a26)', letters = 'abcdefghijklmnopqrstuvwxyz'
   integer(int64) :: megabytes, lines, i, number, first, bytes, block
   real(real64) :: value
   character(26) :: text
   character(12) :: size
-  integer :: u, status
+  integer :: u, k, record, status
   call get_environment_variable('TAMRUN_LARGE_MB', size, status=status)
   megabytes = 2
   if (status == 0) read (size, *) megabytes
@@ -52,13 +53,32 @@ program large_text
   read (u, *, iostat=status) number
   print '(a,l2)', 'end behind the last list', is_iostat_end(status)
   close (u, status='delete')
+
+  ! Records in their order cost a call for each block, anywhere few bytes each.
+  open (newunit=u, file='records', access='direct', form='unformatted', recl=record_bytes)
+  do k = 1, records
+    write (u, rec=k) k
+  end do
+  first = calls('syscr')
+  do k = 1, records
+    read (u, rec=k) record
+    if (record /= k) error stop 'a record came back changed'
+  end do
+  print '(a,l2)', 'in order', calls('syscr') - first < records * record_bytes / block + 16 .or. first < 0
+  first = calls('rchar')
+  do k = 1, jumps
+    read (u, rec=mod(k * 7919, records) + 1) record
+    if (record /= mod(k * 7919, records) + 1) error stop 'a record came back changed'
+  end do
+  print '(a,l2)', 'anywhere', calls('rchar') - first < (jumps + 16) * few .or. first < 0
+  close (u, status='delete')
 contains
   real(real64) function value_of(i)
     integer(int64), intent(in) :: i
     value_of = (mod(i * 7919, 1000003_int64) - 500000) * 1.2345678901234567e-3_real64
   end function
 
-  !> So many calls of the system of one kind has the process made.
+  !> What the process has done of one kind: calls of the system, bytes.
   integer(int64) function calls(kind)
     character(*), intent(in) :: kind
     character(30) :: name
