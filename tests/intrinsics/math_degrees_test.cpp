@@ -97,9 +97,6 @@ TEST(MathDegrees, RandomArgumentsWithinOneUnit) {
     EXPECT_LE(worst_single, 1) << f.name;
     EXPECT_LE(worst_double, 1) << f.name;
     EXPECT_LE(worst_quad, kQuadUlps) << f.name;
-    if (getenv("TAMRUN_SOAK") != nullptr)
-      printf("%s: %ld arguments, largest errors %.4f %.4f %.4f\n", f.name, cases, worst_single, worst_double,
-             worst_quad);
   }
 }
 

@@ -85,27 +85,6 @@ TEST(RandomNumber, follows_exact_arithmetic) {
   EXPECT_EQ(for_random_seed_bit_size(), 64);
 }
 
-TEST(RandomNumber, is_uniform) {
-  put(12345, 67890);
-  constexpr int kBins = 100, kValues = 1000000;
-  std::vector<int> bins(kBins);
-  double sum = 0, product = 0, before = 0.5;
-  for (int i = 0; i < kValues; ++i) {
-    const double x = for_random_number();
-    ASSERT_TRUE(x > 0 && x < 1);
-    ++bins[static_cast<size_t>(x * kBins)];
-    sum += x;
-    product += (x - 0.5) * (before - 0.5);
-    before = x;
-  }
-  double chi_squared = 0;
-  for (int n : bins) chi_squared += std::pow(n - kValues / kBins, 2) / (kValues / kBins);
-  EXPECT_GT(chi_squared, 55);  // 99 degrees of freedom: one run in 10000 lies outside
-  EXPECT_LT(chi_squared, 160);
-  EXPECT_NEAR(sum / kValues, 0.5, 0.0012);        // four standard deviations
-  EXPECT_NEAR(product / kValues, 0, 4.0 / 12e3);  // correlation of neighbours
-}
-
 TEST(RandomSeed, brings_words_into_range) {
   struct {
     u32 put1, put2, got1, got2;

@@ -51,16 +51,6 @@ TEST(Index, AgreesWithStrings) {
   }
 }
 
-TEST(Index, LongRepetitiveText) {
-  Guarded text_room, part_room;
-  for (long n = soak_cases(3000); n > 0; --n) {
-    const std::string text = repetitive(500 + below(3000));
-    std::string part = text.substr(below(text.size()), below(300));
-    if (below(2) != 0 && !part.empty()) part[below(part.size())] ^= 'a' ^ 'b';
-    ASSERT_NO_FATAL_FAILURE(expect_index(text_room.put(text, n % 2 != 0), text, part_room.put(part, n % 4 < 2), part));
-  }
-}
-
 /// Long runs of a period between faults, and a run that is longer than most: what has matched is left and taken up again.
 TEST(Index, RunsOfOnePeriod) {
   for (long n = soak_cases(2000); n > 0; --n) {

@@ -5,7 +5,6 @@
 #include "objects/finalize.h"
 
 #include <gtest/gtest.h>
-#include <pthread.h>
 
 #include <string>
 #include <vector>
@@ -13,6 +12,7 @@
 #include "objects/element_walk.h"
 #include "objects/index_routines.h"
 #include "objects/object.h"
+#include "small_stack.h"
 #include "support/descriptor.h"
 
 namespace {
@@ -128,29 +128,18 @@ TEST(Finalize, ObjectThenComponentsThenParent) {
   EXPECT_EQ(finalized(array, store.data()), "w1 w3 l21 l22 l23 l24 l25 l0 l30 l0 l32 b1 b3 l10 l12 ");
 }
 
-/// A chain of a hundred thousand nodes on a stack of 256 KiB.
 TEST(Finalize, LongChains) {
-  static Fortran_Type node("node");
   static i64 count;
+  Fortran_Type node("node");
   node.final_routine([](void*) { ++count; });
   node.data<i64>();
   const u64 next = node.allocatable(node);
   node.end();
   constexpr size_t kNodes = 100000;
-  static std::vector<u8> store(kNodes * node.size());
+  std::vector<u8> store(kNodes * node.size());
   for (size_t i = 0; i + 1 < kNodes; ++i)
     *reinterpret_cast<u8**>(&store[i * node.size() + next]) = &store[(i + 1) * node.size()];
-  pthread_attr_t attributes;
-  pthread_attr_init(&attributes);
-  pthread_attr_setstacksize(&attributes, 256 << 10);
-  const auto body = [](void*) -> void* {
-    for_finalize(Descriptor(node).flags(DV_DEFINED), store.data());
-    return nullptr;
-  };
-  pthread_t thread;
-  ASSERT_EQ(pthread_create(&thread, &attributes, body, nullptr), 0);
-  pthread_join(thread, nullptr);
-  pthread_attr_destroy(&attributes);
+  tamrun_test::on_small_stack([&] { for_finalize(Descriptor(node).flags(DV_DEFINED), store.data()); });
   EXPECT_EQ(count, static_cast<i64>(kNodes));
 }
 
@@ -168,8 +157,7 @@ TEST(IndexRoutines, VisitWhatAnElementWalkVisits) {
     For_Update_Indices update;
     For_Current_Addr address;
     for__set_indices_routine(d, &init, &update, &address);
-    const bool vector = for__qnca_has_vector_subs(d) != 0;
-    EXPECT_EQ(vector, init == for__init_indices_vs);
+    EXPECT_EQ(for__qnca_has_vector_subs(d) != 0, init == for__init_indices_vs);
     u32 index[kMaxWalkRank], position[kMaxWalkRank];
     u8* const base = reinterpret_cast<u8*>(0x10000);
     Element_Walk walk(d, base);
@@ -183,19 +171,6 @@ TEST(IndexRoutines, VisitWhatAnElementWalkVisits) {
   }
   const For_Dim dims[] = {{3, 8, 1}, {-3, 8, 1}, {0, 8, 1}};
   for (const For_Dim& dim : dims) EXPECT_EQ(for__qnca_dim_has_vector_subs(dim), dim.dim_extent < 0);
-}
-
-TEST(IndexRoutines, SubscriptsStandInTheIndex) {
-  i64 base[9];
-  const Descriptor d = Descriptor(8, 1).shape({3}).subscripts(0, {5, 2, 9});
-  u32 index[1], position[1];
-  std::string visited;
-  for__init_indices_vs(index, 1, d, position);
-  do {
-    const u8* at = for__get_current_addr_vs(index, d, reinterpret_cast<u8*>(base));
-    visited += std::to_string(index[0]) + '@' + std::to_string((at - reinterpret_cast<u8*>(base)) / 8) + ' ';
-  } while (for__update_indices_vs(index, d, position) == 0);
-  EXPECT_EQ(visited, "5@4 2@1 9@8 ");
 }
 
 }  // namespace

@@ -24,12 +24,11 @@ TEST(IsoCBinding, AddressesPassThrough) {
   int a, b;
   void *null = nullptr, *pa = &a, *same = &a, *pb = &b;
   for (auto* associated : {iso_c_binding_mp_c_associated_ptr_, iso_c_binding_mp_c_associated_funptr_}) {
-    EXPECT_EQ(associated(&pa, nullptr), -1);
-    EXPECT_EQ(associated(&null, nullptr), 0);
-    EXPECT_EQ(associated(&pa, &same), -1);
-    EXPECT_EQ(associated(&pa, &pb), 0);
-    EXPECT_EQ(associated(&pa, &null), 0);
-    EXPECT_EQ(associated(&null, &null), 0);
+    for (void** first : {&pa, &null}) {
+      EXPECT_EQ(associated(first, nullptr), *first != nullptr ? -1 : 0);
+      for (void** second : {&same, &pb, &null})
+        EXPECT_EQ(associated(first, second), *first != nullptr && *first == *second ? -1 : 0);
+    }
   }
   for (auto* take : {iso_c_binding_mp_c_loc_, iso_c_binding_mp_c_loc_private_, iso_c_binding_mp_c_funloc_,
                      iso_c_binding_mp_c_funloc_private_}) {

@@ -120,9 +120,6 @@ TEST(OptionalHeaps, OpenMpAllocators) {
   std::thread([&] {
     for (const Row& row : rows) check(row);
   }).join();
-}
-
-TEST(OptionalHeaps, ARefusedOpenMpRequestIsNoMemory) {
   void* block = &block;
   EXPECT_EQ(for_allocate(u64{1} << 62, &block, FA_STAT), MSG_NO_MEMORY);
   EXPECT_EQ(block, nullptr);
