@@ -75,6 +75,19 @@ inline int close_unit(int unit, KeyList keys = KeyList().end(), For_IO_Flags fla
   return ctx.ctx_lub == nullptr ? result : -1000;
 }
 
+/// Specifiers as the source has them, "FILE=data RECL=4 SHARED": numbers go as numbers, all else as text.
+KeyList specifiers(const std::string& text);
+
+/// FILE= and STATUS='UNKNOWN', with room for more specifiers behind them.
+inline std::string on_file(const std::string& name) { return "FILE=" + name + " STATUS=UNKNOWN "; }
+
+inline int open_unit(int unit, const std::string& text, For_IO_Flags flags = kIostat) {
+  return open_unit(unit, specifiers(text).end(), flags);
+}
+inline int close_unit(int unit, const std::string& text, For_IO_Flags flags = kIostat) {
+  return close_unit(unit, specifiers(text).end(), flags);
+}
+
 /// The block of a unit that has one, at rest.
 For_Lub& block_of(int unit);
 

@@ -13,7 +13,7 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <map>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -66,86 +66,83 @@ i64 number(const About& about, u8 key, For_IO_Flags flags = kModern, u8 type = I
 }
 i64 truth(const About& about, u8 key, For_IO_Flags flags = kModern) { return number(about, key, flags, ITM_LOGICAL8); }
 
-constexpr u8 kTextKeys[] = {
-    KEY_ACCESS,     KEY_ACTION,  KEY_ASYNCHRONOUS, KEY_BINARY,     KEY_BLANK,    KEY_BUFFERED, KEY_CARRIAGECONTROL,
-    KEY_CONVERT,    KEY_DECIMAL, KEY_DELIM,        KEY_DIRECT,     KEY_ENCODING, KEY_FORM,     KEY_FORMATTED,
-    KEY_KEYED,      KEY_MODE,    KEY_ORGANIZATION, KEY_PAD,        KEY_POSITION, KEY_READ,     KEY_READWRITE,
-    KEY_WRITE,      KEY_ROUND,   KEY_RECORDTYPE,   KEY_SEQUENTIAL, KEY_SHARE,    KEY_SIGN,     KEY_STREAM,
-    KEY_UNFORMATTED};
-
-/// Answers in the order of kTextKeys.
-using Answers = std::vector<const char*>;
-
-void check_texts(const std::string& what, const About& about, const Answers& expected, For_IO_Flags flags = kModern) {
-  ASSERT_EQ(expected.size(), std::size(kTextKeys));
-  for (size_t i = 0; i < expected.size(); ++i)
-    EXPECT_EQ(text(about, kTextKeys[i], flags), expected[i]) << what << ", key " << int{kTextKeys[i]};
-}
+/// How unit 40 is opened for a column of kWords. Without specifiers no unit is asked about, in the second column by a
+/// program of the old kind, and then 40 before it is connected.
+constexpr const char* kConnections[] = {
+    nullptr,
+    nullptr,
+    "STATUS=UNKNOWN",
+    "STATUS=OLD ACTION=READ BLANK=ZERO DECIMAL=COMMA DELIM=QUOTE ENCODING=UTF-8 PAD=NO POSITION=REWIND ROUND=ZERO "
+    "SIGN=SUPPRESS RECORDTYPE=STREAM_CRLF BUFFERED=YES CARRIAGECONTROL=FORTRAN",
+    "STATUS=OLD ACCESS=DIRECT FORM=UNFORMATTED RECL=4 CONVERT=BIG_ENDIAN SHARE=DENYNONE",
+    "STATUS=OLD ACCESS=STREAM ACTION=WRITE",
+};
+constexpr struct {
+  u8 key;
+  const char* answers;  ///< by kConnections
+} kWords[] = {
+    {KEY_ACCESS, "UNDEFINED UNKNOWN SEQUENTIAL SEQUENTIAL DIRECT STREAM"},
+    {KEY_ACTION, "UNDEFINED UNDEFINED READWRITE READ READWRITE WRITE"},
+    {KEY_ASYNCHRONOUS, "UNDEFINED UNDEFINED NO NO NO NO"},
+    {KEY_BINARY, "UNKNOWN UNKNOWN NO NO NO NO"},
+    {KEY_BLANK, "UNDEFINED UNKNOWN NULL ZERO UNDEFINED UNDEFINED"},
+    {KEY_BUFFERED, "UNKNOWN UNKNOWN NO YES NO NO"},
+    {KEY_CARRIAGECONTROL, "UNKNOWN UNKNOWN LIST FORTRAN NONE NONE"},
+    {KEY_CONVERT, "UNKNOWN UNKNOWN NATIVE NATIVE BIG_ENDIAN NATIVE"},
+    {KEY_DECIMAL, "UNDEFINED UNDEFINED POINT COMMA UNDEFINED UNDEFINED"},
+    {KEY_DELIM, "UNDEFINED UNDEFINED NONE QUOTE UNDEFINED UNDEFINED"},
+    {KEY_DIRECT, "UNKNOWN UNKNOWN NO NO YES NO"},
+    {KEY_ENCODING, "UNKNOWN UNKNOWN UNKNOWN UTF-8 UNDEFINED UNDEFINED"},
+    {KEY_FORM, "UNDEFINED UNKNOWN FORMATTED FORMATTED UNFORMATTED UNFORMATTED"},
+    {KEY_FORMATTED, "UNKNOWN UNKNOWN YES YES NO NO"},
+    {KEY_KEYED, "UNKNOWN UNKNOWN NO NO NO NO"},
+    {KEY_MODE, "UNKNOWN UNKNOWN READWRITE READ READWRITE WRITE"},
+    {KEY_ORGANIZATION, "UNKNOWN UNKNOWN SEQUENTIAL SEQUENTIAL SEQUENTIAL SEQUENTIAL"},
+    {KEY_PAD, "YES YES YES NO YES YES"},
+    {KEY_POSITION, "UNDEFINED UNDEFINED ASIS REWIND UNDEFINED ASIS"},
+    {KEY_READ, "UNKNOWN UNKNOWN YES YES YES NO"},
+    {KEY_READWRITE, "UNKNOWN UNKNOWN YES NO YES NO"},
+    {KEY_WRITE, "UNKNOWN UNKNOWN YES NO YES YES"},
+    {KEY_ROUND, "UNDEFINED UNDEFINED NEAREST ZERO UNDEFINED UNDEFINED"},
+    {KEY_RECORDTYPE, "UNKNOWN UNKNOWN STREAM_LF STREAM_CRLF FIXED STREAM"},
+    {KEY_SEQUENTIAL, "UNKNOWN UNKNOWN YES YES NO YES"},
+    {KEY_SHARE, "UNKNOWN UNKNOWN NODENY NODENY DENYNONE NODENY"},
+    {KEY_SIGN, "UNDEFINED UNDEFINED PROCESSOR_DEFINED SUPPRESS UNDEFINED UNDEFINED"},
+    {KEY_STREAM, "UNKNOWN UNKNOWN NO NO NO YES"},
+    {KEY_UNFORMATTED, "UNKNOWN UNKNOWN NO NO YES YES"},
+};
 
 TAMRUN_CHILD_TEST(Inquire, WordsOfEveryKindOfConnection) {
   Temp_Dir dir;
-  const std::string file = dir.file("f");
-  const char* const u = "UNDEFINED";
-  const char* const q = "UNKNOWN";
-  check_texts("no unit", {-400},
-              {u, u, u, q, u, q, q, q, u, u, q, q, u, q, q, q, q, "YES", u, q, q, q, u, q, q, q, u, q, q});
-  check_texts("no unit, old", {-400},
-              {q, u, u, q, q, q, q, q, u, u, q, q, q, q, q, q, q, "YES", u, q, q, q, u, q, q, q, u, q, q}, kOld);
-  check_texts("not connected", {40},
-              {u, u, u, q, u, q, q, q, u, u, q, q, u, q, q, q, q, "YES", u, q, q, q, u, q, q, q, u, q, q});
-  ASSERT_EQ(open_unit(40, KeyList().file(file).status("UNKNOWN").end()), 0);
-  check_texts("sequential", {40}, {"SEQUENTIAL", "READWRITE",  "NO",
-                                   "NO",         "NULL",       "NO",
-                                   "LIST",       "NATIVE",     "POINT",
-                                   "NONE",       "NO",         q,
-                                   "FORMATTED",  "YES",        "NO",
-                                   "READWRITE",  "SEQUENTIAL", "YES",
-                                   "ASIS",       "YES",        "YES",
-                                   "YES",        "NEAREST",    "STREAM_LF",
-                                   "YES",        "NODENY",     "PROCESSOR_DEFINED",
-                                   "NO",         "NO"});
-  EXPECT_EQ(close_unit(40), 0);
-  KeyList modes;
-  modes.file(file).status("OLD").text(KEY_ACTION, "READ").text(KEY_BLANK, "ZERO").text(KEY_DECIMAL, "COMMA");
-  modes.text(KEY_DELIM, "QUOTE").text(KEY_ENCODING, "UTF-8").text(KEY_PAD, "NO").text(KEY_POSITION, "REWIND");
-  modes.text(KEY_ROUND, "ZERO").text(KEY_SIGN, "SUPPRESS").text(KEY_RECORDTYPE, "STREAM_CRLF");
-  modes.text(KEY_BUFFERED, "YES").text(KEY_CARRIAGECONTROL, "FORTRAN");
-  ASSERT_EQ(open_unit(40, modes.end()), 0);
-  check_texts("modes", {40}, {"SEQUENTIAL", "READ",   "NO",       "NO",    "ZERO",      "YES", "FORTRAN", "NATIVE",
-                              "COMMA",      "QUOTE",  "NO",       "UTF-8", "FORMATTED", "YES", "NO",      "READ",
-                              "SEQUENTIAL", "NO",     "REWIND",   "YES",   "NO",        "NO",  "ZERO",    "STREAM_CRLF",
-                              "YES",        "NODENY", "SUPPRESS", "NO",    "NO"});
-  EXPECT_EQ(close_unit(40), 0);
-  KeyList direct;
-  direct.file(file)
-      .status("OLD")
-      .access("DIRECT")
-      .form("UNFORMATTED")
-      .number(KEY_RECL, 4)
-      .text(KEY_CONVERT, "BIG_ENDIAN");
-  direct.text(KEY_SHARE, "DENYNONE");
-  ASSERT_EQ(open_unit(40, direct.end()), 0);
-  check_texts("direct", {40},
-              {"DIRECT", "READWRITE", "NO",  "NO",          u,    "NO",    "NONE",      "BIG_ENDIAN", u,
-               u,        "YES",       u,     "UNFORMATTED", "NO", "NO",    "READWRITE", "SEQUENTIAL", "YES",
-               u,        "YES",       "YES", "YES",         u,    "FIXED", "NO",        "DENYNONE",   u,
-               "NO",     "YES"});
+  for (size_t i = 0; i < std::size(kConnections); ++i) {
+    const For_IO_Flags flags = i == 1 ? kOld : kModern;
+    if (kConnections[i] != nullptr) {
+      ASSERT_EQ(open_unit(40, "FILE=" + dir.file("f") + ' ' + kConnections[i]), 0);
+    }
+    for (const auto& row : kWords) {
+      std::istringstream words(row.answers);
+      std::string expected;
+      for (size_t word = 0; word <= i; ++word) words >> expected;
+      SCOPED_TRACE("connection " + std::to_string(i) + ", key " + std::to_string(row.key));
+      EXPECT_EQ(text({kConnections[i] != nullptr ? 40 : -400}, row.key, flags), expected);
+      if (i == 0) {
+        EXPECT_EQ(text({40}, row.key), expected) << "not connected yet";
+      }
+    }
+    if (kConnections[i] != nullptr) {
+      EXPECT_EQ(close_unit(40), 0);
+    }
+  }
+  ASSERT_EQ(open_unit(40, on_file(dir.file("f"))), 0);
   For_Context ctx{};
   EXPECT_EQ(for_rewind(&ctx, 40, kModern), 0);
-  EXPECT_EQ(text({40}, KEY_POSITION), "REWIND");
-  EXPECT_EQ(text({40}, KEY_POSITION), "REWIND");  // INQUIRE is no positioning statement
-  EXPECT_EQ(close_unit(40), 0);
-  ASSERT_EQ(open_unit(40, KeyList().file(file).status("OLD").access("STREAM").text(KEY_ACTION, "WRITE").end()), 0);
-  check_texts("stream", {40},
-              {"STREAM", "WRITE",       "NO",  "NO",     u,       "NO",         "NONE", "NATIVE", u,    u,    "NO",
-               u,        "UNFORMATTED", "NO",  "NO",     "WRITE", "SEQUENTIAL", "YES",  "ASIS",   "NO", "NO", "YES",
-               u,        "STREAM",      "YES", "NODENY", u,       "YES",        "YES"});
+  for (int i = 0; i < 2; ++i) EXPECT_EQ(text({40}, KEY_POSITION), "REWIND") << "INQUIRE is no positioning statement";
   EXPECT_EQ(close_unit(40), 0);
 }
 
 TAMRUN_CHILD_TEST(Inquire, WordsOfFields) {
   Temp_Dir dir;
-  ASSERT_EQ(open_unit(40, KeyList().file(dir.file("f")).status("UNKNOWN").end()), 0);
+  ASSERT_EQ(open_unit(40, on_file(dir.file("f"))), 0);
   For_Lub& lub = block_of(40);
   struct Row {
     u8 key;
@@ -174,7 +171,7 @@ TAMRUN_CHILD_TEST(Inquire, WordsOfFields) {
   }
   lub.lub_f_convert = 0;
   for (const auto& [delim, word] :
-       std::map<char, std::string>{{'\'', "APOSTROPHE"}, {'"', "QUOTE"}, {'\0', "NONE"}, {'x', "message 48"}}) {
+       {std::pair{'\'', "APOSTROPHE"}, {'"', "QUOTE"}, {'\0', "NONE"}, {'x', "message 48"}}) {
     lub.lub_delim = static_cast<u8>(delim);
     EXPECT_EQ(text({40}, KEY_DELIM), word);
   }
@@ -194,7 +191,7 @@ TAMRUN_CHILD_TEST(Inquire, NumbersAndTruths) {
   EXPECT_EQ(number({-400}, KEY_RECL), 0);
   EXPECT_EQ(number({40}, KEY_RECL_LATER), -1);
   EXPECT_EQ(number({40}, KEY_SIZE), -1);
-  ASSERT_EQ(open_unit(40, KeyList().file(file).status("NEW").number(KEY_RECL, 50).text(KEY_BUFFERED, "YES").end()), 0);
+  ASSERT_EQ(open_unit(40, on_file(file) + "RECL=50 BUFFERED=YES"), 0);
   For_Lub& lub = block_of(40);
   EXPECT_EQ(truth({40}, KEY_OPENED), -1);
   EXPECT_EQ(truth({40}, KEY_NAMED), -1);
@@ -217,7 +214,7 @@ TAMRUN_CHILD_TEST(Inquire, NumbersAndTruths) {
   EXPECT_EQ(number({40}, KEY_SIZE), 5);
   EXPECT_EQ(number({-4000, file, ""}, KEY_SIZE), 5);
   EXPECT_EQ(close_unit(40), 0);
-  ASSERT_EQ(open_unit(40, KeyList().file(file).status("OLD").access("STREAM").end()), 0);
+  ASSERT_EQ(open_unit(40, on_file(file) + "ACCESS=STREAM"), 0);
   EXPECT_EQ(number({40}, KEY_POS), 1);
   EXPECT_EQ(number({40}, KEY_RECL), INT64_MAX);
   EXPECT_EQ(number({40}, KEY_RECL, kModern, ITM_INTEGER4), 0xffffffff);
@@ -225,9 +222,7 @@ TAMRUN_CHILD_TEST(Inquire, NumbersAndTruths) {
   block_of(40).lub_file_pos = 1ll << 40;
   EXPECT_EQ(number({40}, KEY_POS), (1ll << 40) + 1);
   EXPECT_EQ(close_unit(40), 0);
-  KeyList direct;
-  direct.status("SCRATCH").access("DIRECT").form("UNFORMATTED").number(KEY_RECL, 4);
-  ASSERT_EQ(open_unit(40, direct.end()), 0);
+  ASSERT_EQ(open_unit(40, "STATUS=SCRATCH ACCESS=DIRECT FORM=UNFORMATTED RECL=4"), 0);
   EXPECT_EQ(number({40}, KEY_NEXTREC), 1);
   EXPECT_EQ(number({40}, KEY_RECL), 4);
   EXPECT_EQ(truth({40}, KEY_NAMED), 0);
@@ -247,7 +242,7 @@ TAMRUN_CHILD_TEST(Inquire, ByFileFindsTheUnitUnderAnySpelling) {
   EXPECT_EQ(truth({0, file, ""}, KEY_OPENED), 0);
   EXPECT_EQ(number({0, file, ""}, KEY_SIZE), 6);
   for (const int unit : {43, 4711}) {
-    ASSERT_EQ(open_unit(unit, KeyList().file(file).status("OLD").end()), 0);
+    ASSERT_EQ(open_unit(unit, on_file(file)), 0);
     for (const std::string& name : {file, dir.path() + "/./f", dir.file("link")}) {
       EXPECT_EQ(truth({0, name, ""}, KEY_OPENED), -1) << name;
       EXPECT_EQ(number({0, name, ""}, KEY_NUMBER), unit) << name;
@@ -320,7 +315,7 @@ TAMRUN_CHILD_TEST(Inquire, ConsoleUnitsBeforeTheirFirstStatement) {
 
 TAMRUN_CHILD_TEST(Inquire, WithinAStatementOfTheSameThread) {
   Temp_Dir dir;
-  ASSERT_EQ(open_unit(40, KeyList().file(dir.file("f")).status("NEW").end()), 0);
+  ASSERT_EQ(open_unit(40, on_file(dir.file("f"))), 0);
   For_Context ctx{};
   ItemList first, rest;
   first.text("one").more();
@@ -353,13 +348,12 @@ TEST(Inquire, ByUnitCallsTheSystemForSizeOnly) {
   for (const bool with_size : {false, true}) {
     const Child_Result child = run_child([with_size] {
       Temp_Dir dir;
-      if (open_unit(40, KeyList().file(dir.file("f")).status("NEW").end()) != 0) return;
-      char words[std::size(kTextKeys) + 1][20];
+      if (open_unit(40, on_file(dir.file("f"))) != 0) return;
+      char word[20];
       i64 values[10];
       ItemList items;
-      for (size_t i = 0; i < std::size(kTextKeys); ++i)
-        items.scalar(ITM_CHARACTER, words[i], sizeof words[i]).pair(kTextKeys[i], 0);
-      items.scalar(ITM_CHARACTER, words[std::size(kTextKeys)], 20).pair(KEY_NAME, 0);
+      for (const auto& row : kWords) items.scalar(ITM_CHARACTER, word, sizeof word).pair(row.key, 0);
+      items.scalar(ITM_CHARACTER, word, sizeof word).pair(KEY_NAME, 0);
       int used = 0;
       for (const u8 key : {KEY_EXIST, KEY_OPENED, KEY_NUMBER, KEY_NAMED, KEY_RECL, KEY_NEXTREC, KEY_POS, KEY_PENDING})
         items.pointer(ITM_INTEGER8, &values[used++]).pair(key, 0);
@@ -396,7 +390,7 @@ TAMRUN_CHILD_TEST(InquireThreads, UnitsThatOthersOpenWriteAndClose) {
         For_Context ctx{};
         switch (rand_r(&seed) % 5) {
           case 0:
-            (void)open_unit(unit, KeyList().file(file).status("UNKNOWN").text(KEY_BUFFERED, "YES").end());
+            (void)open_unit(unit, on_file(file) + "BUFFERED=YES");
             break;
           case 1: {
             ItemList items;

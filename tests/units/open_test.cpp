@@ -31,85 +31,66 @@ using tamrun_test::write_file;
 constexpr int kUnit = 20;
 constexpr For_IO_Flags kCompat = kIostat | iof_compat_io;
 
-struct Numbered {
-  u8 key;
-  i64 value;
-};
-
-KeyList keys_of(const std::string& file, const std::vector<Numbered>& numbers) {
-  KeyList keys;
-  keys.file(file);
-  bool status = false;
-  for (const Numbered& n : numbers) {
-    keys.number(n.key, n.value);
-    status |= n.key == KEY_STATUS;
-  }
-  if (!status) keys.status("UNKNOWN");
-  return keys.end();
-}
-
-/// Values by number, with the message for a program with specific messages and for one without.
-struct Refusal {
-  std::vector<Numbered> keys;
+/// What OPEN refuses, with the message for a program with specific messages and for one without.
+constexpr struct {
+  const char* specifiers;
   int specific, general;
-};
-
-const Refusal kRefusals[] = {
-    {{{KEY_ACTION, 4}}, 749, 48},
-    {{{KEY_MODE, 4}}, 571, 48},
-    {{{KEY_READONLY, 1}, {KEY_ACTION, MODE_READWRITE}}, 46, 46},
-    {{{KEY_READONLY, 1}, {KEY_MODE, MODE_WRITE}}, 46, 46},
-    {{{KEY_ACTION, MODE_READ}, {KEY_MODE, MODE_WRITE}}, 46, 46},
-    {{{KEY_ACCESS, 6}}, 572, 48},
-    {{{KEY_READONLY, 1}, {KEY_ACCESS, ACCESS_APPEND}}, 46, 46},
-    {{{KEY_STATUS, 6}}, 570, 48},
-    {{{KEY_DISPOSE, 7}}, 48, 48},
-    {{{KEY_STATUS, STATUS_SCRATCH}, {KEY_DISPOSE, DISPOSE_KEEP}}, 46, 46},
-    {{{KEY_STATUS, STATUS_SCRATCH}, {KEY_DISPOSE, DISPOSE_PRINT}}, 46, 46},
-    {{{KEY_STATUS, STATUS_SCRATCH}, {KEY_DISPOSE, DISPOSE_SUBMIT_DELETE}}, 46, 46},
-    {{{KEY_READONLY, 1}, {KEY_DISPOSE, DISPOSE_DELETE}}, 46, 46},
-    {{{KEY_READONLY, 1}, {KEY_DISPOSE, DISPOSE_PRINT_DELETE}}, 46, 46},
-    {{{KEY_FORM, 5}}, 574, 48},
-    {{{KEY_FORM, FORM_UNFORMATTED}, {KEY_PAD, ANSWER_YES}}, 752, 46},
-    {{{KEY_FORM, FORM_UNFORMATTED}, {KEY_DELIM, DELIM_NONE}}, 752, 46},
-    {{{KEY_RECORDTYPE, 9}}, 48, 48},
-    {{{KEY_ACCESS, ACCESS_STREAM}, {KEY_RECORDTYPE, RECTYPE_FIXED}}, 46, 46},
-    {{{KEY_RECORDTYPE, RECTYPE_SEGMENTED}}, 46, 46},
-    {{{KEY_RECORDTYPE, RECTYPE_VARIABLE}}, 46, 46},
-    {{{KEY_CARRIAGECONTROL, 4}}, 754, 48},
-    {{{KEY_ACCESS, ACCESS_STREAM}, {KEY_CARRIAGECONTROL, CC_LIST}}, 46, 46},
-    {{{KEY_ACCESS, ACCESS_STREAM}, {KEY_CARRIAGECONTROL, CC_FORTRAN}}, 46, 46},
-    {{{KEY_ORGANIZATION, 4}}, 48, 48},
-    {{{KEY_ACCESS, ACCESS_DIRECT}, {KEY_RECL, 8}, {KEY_RECORDTYPE, RECTYPE_STREAM}}, 46, 46},
-    {{{KEY_ACCESS, ACCESS_KEYED}, {KEY_ORGANIZATION, ORG_SEQUENTIAL}}, 46, 46},
-    {{{KEY_ACCESS, ACCESS_KEYED}, {KEY_ORGANIZATION, ORG_RELATIVE}}, 46, 46},
-    {{{KEY_ACCESS, ACCESS_DIRECT}, {KEY_RECL, 8}, {KEY_ORGANIZATION, ORG_INDEXED}}, 46, 46},
-    {{{KEY_ACCESS, ACCESS_STREAM}, {KEY_ORGANIZATION, ORG_INDEXED}}, 46, 46},
-    {{{KEY_ORGANIZATION, ORG_RELATIVE}, {KEY_RECORDTYPE, RECTYPE_STREAM_LF}, {KEY_RECL, 9}}, 46, 46},
-    {{{KEY_RECORDTYPE, RECTYPE_VARIABLE_KEYWORD}, {KEY_CARRIAGECONTROL, CC_LIST}}, 46, 46},
-    {{{KEY_BLANK, 3}}, 573, 48},
-    {{{KEY_RECORDTYPE, RECTYPE_FIXED}}, 577, 37},
-    {{{KEY_ACCESS, ACCESS_DIRECT}}, 577, 37},
-    {{{KEY_ACCESS, ACCESS_STREAM}, {KEY_RECL, 100}}, 112, 112},
-    {{{KEY_RECL, -1}}, 581, 769},
-    {{{KEY_FORM, FORM_UNFORMATTED}, {KEY_RECORDTYPE, RECTYPE_SEGMENTED}, {KEY_RECL, 1}}, 531, 531},
-    {{{KEY_DELIM, 4}}, 751, 48},
-    {{{KEY_PAD, 3}}, 753, 48},
-    {{{KEY_POSITION, 4}}, 748, 48},
-    {{{KEY_ACCESS, ACCESS_DIRECT}, {KEY_RECL, 8}, {KEY_POSITION, POSITION_ASIS}}, 46, 46},
-    {{{KEY_SHARE, SHARE_COMPAT}}, 48, 48},
-    {{{KEY_SHARE, SHARE_DENYRD}}, 48, 48},
-    {{{KEY_SHARE, SHARE_DENYWR}}, 48, 48},
-    {{{KEY_SHARE, SHARE_DENYNONE}, {KEY_NOSHARED, 1}}, 270, 270},
-    {{{KEY_SHARE, SHARE_DENYRW}, {KEY_SHARED, 1}}, 270, 270},
-    {{{KEY_FORM, FORM_UNFORMATTED}, {KEY_ROUND, ROUND_UP}}, 752, 46},
-    {{{KEY_FORM, FORM_UNFORMATTED}, {KEY_DECIMAL, DECIMAL_COMMA}}, 752, 46},
-    {{{KEY_FORM, FORM_UNFORMATTED}, {KEY_SIGN, SIGN_PLUS}}, 752, 46},
-    {{{KEY_FORM, FORM_BINARY}, {KEY_ENCODING, 1}}, 752, 46},
+} kRefusals[] = {
+    {"ACTION=4", 749, 48},
+    {"MODE=4", 571, 48},
+    {"READONLY ACTION=READWRITE", 46, 46},
+    {"READONLY MODE=WRITE", 46, 46},
+    {"ACTION=READ MODE=WRITE", 46, 46},
+    {"ACCESS=6", 572, 48},
+    {"READONLY ACCESS=APPEND", 46, 46},
+    {"STATUS=6", 570, 48},
+    {"DISPOSE=7", 48, 48},
+    {"STATUS=SCRATCH DISPOSE=KEEP", 46, 46},
+    {"STATUS=SCRATCH DISPOSE=PRINT", 46, 46},
+    {"STATUS=SCRATCH DISPOSE=SUBMIT/DELETE", 46, 46},
+    {"READONLY DISPOSE=DELETE", 46, 46},
+    {"READONLY DISPOSE=PRINT/DELETE", 46, 46},
+    {"FORM=5", 574, 48},
+    {"FORM=UNFORMATTED PAD=YES", 752, 46},
+    {"FORM=UNFORMATTED DELIM=NONE", 752, 46},
+    {"RECORDTYPE=9", 48, 48},
+    {"ACCESS=STREAM RECORDTYPE=FIXED", 46, 46},
+    {"RECORDTYPE=SEGMENTED", 46, 46},
+    {"RECORDTYPE=4", 46, 46},
+    {"CARRIAGECONTROL=4", 754, 48},
+    {"ACCESS=STREAM CARRIAGECONTROL=LIST", 46, 46},
+    {"ACCESS=STREAM CARRIAGECONTROL=FORTRAN", 46, 46},
+    {"ORGANIZATION=4", 48, 48},
+    {"ACCESS=DIRECT RECL=8 RECORDTYPE=STREAM", 46, 46},
+    {"ACCESS=KEYED ORGANIZATION=SEQUENTIAL", 46, 46},
+    {"ACCESS=KEYED ORGANIZATION=RELATIVE", 46, 46},
+    {"ACCESS=DIRECT RECL=8 ORGANIZATION=INDEXED", 46, 46},
+    {"ACCESS=STREAM ORGANIZATION=INDEXED", 46, 46},
+    {"ORGANIZATION=RELATIVE RECORDTYPE=STREAM_LF RECL=9", 46, 46},
+    {"RECORDTYPE=VARIABLE CARRIAGECONTROL=LIST", 46, 46},
+    {"BLANK=3", 573, 48},
+    {"RECORDTYPE=FIXED", 577, 37},
+    {"ACCESS=DIRECT", 577, 37},
+    {"ACCESS=STREAM RECL=100", 112, 112},
+    {"RECL=-1", 581, 769},
+    {"FORM=UNFORMATTED RECORDTYPE=SEGMENTED RECL=1", 531, 531},
+    {"DELIM=4", 751, 48},
+    {"PAD=3", 753, 48},
+    {"POSITION=4", 748, 48},
+    {"ACCESS=DIRECT RECL=8 POSITION=ASIS", 46, 46},
+    {"SHARE=COMPAT", 48, 48},
+    {"SHARE=DENYRD", 48, 48},
+    {"SHARE=DENYWR", 48, 48},
+    {"SHARE=DENYNONE NOSHARED", 270, 270},
+    {"SHARE=DENYRW SHARED", 270, 270},
+    {"FORM=UNFORMATTED ROUND=UP", 752, 46},
+    {"FORM=UNFORMATTED DECIMAL=COMMA", 752, 46},
+    {"FORM=UNFORMATTED SIGN=PLUS", 752, 46},
+    {"FORM=BINARY ENCODING=DEFAULT", 752, 46},
     // The first failure is the one reported.
-    {{{KEY_SHARE, 9}, {KEY_BLANK, 9}, {KEY_ORGANIZATION, 9}, {KEY_FORM, 9}, {KEY_STATUS, 9}}, 570, 48},
-    {{{KEY_BLANK, 9}, {KEY_RECL, -1}}, 573, 48},
-    {{{KEY_POSITION, 9}, {KEY_PAD, 9}}, 753, 48},
+    {"SHARE=9 BLANK=9 ORGANIZATION=9 FORM=9 STATUS=9", 570, 48},
+    {"BLANK=9 RECL=-1", 573, 48},
+    {"POSITION=9 PAD=9", 753, 48},
 };
 
 TEST(OpenKeywords, RefusalsComeBeforeTheFileIsTouched) {
@@ -118,13 +99,12 @@ TEST(OpenKeywords, RefusalsComeBeforeTheFileIsTouched) {
   fail_once();
   const long blocks = vm_live_blocks();
   const int descriptors = open_descriptors();
-  int row = 0;
-  for (const Refusal& refusal : kRefusals) {
-    SCOPED_TRACE(row++);
-    const std::string file = dir.file("none");
+  const std::string file = dir.file("none");
+  for (const auto& row : kRefusals) {
+    SCOPED_TRACE(row.specifiers);
     // STREAM takes the compatible defaults back, but not the messages.
-    EXPECT_EQ(refusal.specific, open_unit(kUnit, keys_of(file, refusal.keys), kCompat));
-    EXPECT_EQ(refusal.general, open_unit(kUnit, keys_of(file, refusal.keys)));
+    EXPECT_EQ(row.specific, open_unit(kUnit, on_file(file) + row.specifiers, kCompat));
+    EXPECT_EQ(row.general, open_unit(kUnit, on_file(file) + row.specifiers));
     EXPECT_NE(0, access(file.c_str(), F_OK)) << "nothing was made";
     EXPECT_FALSE(block_of(kUnit).lub_f_connected);
     EXPECT_EQ(0, close_unit(kUnit));
@@ -136,112 +116,59 @@ TEST(OpenKeywords, RefusalsComeBeforeTheFileIsTouched) {
 
 TEST(OpenKeywords, BlankOnUnformattedFilesIsAnOption) {
   const Temp_Dir dir;
-  const std::vector<Numbered> keys = {{KEY_FORM, FORM_UNFORMATTED}, {KEY_BLANK, BLANK_NULL}};
   const For_IO_Flags check = kIostat | iof_advance_given;
-  EXPECT_EQ(46, open_unit(kUnit, keys_of(dir.file("f"), keys), check));
-  EXPECT_EQ(752, open_unit(kUnit, keys_of(dir.file("f"), keys), check | iof_compat_io));
-  EXPECT_EQ(0, open_unit(kUnit, keys_of(dir.file("f"), keys), check | iof_blank_unformatted_ok));
-  EXPECT_EQ(0, close_unit(kUnit));
-  EXPECT_EQ(0, open_unit(kUnit, keys_of(dir.file("f"), keys)));
-  EXPECT_EQ(0, close_unit(kUnit));
+  const std::pair<For_IO_Flags, int> kRows[] = {
+      {check, 46}, {check | iof_compat_io, 752}, {check | iof_blank_unformatted_ok, 0}, {kIostat, 0}};
+  for (const auto& [flags, code] : kRows) {
+    EXPECT_EQ(code, open_unit(kUnit, on_file(dir.file("f")) + "FORM=UNFORMATTED BLANK=NULL", flags));
+    EXPECT_EQ(0, close_unit(kUnit));
+  }
 }
 
 /// What a connection comes to.
-struct Outcome {
-  std::vector<Numbered> keys;
+constexpr struct {
+  const char* specifiers;
   For_IO_Flags options;
   int rectype, cc;
   i64 kind, recl, rec_bytes, buffer_size;
-};
-
-const Outcome kOutcomes[] = {
-    {{}, 0, RECTYPE_STREAM_LF, CC_LIST, 3, 132, 134, 8192},
-    {{}, iof_compat_io, RECTYPE_STREAM_LF, CC_LIST, 3, 1024, 1025, 8192},
-    {{{KEY_CARRIAGECONTROL, CC_FORTRAN}}, 0, RECTYPE_STREAM_LF, CC_FORTRAN, 3, 132, 139, 8192},
-    {{{KEY_CARRIAGECONTROL, CC_NONE}}, 0, RECTYPE_STREAM, CC_NONE, 3, 132, 133, 8192},
-    {{{KEY_RECL, 100}}, 0, RECTYPE_STREAM_LF, CC_LIST, 3, 100, 101, 8192},
-    {{{KEY_RECORDTYPE, RECTYPE_STREAM_CRLF}, {KEY_RECL, 100}}, 0, RECTYPE_STREAM_CRLF, CC_NONE, 3, 100, 102, 8192},
-    {{{KEY_RECORDTYPE, RECTYPE_STREAM_CR}, {KEY_RECL, 100}}, 0, RECTYPE_STREAM_CR, CC_NONE, 3, 100, 101, 8192},
-    {{{KEY_RECORDTYPE, RECTYPE_FIXED}, {KEY_RECL, 100}}, 0, RECTYPE_FIXED, CC_NONE, 3, 100, 100, 8192},
-    {{{KEY_RECORDTYPE, RECTYPE_VARIABLE_KEYWORD}, {KEY_RECL, 100}}, 0, RECTYPE_VARIABLE, CC_NONE, 3, 100, 108, 8192},
-    {{{KEY_FORM, FORM_UNFORMATTED}}, 0, RECTYPE_VARIABLE, CC_NONE, 11, 510, 2048, 8192},
-    {{{KEY_FORM, FORM_UNFORMATTED}, {KEY_RECL, 100}}, 0, RECTYPE_VARIABLE, CC_NONE, 11, 100, 408, 8192},
-    {{{KEY_FORM, FORM_UNFORMATTED}, {KEY_RECL_BYTES, 100}}, 0, RECTYPE_VARIABLE, CC_NONE, 11, 100, 108, 8192},
-    {{{KEY_FORM, FORM_UNFORMATTED}, {KEY_RECORDTYPE, RECTYPE_SEGMENTED}, {KEY_RECL, 2}},
-     0,
-     RECTYPE_SEGMENTED,
-     CC_NONE,
-     11,
-     1,
-     8,
-     8192},
-    {{{KEY_FORM, FORM_UNFORMATTED}}, iof_msf_layout, RECTYPE_STREAM, CC_NONE, 7, 510, 2048, 8192},
-    {{{KEY_FORM, FORM_BINARY}}, 0, RECTYPE_STREAM, CC_NONE, 5, 65536, 1024, 8192},
-    {{{KEY_FORM, FORM_BINARY}, {KEY_RECL, 10}}, 0, RECTYPE_STREAM, CC_NONE, 5, 65536, 1024, 8192},
-    {{{KEY_ACCESS, ACCESS_STREAM}}, 0, RECTYPE_STREAM, CC_NONE, 11, 65536, 1024, 8192},
-    {{{KEY_ACCESS, ACCESS_STREAM}}, iof_msf_layout, RECTYPE_STREAM, CC_NONE, 11, 65536, 1024, 8192},
-    {{{KEY_ACCESS, ACCESS_STREAM}, {KEY_FORM, FORM_FORMATTED}}, 0, RECTYPE_STREAM_LF, CC_LIST, 3, 1024, 1026, 8192},
-    {{{KEY_ACCESS, ACCESS_DIRECT}, {KEY_RECL, 10}}, 0, RECTYPE_FIXED, CC_NONE, 6, 10, 40, 40},
-    {{{KEY_ACCESS, ACCESS_DIRECT}, {KEY_FORM, FORM_FORMATTED}, {KEY_RECL, 10}},
-     0,
-     RECTYPE_FIXED,
-     CC_NONE,
-     2,
-     10,
-     10,
-     10},
-    {{{KEY_ACCESS, ACCESS_DIRECT}, {KEY_FORM, FORM_FORMATTED}, {KEY_RECL, 10}},
-     iof_compat_io,
-     RECTYPE_FIXED,
-     CC_LIST,
-     2,
-     10,
-     12,
-     12},
-    {{{KEY_ACCESS, ACCESS_DIRECT}, {KEY_FORM, FORM_FORMATTED}, {KEY_RECL, 10}, {KEY_ORGANIZATION, ORG_RELATIVE}},
-     iof_legacy_defaults,
-     RECTYPE_FIXED,
-     CC_NONE,
-     2,
-     10,
-     11,
-     11},
-    {{{KEY_ACCESS, ACCESS_DIRECT}, {KEY_FORM, FORM_BINARY}, {KEY_RECL, 10}}, 0, RECTYPE_FIXED, CC_NONE, 4, 10, 10, 10},
-    {{{KEY_ACCESS, ACCESS_DIRECT}, {KEY_RECL, 10}, {KEY_BUFFERED, ANSWER_YES}},
-     0,
-     RECTYPE_FIXED,
-     CC_NONE,
-     6,
-     10,
-     40,
-     8160},
-    {{{KEY_ACCESS, ACCESS_DIRECT}, {KEY_RECL, 3000}, {KEY_BUFFERED, ANSWER_YES}, {KEY_BUFFERCOUNT, 2}},
-     0,
-     RECTYPE_FIXED,
-     CC_NONE,
-     6,
-     3000,
-     12000,
-     24000},
-    {{{KEY_ACCESS, ACCESS_DIRECT}, {KEY_RECL, 10}, {KEY_BUFFERED, ANSWER_YES}},
-     iof_compat_io,
-     RECTYPE_FIXED,
-     CC_NONE,
-     6,
-     10,
-     40,
-     40},
-    {{{KEY_BUFFERCOUNT, 3}, {KEY_BLOCKSIZE, 700}}, 0, RECTYPE_STREAM_LF, CC_LIST, 3, 132, 134, 3072},
-    {{{KEY_ACCESS, ACCESS_KEYED}, {KEY_RECL, 10}}, 0, RECTYPE_FIXED, CC_NONE, 9, 10, 40, 8192},
-    {{{KEY_RECL, 1 << 30}}, 0, RECTYPE_STREAM_LF, CC_LIST, 3, 1 << 30, 20481, 20481},
+} kOutcomes[] = {
+    {"", 0, RECTYPE_STREAM_LF, CC_LIST, 3, 132, 134, 8192},
+    {"", iof_compat_io, RECTYPE_STREAM_LF, CC_LIST, 3, 1024, 1025, 8192},
+    {"CARRIAGECONTROL=FORTRAN", 0, RECTYPE_STREAM_LF, CC_FORTRAN, 3, 132, 139, 8192},
+    {"CARRIAGECONTROL=NONE", 0, RECTYPE_STREAM, CC_NONE, 3, 132, 133, 8192},
+    {"RECL=100", 0, RECTYPE_STREAM_LF, CC_LIST, 3, 100, 101, 8192},
+    {"RECL=1073741824", 0, RECTYPE_STREAM_LF, CC_LIST, 3, 1 << 30, 20481, 20481},
+    {"RECORDTYPE=STREAM_CRLF RECL=100", 0, RECTYPE_STREAM_CRLF, CC_NONE, 3, 100, 102, 8192},
+    {"RECORDTYPE=STREAM_CR RECL=100", 0, RECTYPE_STREAM_CR, CC_NONE, 3, 100, 101, 8192},
+    {"RECORDTYPE=FIXED RECL=100", 0, RECTYPE_FIXED, CC_NONE, 3, 100, 100, 8192},
+    {"RECORDTYPE=VARIABLE RECL=100", 0, RECTYPE_VARIABLE, CC_NONE, 3, 100, 108, 8192},
+    {"FORM=UNFORMATTED", 0, RECTYPE_VARIABLE, CC_NONE, 11, 510, 2048, 8192},
+    {"FORM=UNFORMATTED RECL=100", 0, RECTYPE_VARIABLE, CC_NONE, 11, 100, 408, 8192},
+    {"FORM=UNFORMATTED RECL_BYTES=100", 0, RECTYPE_VARIABLE, CC_NONE, 11, 100, 108, 8192},
+    {"FORM=UNFORMATTED RECORDTYPE=SEGMENTED RECL=2", 0, RECTYPE_SEGMENTED, CC_NONE, 11, 1, 8, 8192},
+    {"FORM=UNFORMATTED", iof_msf_layout, RECTYPE_STREAM, CC_NONE, 7, 510, 2048, 8192},
+    {"FORM=BINARY", 0, RECTYPE_STREAM, CC_NONE, 5, 65536, 1024, 8192},
+    {"FORM=BINARY RECL=10", 0, RECTYPE_STREAM, CC_NONE, 5, 65536, 1024, 8192},
+    {"ACCESS=STREAM", iof_msf_layout, RECTYPE_STREAM, CC_NONE, 11, 65536, 1024, 8192},
+    {"ACCESS=STREAM FORM=FORMATTED", 0, RECTYPE_STREAM_LF, CC_LIST, 3, 1024, 1026, 8192},
+    {"ACCESS=DIRECT RECL=10", 0, RECTYPE_FIXED, CC_NONE, 6, 10, 40, 40},
+    {"ACCESS=DIRECT FORM=FORMATTED RECL=10", 0, RECTYPE_FIXED, CC_NONE, 2, 10, 10, 10},
+    {"ACCESS=DIRECT FORM=FORMATTED RECL=10", iof_compat_io, RECTYPE_FIXED, CC_LIST, 2, 10, 12, 12},
+    {"ACCESS=DIRECT FORM=FORMATTED RECL=10 ORGANIZATION=RELATIVE", iof_legacy_defaults, RECTYPE_FIXED, CC_NONE, 2, 10,
+     11, 11},
+    {"ACCESS=DIRECT FORM=BINARY RECL=10", 0, RECTYPE_FIXED, CC_NONE, 4, 10, 10, 10},
+    {"ACCESS=DIRECT RECL=10 BUFFERED=YES", 0, RECTYPE_FIXED, CC_NONE, 6, 10, 40, 8160},
+    {"ACCESS=DIRECT RECL=3000 BUFFERED=YES BUFFERCOUNT=2", 0, RECTYPE_FIXED, CC_NONE, 6, 3000, 12000, 24000},
+    {"ACCESS=DIRECT RECL=10 BUFFERED=YES", iof_compat_io, RECTYPE_FIXED, CC_NONE, 6, 10, 40, 40},
+    {"BUFFERCOUNT=3 BLOCKSIZE=700", 0, RECTYPE_STREAM_LF, CC_LIST, 3, 132, 134, 3072},
+    {"ACCESS=KEYED RECL=10", 0, RECTYPE_FIXED, CC_NONE, 9, 10, 40, 8192},
 };
 
 TEST(OpenKeywords, AttributesOfTheConnection) {
   const Temp_Dir dir;
-  int row = 0;
-  for (const Outcome& want : kOutcomes) {
-    SCOPED_TRACE(row++);
-    ASSERT_EQ(0, open_unit(kUnit, keys_of(dir.file("f"), want.keys), kIostat | want.options));
+  for (const auto& want : kOutcomes) {
+    SCOPED_TRACE(want.specifiers);
+    ASSERT_EQ(0, open_unit(kUnit, on_file(dir.file("f")) + want.specifiers, kIostat | want.options));
     const For_Lub& lub = block_of(kUnit);
     EXPECT_TRUE(lub.lub_f_connected);
     EXPECT_EQ(want.rectype, lub.lub_rectype);
@@ -262,11 +189,10 @@ TEST(OpenKeywords, AttributesOfTheConnection) {
 TEST(OpenKeywords, TextKeywordsReachTheUnit) {
   const Temp_Dir dir;
   int associated = 0;
-  KeyList keys;
-  keys.file("  " + dir.file("f") + "  ").status("replace").text(KEY_ACTION, "ReadWrite ").text(KEY_BLANK, "zero");
-  keys.text(KEY_DELIM, "QUOTE").text(KEY_PAD, "No").text(KEY_ROUND, "up").text(KEY_DECIMAL, "comma");
-  keys.text(KEY_SIGN, "plus").text(KEY_ENCODING, "utf-8").text(KEY_DISPOSE, "print").number(KEY_MAXREC, 77);
-  keys.variable(KEY_ASSOCIATEVARIABLE, ITM_INTEGER4, &associated);
+  KeyList keys = specifiers(
+      "STATUS=replace ACTION=ReadWrite BLANK=zero DELIM=QUOTE PAD=No ROUND=up DECIMAL=comma SIGN=plus ENCODING=utf-8 "
+      "DISPOSE=print MAXREC=77");
+  keys.file("  " + dir.file("f") + "  ").variable(KEY_ASSOCIATEVARIABLE, ITM_INTEGER4, &associated);
   for (u8 key : {KEY_UNREAD54, KEY_UNREAD55, KEY_UNREAD56, KEY_UNREAD66}) keys.number(key, 5);
   keys.variable(KEY_UNREAD69, ITM_INTEGER1, "text");
   EXPECT_EQ(0, open_unit(kUnit, keys.end()));
@@ -309,24 +235,16 @@ TEST(OpenKeywords, ABadListIsToldThroughIomsgWhereverItStands) {
 
 TEST(OpenKeywords, NumbersComeInEveryWidth) {
   const Temp_Dir dir;
-  const i8 one = 100;
-  const i16 two = 100;
-  const i32 four = 100;
-  const i64 eight = 100;
-  const std::pair<u8, const void*> kValues[] = {
-      {ITM_INTEGER1, &one}, {ITM_INTEGER2, &two}, {ITM_INTEGER4, &four}, {ITM_INTEGER8, &eight}};
-  for (const auto& [type, value] : kValues) {
-    KeyList keys;
-    keys.file(dir.file("f")).status("unknown").variable(KEY_RECL, type, value);
-    EXPECT_EQ(0, open_unit(kUnit, keys.end()));
-    EXPECT_EQ(100, block_of(kUnit).lub_recl);
-    EXPECT_EQ(0, close_unit(kUnit));
+  for (const i64 value : {100, -100}) {
+    for (const u8 type : {ITM_INTEGER1, ITM_INTEGER2, ITM_INTEGER4, ITM_INTEGER8}) {
+      EXPECT_EQ(value < 0 ? 769 : 0,
+                open_unit(kUnit, specifiers(on_file(dir.file("f"))).variable(KEY_RECL, type, &value).end()));
+      if (value > 0) {
+        EXPECT_EQ(value, block_of(kUnit).lub_recl);
+      }
+      EXPECT_EQ(0, close_unit(kUnit));
+    }
   }
-  const i32 negative = -100;
-  KeyList keys;
-  keys.file(dir.file("f")).status("unknown").variable(KEY_RECL, ITM_INTEGER4, &negative);
-  EXPECT_EQ(769, open_unit(kUnit, keys.end()));
-  EXPECT_EQ(0, close_unit(kUnit));
 }
 
 TEST(OpenNewunit, NumbersComeAndGo) {
@@ -368,8 +286,8 @@ TEST(OpenNewunit, NumbersComeAndGo) {
 
 TEST(OpenStatement, RefusesByTheStateOfTheUnit) {
   const Temp_Dir dir;
-  const auto keys = [&] { return KeyList().file(dir.file("f")).status("UNKNOWN").end(); };
-  ASSERT_EQ(0, open_unit(kUnit, keys()));
+  const std::string keys = on_file(dir.file("f"));
+  ASSERT_EQ(0, open_unit(kUnit, keys));
   For_Lub& lub = block_of(kUnit);
   For_Lub* held = nullptr;
   ASSERT_EQ(0, for__acquire_lun(kUnit, &held, nullptr, STMT_WRITE_SEQ));
@@ -389,10 +307,10 @@ TEST(OpenStatement, RefusesByTheStateOfTheUnit) {
   EXPECT_EQ(0, close_unit(kUnit));
 
   block_of(kUnit).lub_f_define_file = 1;
-  EXPECT_EQ(MSG_DUPLICATE_FILE_SPEC, open_unit(kUnit, keys()));
+  EXPECT_EQ(MSG_DUPLICATE_FILE_SPEC, open_unit(kUnit, keys));
   EXPECT_EQ(0, close_unit(kUnit));
-  EXPECT_EQ(MSG_INVALID_UNIT, open_unit(-40000, keys()));
-  const auto child = run_child([&] { open_unit(-40000, keys(), iof_f90_rtl); });
+  EXPECT_EQ(MSG_INVALID_UNIT, open_unit(-40000, keys));
+  const auto child = run_child([&] { open_unit(-40000, keys, iof_f90_rtl); });
   EXPECT_EQ(MSG_INVALID_UNIT, child.status) << "without a specifier it ends the program";
   EXPECT_NE(std::string::npos, child.err.find("unit -40000, file unknown"));
 }
