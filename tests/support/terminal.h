@@ -43,6 +43,8 @@ class Terminal {
   /// The terminal takes the place of a descriptor.
   void become(int fd) const { EXPECT_EQ(dup2(screen_, fd), fd); }
   int fd() const { return screen_; }
+  /// The other end: what is shown is read there.
+  int typist() const { return typist_; }
   tcflag_t modes() const {
     termios settings;
     EXPECT_EQ(tcgetattr(screen_, &settings), 0);

@@ -13,47 +13,78 @@
 #include <string_view>
 
 #include "core/start.h"
-#include "units/naming.h"
+#include "naming.h"
 
 namespace {
 
-using namespace std::string_literals;
 using namespace std::string_view_literals;
 
-TEST(FileName, FromFileUnitAndVariable) {
-  in_directory([](const std::string& here) {
-    expect_file(here + "/data", Naming(10).file("data"));
-    expect_file(here + "/two words", Naming(10).file("  two words \0 \0"sv));
-    expect_file(here + "/sub/x.y", Naming(10).file("sub/x.y"));
-    expect_file("/abs/olute", Naming(10).file(" /abs/olute  "));
-    expect_file(here + "/fort.10", Naming(10));
-    expect_file(here + "/fort.-7", Naming(-7));
-    expect_file(here + "/fort.-2147483648", Naming(-2147483647 - 1));
-    expect_file(here + "/fort.2147483647", Naming(2147483647));
-
-    setenv("FORT10", " by_variable ", 1);
-    setenv("FORT-7", "/negative", 1);
-    expect_file(here + "/by_variable", Naming(10));
-    expect_file("/negative", Naming(-7));
-    expect_file(here + "/data", Naming(10).file("data"));
-    expect_file(here + "/fort.100", Naming(100));
-    expect_file("/dir/by_variable", Naming(10).directory("/dir"));
-  });
-}
-
-TEST(FileName, BlankNamesAreRefused) {
-  in_directory([](const std::string&) {
-    EXPECT_EQ(MSG_FILE_NAME, Naming(10).file("").compute());
-    EXPECT_EQ(MSG_FILE_NAME, Naming(10).file("    ").compute());
-    EXPECT_EQ(MSG_FILE_NAME, Naming(10).file("  \0\0"sv).compute());
-    Naming negative(10);
-    negative.args.file = "x";
+TEST(FileName, FromFileDirectoryUnitAndVariable) {
+  struct Row {
+    const char* variable;  ///< "NAME=value", set for this row alone
+    int unit;
+    std::string_view file;
+    const char *directory, *path;  ///< "./" is the working directory; null: no name
+  };
+  constexpr std::string_view kNone;
+  constexpr Row kRows[] = {
+      {"", 10, "data", nullptr, "./data"},
+      {"", 10, "  two words \0 \0"sv, nullptr, "./two words"},
+      {"", 10, " /abs/olute  ", nullptr, "/abs/olute"},
+      {"", 10, kNone, nullptr, "./fort.10"},
+      {"", -7, kNone, nullptr, "./fort.-7"},
+      {"", -2147483647 - 1, kNone, nullptr, "./fort.-2147483648"},
+      {"", 2147483647, kNone, nullptr, "./fort.2147483647"},
+      {"FORT10= by_variable ", 10, kNone, nullptr, "./by_variable"},
+      {"FORT10= by_variable ", 10, kNone, "/dir", "/dir/by_variable"},
+      {"FORT10=by_variable", 10, "data", nullptr, "./data"},
+      {"FORT10=by_variable", 100, kNone, nullptr, "./fort.100"},
+      {"FORT-7=/negative", -7, kNone, nullptr, "/negative"},
+      // An empty value is a value.
+      {"", 10, "", nullptr, nullptr},
+      {"", 10, "    ", nullptr, nullptr},
+      {"", 10, "  \0\0"sv, nullptr, nullptr},
+      {"FORT10=", 10, kNone, nullptr, nullptr},
+      {"FORT6=", 6, kNone, nullptr, nullptr},
+      {"FOR_READ=", -4, kNone, nullptr, nullptr},
+      // DEFAULTFILE=
+      {"", 10, "x", "/dir", "/dir/x"},
+      {"", 10, "x", "/dir/", "/dir/x"},
+      {"", 10, "x", "relative", "relative/x"},
+      {"", 10, kNone, "  /dir  ", "/dir/fort.10"},
+      {"", 10, "/abs", "/dir", "/abs"},
+      // The home directory.
+      {"", 10, "~/x", nullptr, "/x"},
+      {"", 10, "x", "~/base", "/base/x"},
+      {"HOME=", 10, "~/x", nullptr, "/x"},
+      {"HOME=/home/u", 10, "  ~/x", nullptr, "/home/u/x"},
+      {"HOME=/home/u", 10, "x", " ~/base ", "/home/u/base/x"},
+      {"HOME=/home/u", 10, "x", "~/", "/home/u/x"},
+      {"HOME=/home/u", 10, "~x", nullptr, "./~x"},
+      {"HOME=/home/u", 10, "~", nullptr, "./~"},
+      {"HOME=/home/u", 10, "a~", nullptr, "./a~"},
+      {"HOME=relative", 10, "~/x", nullptr, "./relative/x"},
+      {"FORT10=~/var", 10, kNone, nullptr, "/var"},
+  };
+  in_directory([&](const std::string& here) {
+    int number = 0;
+    for (const Row& row : kRows) {
+      SCOPED_TRACE("row " + std::to_string(number++));
+      const std::string variable = row.variable, name = variable.substr(0, variable.find('='));
+      if (!name.empty()) setenv(name.c_str(), variable.substr(name.size() + 1).c_str(), 1);
+      Naming naming(row.unit);
+      if (row.file.data() != nullptr) naming.file(row.file);
+      if (row.directory != nullptr) naming.directory(row.directory);
+      if (row.path == nullptr) {
+        EXPECT_EQ(MSG_FILE_NAME, naming.compute());
+      } else {
+        expect_file(*row.path == '.' ? here + (row.path + 1) : row.path, naming);
+      }
+      if (!name.empty()) unsetenv(name.c_str());
+    }
+    Naming negative = Naming(10).file("x");
     negative.args.file_length = -1;
     EXPECT_EQ(MSG_FILE_NAME, negative.compute());
-    for (const char* variable : {"FORT6", "FORT10", "FOR_READ"}) setenv(variable, "", 1);
-    EXPECT_EQ(MSG_FILE_NAME, Naming(6).compute()) << "an empty value is a value";
-    EXPECT_EQ(MSG_FILE_NAME, Naming(10).compute());
-    EXPECT_EQ(MSG_FILE_NAME, Naming(-4).compute());
   });
 }
 
@@ -93,19 +124,6 @@ TEST(FileName, ConsoleUnits) {
   in_directory([](const std::string&) { expect_console(1, Naming(6)); }, Capture::kPipe);
 }
 
-TEST(FileName, ConsoleOnATerminal) {
-  in_directory([](const std::string&) {
-    const int master = posix_openpt(O_RDWR | O_NOCTTY);
-    ASSERT_EQ(0, grantpt(master) | unlockpt(master));
-    const int slave = open(ptsname(master), O_RDWR | O_NOCTTY);
-    ASSERT_EQ(STDIN_FILENO, dup2(slave, STDIN_FILENO));
-    Naming naming(5);
-    EXPECT_EQ(0, naming.compute());
-    EXPECT_EQ(ptsname(master), naming.path);
-    EXPECT_EQ(0, naming.lub.lub_fd | naming.needs_open | naming.positionable);
-  });
-}
-
 TEST(FileName, DigitsOfPipedDescriptors) {
   for (int fd = -1; fd < 12; ++fd) {
     char name[64] = {};
@@ -114,80 +132,38 @@ TEST(FileName, DigitsOfPipedDescriptors) {
   }
 }
 
-TEST(FileName, HomeDirectory) {
-  in_directory([](const std::string& here) {
-    expect_file("/x", Naming(10).file("~/x"));
-    expect_file("/base/x", Naming(10).file("x").directory("~/base"));
-    const std::string shorter_in_the_end = "~/" + std::string(4095, 'x');
-    EXPECT_EQ(MSG_PATH_TOO_LONG, Naming(10).file(shorter_in_the_end).compute()) << "the name itself has a limit";
-    setenv("HOME", "/home/u", 1);
-    expect_file("/home/u/x", Naming(10).file("  ~/x"));
-    expect_file("/home/u/base/x", Naming(10).file("x").directory(" ~/base "));
-    expect_file("/home/u/x", Naming(10).file("x").directory("~/"));
-    expect_file(here + "/~x", Naming(10).file("~x"));
-    expect_file(here + "/~", Naming(10).file("~"));
-    expect_file(here + "/a~/x", Naming(10).file("a~/x"));
-    setenv("FORT10", "~/var", 1);
-    expect_file("/home/u/var", Naming(10));
-    setenv("HOME", "relative", 1);
-    expect_file(here + "/relative/x", Naming(10).file("~/x"));
-    setenv("HOME", "", 1);
-    expect_file("/x", Naming(10).file("~/x"));
-    // FILE= and HOME together are measured as one.
-    setenv("HOME", ("/" + std::string(4000, 'h')).c_str(), 1);
-    const std::string fits = "~/" + std::string(94, 'x'), too_long = fits + "x";
-    Naming longest = Naming(10).file(fits);
-    EXPECT_EQ(0, longest.compute());
-    EXPECT_EQ(4096u, longest.path.size());
-    EXPECT_EQ(MSG_PATH_TOO_LONG, Naming(10).file(too_long).compute());
-    setenv("HOME", std::string(5000, 'h').c_str(), 1);
-    EXPECT_EQ(MSG_PATH_TOO_LONG, Naming(10).file("~/x").compute());
-    EXPECT_EQ(MSG_PATH_TOO_LONG, Naming(10).file("x").directory("~/x").compute());
-  });
-}
-
-TEST(FileName, DefaultDirectory) {
-  in_directory([](const std::string&) {
-    expect_file("/dir/x", Naming(10).file("x").directory("/dir"));
-    expect_file("/dir/x", Naming(10).file("x").directory("/dir/"));
-    expect_file("/dir/fort.10", Naming(10).directory("  /dir  "));
-    expect_file("relative/x", Naming(10).file("x").directory("relative"));
-    expect_file("/abs", Naming(10).file("/abs").directory("/dir"));
-  });
-}
-
 TEST(FileName, Limits) {
   in_directory([](const std::string& here) {
-    const auto file_status = [](size_t length) {
-      return Naming(10).file("/" + std::string(length - 1, 'x')).compute();
-    };
-    EXPECT_EQ(0, file_status(4095));
-    EXPECT_EQ(0, file_status(4096));
-    EXPECT_EQ(MSG_PATH_TOO_LONG, file_status(4097));
-    const std::string padded = "/" + std::string(4095, 'x') + std::string(5000, ' ');
-    expect_file(padded.substr(0, 4096), Naming(10).file(padded));
-    EXPECT_EQ(MSG_PATH_TOO_LONG, Naming(10).file(std::string(100000, 'x')).compute());
-
-    for (const char* variable : {"FORT10", "FOR_READ"}) {
-      Naming naming(variable == "FORT10"sv ? 10 : -4);
-      setenv(variable, ("/" + std::string(4095, 'v')).c_str(), 1);
-      EXPECT_EQ(0, naming.compute());
-      setenv(variable, ("/" + std::string(4096, 'v')).c_str(), 1);
-      EXPECT_EQ(MSG_PATH_TOO_LONG, naming.compute());
+    const auto name_of = [](size_t bytes) { return "/" + std::string(bytes - 1, 'x'); };
+    expect_file(name_of(4096), Naming(10).file(name_of(4096)));
+    expect_file(name_of(4096), Naming(10).file(name_of(4096) + std::string(5000, ' ')));
+    for (const size_t bytes : {4097, 100000}) EXPECT_EQ(MSG_PATH_TOO_LONG, Naming(10).file(name_of(bytes)).compute());
+    for (const auto& [variable, unit] : {std::pair{"FORT10", 10}, {"FOR_READ", -4}}) {
+      setenv(variable, name_of(4096).c_str(), 1);
+      expect_file(name_of(4096), Naming(unit));
+      setenv(variable, name_of(4097).c_str(), 1);
+      EXPECT_EQ(MSG_PATH_TOO_LONG, Naming(unit).compute());
     }
     // Directory, slash and name.
     const std::string room(4096 - here.size() - 1, 'x');
     expect_file(here + "/" + room, Naming(10).file(room));
     EXPECT_EQ(MSG_PATH_TOO_LONG, Naming(10).file(room + "x").compute());
-
-    const std::string longest = "/" + std::string(4093, 'd') + "/";
+    const std::string longest = name_of(4094) + "/";
     expect_file(longest + "x", Naming(10).file("x").directory(longest));
     EXPECT_EQ(MSG_PATH_TOO_LONG, Naming(10).file("xy").directory(longest).compute());
-    EXPECT_EQ(MSG_PATH_TOO_LONG, Naming(10).file("x").directory(std::string(4095, 'd')).compute()) << "a '/' is added";
-    const std::string blanks = "/dir" + std::string(4091, ' ');
+    EXPECT_EQ(MSG_PATH_TOO_LONG, Naming(10).file("x").directory(name_of(4095)).compute()) << "a '/' is added";
+    const std::string blanks = "/dir" + std::string(4091, ' '), more_blanks = blanks + " ";
     expect_file("/dir/x", Naming(10).file("x").directory(blanks));
-    const std::string more_blanks = blanks + " ";
     EXPECT_EQ(MSG_PATH_TOO_LONG, Naming(10).file("x").directory(more_blanks).compute());
+    // FILE= and HOME together are measured as one, and the name itself has a limit.
+    const std::string fits = "~/" + std::string(94, 'x'), too_long = fits + "x", alone = "~/" + std::string(4095, 'x');
+    EXPECT_EQ(MSG_PATH_TOO_LONG, Naming(10).file(alone).compute());
+    setenv("HOME", name_of(4001).c_str(), 1);
+    expect_file(name_of(4001) + fits.substr(1), Naming(10).file(fits));
+    EXPECT_EQ(MSG_PATH_TOO_LONG, Naming(10).file(too_long).compute());
+    setenv("HOME", name_of(5000).c_str(), 1);
+    EXPECT_EQ(MSG_PATH_TOO_LONG, Naming(10).file("~/x").compute());
+    EXPECT_EQ(MSG_PATH_TOO_LONG, Naming(10).file("x").directory("~/x").compute());
   });
 }
 
@@ -251,44 +227,39 @@ TEST(ScratchFile, DirectoriesInTheirOrder) {
     setenv("TMPDIR", (here + "/two/").c_str(), 1);
     EXPECT_EQ(here + "/two/", scratch_directory(Naming(10)));
     setenv("FORT_TMPDIR", (here + "/one").c_str(), 1);
-    EXPECT_EQ(here + "/one/", scratch_directory(Naming(10)));
-    EXPECT_EQ(here + "/one/", scratch_directory(Naming(6))) << "a console unit as well";
+    for (const int unit : {10, 6}) EXPECT_EQ(here + "/one/", scratch_directory(Naming(unit)));
     for (const char* useless : {"/no/such/directory", "", "/dev/null"}) {
       setenv("FORT_TMPDIR", useless, 1);
-      EXPECT_EQ(here + "/two/", scratch_directory(Naming(10))) << useless;
+      setenv("TMPDIR", "two", 1);
+      EXPECT_EQ("two/", scratch_directory(Naming(10))) << useless;
       setenv("TMPDIR", useless, 1);
       EXPECT_EQ(here + "/", scratch_directory(Naming(10))) << useless;
-      setenv("TMPDIR", "two", 1);
-      EXPECT_EQ("two/", scratch_directory(Naming(10)));
-      setenv("TMPDIR", (here + "/two").c_str(), 1);
+      EXPECT_EQ(here + "/", scratch_directory(Naming(10).file("kept"))) << "FILE= has no say";
     }
   });
-  EXPECT_EQ("", result.err);
-}
-
-TEST(ScratchFile, FileIsIgnoredWithAMessage) {
-  const Child_Result result =
-      in_directory([](const std::string& here) { EXPECT_EQ(here + "/", scratch_directory(Naming(10).file("kept"))); });
-  EXPECT_EQ("tamrtl: info (530): FILE= specifier ignored when STATUS has value SCRATCH\n", result.err);
+  std::string expected;
+  for (int i = 0; i < 3; ++i) expected += "tamrtl: info (530): FILE= specifier ignored when STATUS has value SCRATCH\n";
+  EXPECT_EQ(expected, result.err);
   EXPECT_EQ(0, result.status);
 }
 
 TEST(ScratchFile, LimitsAndFailures) {
   in_directory([](const std::string& here) {
     // With the '/' and ten more characters the path has 4096 and 4097.
+    const std::string fits(4085, 'd');
     for (const char* variable : {"FORT_TMPDIR", "TMPDIR"}) {
-      setenv(variable, std::string(4085, 'd').c_str(), 1);
-      EXPECT_EQ(here + "/", scratch_directory(Naming(10)));
-      setenv(variable, (std::string(4085, 'd') + "/").c_str(), 1);
-      EXPECT_EQ(here + "/", scratch_directory(Naming(10)));
-      setenv(variable, std::string(4086, 'd').c_str(), 1);
-      EXPECT_EQ(MSG_PATH_TOO_LONG, Naming(10).scratch().compute());
-      setenv(variable, std::string(6000, 'd').c_str(), 1);
-      EXPECT_EQ(MSG_PATH_TOO_LONG, Naming(10).scratch().compute());
+      for (const std::string& directory : {fits, fits + "/"}) {
+        setenv(variable, directory.c_str(), 1);
+        EXPECT_EQ(here + "/", scratch_directory(Naming(10)));
+      }
+      for (const size_t bytes : {4086, 6000}) {
+        setenv(variable, std::string(bytes, 'd').c_str(), 1);
+        EXPECT_EQ(MSG_PATH_TOO_LONG, Naming(10).scratch().compute());
+      }
       unsetenv(variable);
     }
-    EXPECT_EQ(MSG_PATH_TOO_LONG, Naming(10).directory(std::string(4096, 'd')).scratch().compute());
-    EXPECT_EQ(MSG_PATH_TOO_LONG, Naming(10).directory(std::string(4095, 'd')).scratch().compute());
+    for (const size_t bytes : {4095, 4096})
+      EXPECT_EQ(MSG_PATH_TOO_LONG, Naming(10).directory(std::string(bytes, 'd')).scratch().compute());
 
     setenv("TMPDIR", "/proc", 1);
     Naming refused = Naming(10).scratch();

@@ -6,19 +6,18 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 #include <string.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
-#include <algorithm>
+#include <set>
 #include <string>
 
+#include "acquire.h"
 #include "records/record_frame.h"
 #include "support/child.h"
 #include "support/fail_malloc.h"
 #include "tamrun/messages.h"
 #include "units/file_info_table.h"
 #include "units/open.h"
-#include "units/unit_table.h"
 
 namespace {
 
@@ -26,12 +25,6 @@ using tamrun_test::read_file;
 using tamrun_test::run_child;
 using tamrun_test::Temp_Dir;
 using tamrun_test::vm_live_blocks;
-
-For_Lub* acquire(int unit, int statement) {
-  For_Lub* lub = nullptr;
-  EXPECT_EQ(0, for__acquire_lun(unit, &lub, nullptr, statement)) << unit;
-  return lub;
-}
 
 /// Leaves a record open on the unit as a non-advancing WRITE does.
 void leave_open(For_Lub& lub, const char* text) {
@@ -51,49 +44,46 @@ For_Lub* connect_file(int unit, const std::string& name) {
 }
 
 TEST(HeldRecord, EveryStatementHasItsRule) {
-  const int kept[] = {15, 16, 30}, forgotten[] = {31, 34, 35, 37, 44},
-            refused[] = {0, 6, 7, 8, 10, 17, 19, 20, 21, 22, 23, 24, 25, 26, 46, -1, 1000};
-  const auto is_in = [](const auto& list, int code) { return std::count(std::begin(list), std::end(list), code) != 0; };
-  for (int code : {-1, 0,  1,  2,  3,  4,  5,  6,  7,  8,  9,  10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21, 22,  23,
-                   24, 25, 26, 27, 28, 29, 30, 31, 32, 33, 34, 35, 36, 37, 38, 39, 40, 41, 42, 43, 44, 45, 46, 1000}) {
+  const std::set<int> kept = {STMT_WRITE_SEQ, 15, 16, 30}, forgotten = {31, 34, 35, 37, 44},
+                      refused = {0, 6, 7, 8, 10, 17, 19, 20, 21, 22, 23, 24, 25, 26, 46, -1, 1000};
+  for (int code = -1; code <= 47; ++code) {
+    if (code == 47) code = 1000;
     const auto child = run_child([&] {
       const Temp_Dir dir;
       For_Lub* lub = connect_file(7, dir.file("f"));
       leave_open(*lub, "abc");
       lub->lub_f_at_end = 1;
       (void)process_existing_lub(*lub, code);
-      const bool keeps = is_in(kept, code) || code == STMT_WRITE_SEQ, writes = !keeps && !is_in(forgotten, code);
+      const bool keeps = kept.count(code) != 0, writes = !keeps && forgotten.count(code) == 0;
       EXPECT_EQ(writes ? "abc\n" : "", read_file(dir.file("f"))) << code;
       EXPECT_EQ(keeps || code == STMT_READ, lub->lub_a_file_info->fi_record_open != 0) << code;
       EXPECT_EQ(writes ? 2 : 1, lub->lub_next_rec) << code;
       EXPECT_EQ(!writes, lub->lub_f_at_end) << code;
     });
-    EXPECT_EQ(is_in(refused, code) ? MSG_INTERNAL_CONSISTENCY : 0, child.status) << code;
+    EXPECT_EQ(refused.count(code) != 0 ? MSG_INTERNAL_CONSISTENCY : 0, child.status) << code;
   }
 }
 
-TEST(HeldRecord, TheNextUnitOnTheFileFinishesIt) {
-  run_child([] {
-    const Temp_Dir dir;
-    For_Lub* first = connect_file(7, dir.file("f"));
-    leave_open(*first, "one");
-    EXPECT_EQ(0, for__release_lun(7));
-    For_Lub* second = connect_file(1000, dir.file("f"));
-    EXPECT_EQ(second->lub_a_file_info, first->lub_a_file_info);
-    EXPECT_EQ("one\n", read_file(dir.file("f"))) << "connecting is enough";
-    leave_open(*second, "two");
-    EXPECT_EQ(0, for__release_lun(1000));
-    second->lub_udio_depth = 1;
-    EXPECT_EQ(0, process_existing_lub(*second, STMT_WRITE)) << "a child statement goes on with the record";
-    second->lub_udio_depth = 0;
-    acquire(7, STMT_WRITE_SEQ);
-    EXPECT_EQ(2, second->lub_next_rec);
-    EXPECT_FALSE(first->lub_a_file_info->fi_record_open);
-    first->lub_f_formatted = 0;
-    first->lub_a_file_info->fi_record_open = 1;
-    EXPECT_EQ(0, process_existing_lub(*first, STMT_WRITE));
-    EXPECT_FALSE(first->lub_a_file_info->fi_record_open) << "not formatted: forgotten";
-  });
+TAMRUN_CHILD_TEST(HeldRecord, TheNextUnitOnTheFileFinishesIt) {
+  const Temp_Dir dir;
+  For_Lub* first = connect_file(7, dir.file("f"));
+  leave_open(*first, "one");
+  EXPECT_EQ(0, for__release_lun(7));
+  For_Lub* second = connect_file(1000, dir.file("f"));
+  EXPECT_EQ(second->lub_a_file_info, first->lub_a_file_info);
+  EXPECT_EQ("one\n", read_file(dir.file("f"))) << "connecting is enough";
+  leave_open(*second, "two");
+  EXPECT_EQ(0, for__release_lun(1000));
+  second->lub_udio_depth = 1;
+  EXPECT_EQ(0, process_existing_lub(*second, STMT_WRITE)) << "a child statement goes on with the record";
+  second->lub_udio_depth = 0;
+  acquire(7, STMT_WRITE_SEQ);
+  EXPECT_EQ(2, second->lub_next_rec);
+  EXPECT_FALSE(first->lub_a_file_info->fi_record_open);
+  first->lub_f_formatted = 0;
+  first->lub_a_file_info->fi_record_open = 1;
+  EXPECT_EQ(0, process_existing_lub(*first, STMT_WRITE));
+  EXPECT_FALSE(first->lub_a_file_info->fi_record_open) << "not formatted: forgotten";
 }
 
 TEST(HeldRecord, AnInterruptedPromptChangesItsControlCharacter) {
@@ -119,50 +109,44 @@ TEST(HeldRecord, AnInterruptedPromptChangesItsControlCharacter) {
 }
 
 TEST(HeldRecord, CloseWritesItOut) {
-  run_child([] {
-    const Temp_Dir dir;
-    const long blocks = vm_live_blocks();
-    For_Lub* lub = connect_file(7, dir.file("f"));
-    leave_open(*lub, "last");
-    EXPECT_EQ(0, for__close_default(lub, 1));
-    EXPECT_EQ("last\n", read_file(dir.file("f")));
-    EXPECT_EQ(blocks, vm_live_blocks());
-
-    setenv("FORT_BUFFERED", "yes", 1);
-    lub = connect_file(8, dir.file("g"));
-    EXPECT_TRUE(lub->lub_f_buffered);
-    leave_open(*lub, "kept in the buffer");
-    EXPECT_EQ(0, for__close_default(lub, 1));
-    EXPECT_EQ("kept in the buffer\n", read_file(dir.file("g")));
-  });
+  for (const char* buffered : {"no", "yes"}) {
+    run_child([buffered] {
+      const Temp_Dir dir;
+      setenv("FORT_BUFFERED", buffered, 1);
+      const long blocks = vm_live_blocks();
+      For_Lub* lub = connect_file(7, dir.file("f"));
+      leave_open(*lub, "last");
+      EXPECT_EQ(0, for__close_default(lub, 1));
+      EXPECT_EQ("last\n", read_file(dir.file("f")));
+      EXPECT_EQ(blocks, vm_live_blocks());
+    });
+  }
 }
 
-TEST(HeldRecord, AFailedWriteIsReportedAndTheUnitReleased) {
-  run_child([] {
-    For_Lub* lub = connect_file(7, "/dev/full");
-    leave_open(*lub, "lost");
-    lub->lub_f_iostat = 1;
-    EXPECT_EQ(0, for__release_lun(7));
-    For_Lub* again = lub;
-    EXPECT_EQ(MSG_WRITE_ERROR, for__acquire_lun(7, &again, nullptr, STMT_REWIND));
-    EXPECT_EQ(nullptr, again);
-    EXPECT_FALSE(lub->lub_f_busy);
-    EXPECT_EQ(0u, lub->lub_resource.res_holds);
-    // The failure has ended the record; closing works.
-    lub = acquire(7, STMT_CLOSE);
-    leave_open(*lub, "lost");
-    lub->lub_f_closing = 1;
-    EXPECT_EQ(MSG_WRITE_ERROR, for__close_proc(nullptr, lub));
-    EXPECT_FALSE(lub->lub_f_connected) << "the rest of the closing was done";
-    EXPECT_EQ(0, for__deallocate_lub(7));
+TAMRUN_CHILD_TEST(HeldRecord, AFailedWriteIsReportedAndTheUnitReleased) {
+  For_Lub* lub = connect_file(7, "/dev/full");
+  leave_open(*lub, "lost");
+  lub->lub_f_iostat = 1;
+  EXPECT_EQ(0, for__release_lun(7));
+  For_Lub* again = lub;
+  EXPECT_EQ(MSG_WRITE_ERROR, for__acquire_lun(7, &again, nullptr, STMT_REWIND));
+  EXPECT_EQ(nullptr, again);
+  EXPECT_FALSE(lub->lub_f_busy);
+  EXPECT_EQ(0u, lub->lub_resource.res_holds);
+  // The failure has ended the record; closing works.
+  lub = acquire(7, STMT_CLOSE);
+  leave_open(*lub, "lost");
+  lub->lub_f_closing = 1;
+  EXPECT_EQ(MSG_WRITE_ERROR, for__close_proc(nullptr, lub));
+  EXPECT_FALSE(lub->lub_f_connected) << "the rest of the closing was done";
+  EXPECT_EQ(0, for__deallocate_lub(7));
 
-    lub = connect_file(8, "/dev/null");
-    close(lub->lub_fd);
-    lub->lub_f_closing = 1;
-    EXPECT_EQ(MSG_CLOSE_ERROR, for__close_proc(nullptr, lub));
-    EXPECT_EQ(EBADF, lub->lub_errno);
-    EXPECT_EQ(0, for__deallocate_lub(8));
-  });
+  lub = connect_file(8, "/dev/null");
+  close(lub->lub_fd);
+  lub->lub_f_closing = 1;
+  EXPECT_EQ(MSG_CLOSE_ERROR, for__close_proc(nullptr, lub));
+  EXPECT_EQ(EBADF, lub->lub_errno);
+  EXPECT_EQ(0, for__deallocate_lub(8));
 }
 
 }  // namespace

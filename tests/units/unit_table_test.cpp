@@ -6,12 +6,9 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <atomic>
-#include <set>
-#include <thread>
 #include <vector>
 
+#include "acquire.h"
 #include "core/locks.h"
 #include "support/child.h"
 #include "support/fail_malloc.h"
@@ -25,12 +22,6 @@ using tamrun_test::Fail_Vm;
 using tamrun_test::run_child;
 using tamrun_test::vm_live_blocks;
 
-For_Lub* acquire(int unit, int statement, For_Context* ctx = nullptr) {
-  For_Lub* lub = nullptr;
-  EXPECT_EQ(0, for__acquire_lun(unit, &lub, ctx, statement)) << unit;
-  return lub;
-}
-
 int try_acquire(int unit, int statement) {
   For_Lub* lub = nullptr;
   const int status = for__acquire_lun(unit, &lub, nullptr, statement);
@@ -38,12 +29,6 @@ int try_acquire(int unit, int statement) {
     EXPECT_EQ(nullptr, lub);
   }
   return status;
-}
-
-/// Takes the unit away again.
-void drop(int unit) {
-  acquire(unit, STMT_CLOSE);
-  EXPECT_EQ(0, for__deallocate_lub(unit));
 }
 
 void expect_idle(const For_Lub& lub) {

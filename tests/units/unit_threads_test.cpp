@@ -10,24 +10,18 @@
 #include <thread>
 #include <vector>
 
+#include "acquire.h"
 #include "support/child.h"
 #include "support/fail_malloc.h"
 #include "tamrun/messages.h"
 #include "units/evaporated.h"
 #include "units/lub_lock.h"
 #include "units/unit_search.h"
-#include "units/unit_table.h"
 
 namespace {
 
 using tamrun_test::run_child;
 using tamrun_test::vm_live_blocks;
-
-For_Lub* acquire(int unit, int statement) {
-  For_Lub* lub = nullptr;
-  EXPECT_EQ(0, for__acquire_lun(unit, &lub, nullptr, statement)) << unit;
-  return lub;
-}
 
 /// Waits until another thread has found the unit, and gives it the time to block.
 void await_waiting(const For_Lub& lub) {
@@ -70,8 +64,7 @@ TEST(UnitThreads, EightThreadsOnOverlappingUnits) {
   EXPECT_EQ(0, lost.load());
   EXPECT_EQ(kThreads * kRounds, statements.load());
   for (int unit : kUnits) {
-    acquire(unit, STMT_CLOSE);
-    EXPECT_EQ(0, for__deallocate_lub(unit));
+    drop(unit);
   }
   EXPECT_EQ(blocks_before, vm_live_blocks());
 }
@@ -95,8 +88,7 @@ TEST(UnitThreads, AWaitingThreadOutlivesTheUnitItWaitedFor) {
     waiting.join();
     EXPECT_EQ(0, status);
     EXPECT_EQ(0, recl) << "the waiting statement got a fresh unit";
-    acquire(unit, STMT_CLOSE);
-    EXPECT_EQ(0, for__deallocate_lub(unit));
+    drop(unit);
     EXPECT_EQ(blocks, vm_live_blocks());
   }
 }
@@ -116,8 +108,7 @@ TEST(UnitThreads, ANestedStatementDoesNotMeetTheThreadThatWaitsForTheOuterOne) {
     EXPECT_EQ(0, for__release_lun(outer));
     waiting.join();
     for (int unit : {outer, nested}) {
-      acquire(unit, STMT_CLOSE);
-      EXPECT_EQ(0, for__deallocate_lub(unit));
+      drop(unit);
     }
   }
 }
