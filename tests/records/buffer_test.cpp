@@ -14,17 +14,15 @@
 
 namespace {
 
-struct Growth_Row {
-  const char* what;
-  u8 type;
-  bool defaulted, virtual_recl;
-  i64 recl_limit, rec_bytes, buffer_size, needed, wanted;
-  int code;
-  i64 rec_bytes_after, buffer_after;
-};
-
 TEST(AdjustBuffer, GrowsWithinItsBounds) {
-  const Growth_Row rows[] = {
+  const struct {
+    const char* what;
+    u8 type;
+    bool defaulted, virtual_recl;
+    i64 recl_limit, rec_bytes, buffer_size, needed, wanted;
+    int code;
+    i64 rec_bytes_after, buffer_after;
+  } rows[] = {
       {"fixed records never grow", 1, true, true, 0, 40, 100, 10, 10, MSG_NO_MEMORY, 40, 100},
       {"segmented records never grow", 3, true, true, 0, 40, 100, 10, 10, MSG_NO_MEMORY, 40, 100},
       {"RECL given", 6, false, false, 40, 41, 100, 10, 10, MSG_NO_MEMORY, 41, 100},
@@ -37,7 +35,8 @@ TEST(AdjustBuffer, GrowsWithinItsBounds) {
       {"nothing needed", 6, true, false, 0, 40, 100, 0, 0, 0, 40, 100},
       {"absurd", 6, true, false, 0, 40, 100, 1ll << 60, 0, MSG_NO_MEMORY, 40, 100},
   };
-  for (const Growth_Row& row : rows) {
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.what);
     const int fd = memory_file();
     Connection c;
     c.rectype = row.type;
@@ -54,17 +53,17 @@ TEST(AdjustBuffer, GrowsWithinItsBounds) {
     lub->lub_a_cursor = buffer + 7;
     lub->lub_a_high_water = buffer + 9;
     lub->lub_a_data_start = buffer + 1;
-    EXPECT_EQ(for__adjust_buffer(&lub.lub(), row.needed, row.wanted), row.code) << row.what;
-    EXPECT_EQ(lub->lub_rec_bytes, row.rec_bytes_after) << row.what;
-    EXPECT_EQ(lub->lub_buffer_size, row.buffer_after) << row.what;
-    EXPECT_EQ(lub->lub_a_rec_end - lub->lub_a_buffer, row.rec_bytes_after) << row.what;
-    EXPECT_EQ(lub->lub_a_cursor - lub->lub_a_buffer, 7) << row.what;
-    EXPECT_EQ(lub->lub_a_high_water - lub->lub_a_buffer, 9) << row.what;
-    EXPECT_EQ(lub->lub_a_data_start - lub->lub_a_buffer, 1) << row.what;
-    EXPECT_EQ(lub->lub_a_read_next, nullptr) << row.what;
+    EXPECT_EQ(for__adjust_buffer(&lub.lub(), row.needed, row.wanted), row.code);
+    EXPECT_EQ(lub->lub_rec_bytes, row.rec_bytes_after);
+    EXPECT_EQ(lub->lub_buffer_size, row.buffer_after);
+    EXPECT_EQ(lub->lub_a_rec_end - lub->lub_a_buffer, row.rec_bytes_after);
+    EXPECT_EQ(lub->lub_a_cursor - lub->lub_a_buffer, 7);
+    EXPECT_EQ(lub->lub_a_high_water - lub->lub_a_buffer, 9);
+    EXPECT_EQ(lub->lub_a_data_start - lub->lub_a_buffer, 1);
+    EXPECT_EQ(lub->lub_a_read_next, nullptr);
     const std::string record(lub->lub_a_buffer, lub->lub_a_rec_end);
     if (row.code == 0) {
-      EXPECT_EQ(record, "#########" + std::string(record.size() - 9, ' ')) << row.what;
+      EXPECT_EQ(record, "#########" + std::string(record.size() - 9, ' '));
     }
     close(fd);
   }
@@ -84,47 +83,6 @@ TEST(AdjustBuffer, WordsOfUnformattedUnits) {
   EXPECT_EQ(lub->lub_rec_bytes, 2060);
   EXPECT_EQ(lub->lub_recl, 513);
   close(fd);
-}
-
-struct Ahead_Row {
-  const char* what;
-  u8 type;
-  i64 cursor, rec_end, next, end;  ///< offsets in the buffer; next -1: none
-  i64 delta, position;
-};
-
-TEST(FlushReadahead, LeavesTheFileAtTheNextRecord) {
-  const Ahead_Row rows[] = {
-      {"line in the middle", 6, 4, 8, 9, 30, 0, 9},
-      {"last line", 6, 4, 29, 30, 30, 0, 30},
-      {"CR LF", 8, 0, 5, 7, 30, 0, 7},
-      {"counted", 4, 4, 10, 14, 30, 0, 14},
-      {"fixed, and back a record", 1, 10, 20, 20, 30, -10, 10},
-      {"stream", 5, 12, 30, -1, 30, 0, 12},
-  };
-  for (const Ahead_Row& row : rows) {
-    const int fd = memory_file();
-    ASSERT_EQ(write(fd, std::string(50, 'x').data(), 50), 50);
-    ASSERT_EQ(lseek(fd, 30, SEEK_SET), 30);
-    Connection c;
-    c.rectype = row.type;
-    Loose_Lub lub(fd, c);
-    u8* const buffer = lub->lub_a_buffer;
-    lub->lub_f_read_ahead = 1;
-    lub->lub_rec_buffered = 30;
-    lub->lub_a_cursor = buffer + row.cursor;
-    lub->lub_a_rec_end = buffer + row.rec_end;
-    lub->lub_a_read_next = row.next < 0 ? nullptr : buffer + row.next;
-    lub->lub_a_read_end = buffer + row.end;
-    EXPECT_EQ(for__flush_readahead(&lub.lub(), row.delta), 0) << row.what;
-    EXPECT_EQ(lseek(fd, 0, SEEK_CUR), row.position) << row.what;
-    EXPECT_EQ(lub->lub_file_pos, row.position) << row.what;
-    EXPECT_EQ(lub->lub_disk_pos, row.position) << row.what;
-    EXPECT_FALSE(lub->lub_f_read_ahead);
-    EXPECT_EQ(lub->lub_a_read_next, nullptr);
-    EXPECT_EQ(lub->lub_a_rec_end, buffer);
-    close(fd);
-  }
 }
 
 TEST(FlushReadahead, FailedSeekKeepsPositionAndBuffer) {

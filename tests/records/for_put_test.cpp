@@ -11,7 +11,6 @@
 #include <string.h>
 #include <sys/resource.h>
 #include <sys/time.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <string>
@@ -19,6 +18,7 @@
 
 #include "records/buffer.h"
 #include "records/record_frame.h"
+#include "support/child.h"
 #include "support/unit.h"
 #include "tamrun/messages.h"
 
@@ -32,112 +32,103 @@ int put(For_Lub& lub, const std::string& text) {
   return for__put_sf(&lub);
 }
 
-struct Frame_Row {
-  u8 type, cc;
-  std::string written;  ///< of the record "text" with RECL 8
-  bool direct = false, compat = false;
+Connection connection(u8 type, u8 cc, i64 recl = 0) {
+  Connection c;
+  c.rectype = type;
+  c.cc = cc;
+  c.recl = recl;
+  return c;
+}
+
+/// A unit on a file of its own.
+class Output {
+ public:
+  explicit Output(const Connection& c) : fd_(memory_file()), lub_(fd_, c) {}
+  ~Output() { close(fd_); }
+  For_Lub* operator->() { return &lub_.lub(); }
+  For_File_Info& file() { return lub_.file(); }
+  int fd() const { return fd_; }
+  std::string text() const { return contents(fd_); }
+  int put(const std::string& text) { return ::put(lub_.lub(), text); }
+  /// Puts text behind what the record holds.
+  void add(const std::string& text) {
+    memcpy(lub_->lub_a_cursor, text.data(), text.size());
+    lub_->lub_a_high_water = lub_->lub_a_cursor += text.size();
+  }
+  int write_held() { return for__write_output(&lub_.lub(), nullptr, 0); }
+
+ private:
+  int fd_;
+  Loose_Lub lub_;
 };
 
 TEST(PutRecord, ControlBytesByTypeAndCarriageControl) {
-  const std::string word{"\4\0\0\0", 4};
-  const Frame_Row rows[] = {
-      {1, CC_NONE, "text    "},
-      {1, CC_LIST, "text   \n"},
-      {1, CC_LIST, "text    \r\n", true, true},
-      {1, CC_NONE, "text    \r\n", true, true},
-      {2, CC_NONE, word + "text" + word},
-      {4, CC_NONE, word + "text" + word},
-      {4, CC_LIST, word + "text" + word},
-      {4, CC_FORTRAN, word + "text" + word},
-      {5, CC_NONE, "text"},
-      {5, CC_LIST, "text"},
-      {6, CC_NONE, "text\n"},
-      {6, CC_LIST, "text\n"},
-      {7, CC_NONE, "text\r"},
-      {7, CC_LIST, "text\r"},
-      {8, CC_NONE, "text\r\n"},
-      {8, CC_LIST, "text\r\n"},
-      {0, CC_NONE, "text"},
-      {0, CC_LIST, "text\n"},
+  using namespace std::string_literals;
+  const std::string counted = "\4\0\0\0text\4\0\0\0"s;
+  enum { kPlain, kCrlfDirect, kBigEndian };
+  const struct {
+    u8 type, cc;
+    std::string written, open;  ///< of the record "text" with RECL 8; without its terminator
+    int kind = kPlain;
+  } kRows[] = {
+      {1, CC_NONE, "text    ", "text    "},
+      {1, CC_LIST, "text   \n", "text    "},
+      {1, CC_LIST, "text    \r\n", "text      ", kCrlfDirect},
+      {1, CC_NONE, "text    \r\n", "text      ", kCrlfDirect},
+      {2, CC_NONE, counted, counted},
+      {4, CC_NONE, counted, counted},
+      {4, CC_LIST, counted, counted},
+      {4, CC_FORTRAN, counted, counted},
+      {4, CC_NONE, "\0\0\0\4text\0\0\0\4"s, "\0\0\0\4text\0\0\0\4"s, kBigEndian},
+      {5, CC_LIST, "text", "text"},
+      {6, CC_NONE, "text\n", "text"},
+      {6, CC_LIST, "text\n", "text"},
+      {7, CC_LIST, "text\r", "text"},
+      {8, CC_LIST, "text\r\n", "text"},
+      {0, CC_NONE, "text", "text"},
+      {0, CC_LIST, "text\n", "text"},
   };
-  for (const Frame_Row& row : rows) {
-    const int fd = memory_file();
-    Connection c;
-    c.rectype = row.type;
-    c.cc = row.cc;
-    c.recl = 8;
-    c.direct = row.direct;
-    c.compat = row.compat;
-    Loose_Lub lub(fd, c);
-    EXPECT_EQ(put(lub.lub(), "text"), 0);
-    EXPECT_EQ(contents(fd), row.written) << "type " << int{row.type} << " cc " << int{row.cc};
-    EXPECT_EQ(lub->lub_disk_pos, static_cast<i64>(row.written.size()));
-    EXPECT_EQ(lub->lub_file_pos, lub->lub_disk_pos);
-
-    // Without its terminator, and again with it: the request counts for one record.
-    ASSERT_EQ(ftruncate(fd, 0), 0);
-    lseek(fd, 0, SEEK_SET);
-    lub->lub_f_no_terminator = 1;
-    EXPECT_EQ(put(lub.lub(), "text"), 0);
-    const std::string open = row.type == 1                    ? (row.compat ? "text      " : "text    ")
-                             : row.type == 2 || row.type == 4 ? row.written
-                                                              : "text";
-    EXPECT_EQ(contents(fd), open) << "type " << int{row.type} << " cc " << int{row.cc};
-    EXPECT_EQ(put(lub.lub(), "text"), 0);
-    EXPECT_EQ(contents(fd), open + row.written);
-    close(fd);
+  for (const auto& row : kRows) {
+    SCOPED_TRACE("type " + std::to_string(row.type) + " cc " + std::to_string(row.cc));
+    Connection c = connection(row.type, row.cc, 8);
+    c.direct = c.compat = row.kind == kCrlfDirect;
+    c.big_endian = row.kind == kBigEndian;
+    Output unit(c);
+    EXPECT_EQ(unit.put("text"), 0);
+    EXPECT_EQ(unit.text(), row.written);
+    EXPECT_EQ(unit->lub_disk_pos, static_cast<i64>(row.written.size()));
+    EXPECT_EQ(unit->lub_file_pos, unit->lub_disk_pos);
+    // The request to leave the terminator out counts for one record.
+    unit->lub_f_no_terminator = 1;
+    for (int i = 0; i < 2; ++i) EXPECT_EQ(unit.put("text"), 0);
+    EXPECT_EQ(unit.text(), row.written + row.open + row.written);
   }
 }
 
 TEST(PutRecord, FramesByType) {
-  struct Row {
+  constexpr struct {
     u8 type, cc;
     int cursor, end;  ///< offsets in a record of 40 bytes
-  };
-  for (const Row& row : {Row{1, CC_NONE, 0, 40},
-                         {1, CC_LIST, 0, 39},
-                         {1, CC_FORTRAN, 5, 39},
-                         {4, CC_NONE, 4, 36},
-                         {4, CC_LIST, 4, 35},
-                         {4, CC_FORTRAN, 9, 35},
-                         {5, CC_NONE, 0, 40},
-                         {6, CC_LIST, 0, 39},
-                         {6, CC_FORTRAN, 5, 39},
-                         {7, CC_NONE, 0, 39},
-                         {8, CC_LIST, 0, 39},
-                         {0, CC_NONE, 0, 40}}) {
-    Connection c;
-    c.rectype = row.type;
-    c.cc = row.cc;
-    const int fd = memory_file();
-    Loose_Lub lub(fd, c);
-    lub->lub_rec_bytes = 40;
-    for (u8* rec_start : {static_cast<u8*>(nullptr), lub->lub_a_buffer + 100}) {
-      lub->lub_a_rec_start = rec_start;
-      memset(lub->lub_a_buffer, '#', 200);
-      ASSERT_EQ(start_formatted_record(lub.lub()), 0);
-      u8* base = rec_start ? rec_start : lub->lub_a_buffer;
-      EXPECT_EQ(lub->lub_a_cursor - base, row.cursor) << int{row.type} << ' ' << int{row.cc};
-      EXPECT_EQ(lub->lub_a_rec_end - base, row.end) << int{row.type} << ' ' << int{row.cc};
+  } kRows[] = {{1, CC_NONE, 0, 40},    {1, CC_LIST, 0, 39},    {1, CC_FORTRAN, 5, 39}, {4, CC_NONE, 4, 36},
+               {4, CC_LIST, 4, 35},    {4, CC_FORTRAN, 9, 35}, {5, CC_NONE, 0, 40},    {6, CC_LIST, 0, 39},
+               {6, CC_FORTRAN, 5, 39}, {7, CC_NONE, 0, 39},    {8, CC_LIST, 0, 39},    {0, CC_NONE, 0, 40}};
+  for (const auto& row : kRows) {
+    SCOPED_TRACE("type " + std::to_string(row.type) + " cc " + std::to_string(row.cc));
+    Output unit(connection(row.type, row.cc));
+    unit->lub_rec_bytes = 40;
+    for (u8* rec_start : {static_cast<u8*>(nullptr), unit->lub_a_buffer + 100}) {
+      unit->lub_a_rec_start = rec_start;
+      memset(unit->lub_a_buffer, '#', 200);
+      ASSERT_EQ(start_formatted_record(*unit.operator->()), 0);
+      u8* base = rec_start ? rec_start : unit->lub_a_buffer;
+      EXPECT_EQ(unit->lub_a_cursor - base, row.cursor);
+      EXPECT_EQ(unit->lub_a_rec_end - base, row.end);
       EXPECT_EQ(std::string(base, base + 41), std::string(40, ' ') + "#");
-      EXPECT_EQ(lub->lub_a_data_start, lub->lub_a_cursor);
+      EXPECT_EQ(unit->lub_a_data_start, unit->lub_a_cursor);
     }
-    lub->lub_rectype = RECTYPE_SEGMENTED;
-    EXPECT_EQ(start_formatted_record(lub.lub()), MSG_RECORD_TYPE);
-    close(fd);
+    unit->lub_rectype = RECTYPE_SEGMENTED;
+    EXPECT_EQ(unit.put(""), MSG_RECORD_TYPE);
   }
-}
-
-TEST(PutRecord, BigEndianLengthWords) {
-  const int fd = memory_file();
-  Connection c;
-  c.rectype = 4;
-  c.cc = CC_NONE;
-  c.big_endian = true;
-  Loose_Lub lub(fd, c);
-  EXPECT_EQ(put(lub.lub(), "abc"), 0);
-  EXPECT_EQ(contents(fd), std::string("\0\0\0\3abc\0\0\0\3", 11));
-  close(fd);
 }
 
 // One cell of the FORTRAN carriage-control table. L line feed, R carriage return, F form feed, B blank, c the control
@@ -178,59 +169,40 @@ const Control_Row kOpenUnterminated[] = {
 std::string spell(const char* cell, char control, const std::string& text) {
   std::string out;
   for (; *cell; ++cell) {
-    switch (*cell) {
-      case 'L':
-        out += '\n';
-        break;
-      case 'R':
-        out += '\r';
-        break;
-      case 'F':
-        out += '\f';
-        break;
-      case 'B':
-        out += ' ';
-        break;
-      case 'c':
-        out += control;
-        break;
-      default:
-        out += text;
+    if (*cell == 'D') {
+      out += text;
+    } else {
+      out += *cell == 'L' ? '\n' : *cell == 'R' ? '\r' : *cell == 'F' ? '\f' : *cell == 'B' ? ' ' : control;
     }
   }
   return out;
 }
 
 void check_controls(const Control_Row& row, bool f90, bool console, bool open, bool unterminated) {
-  for (int state = 0; state < 4; ++state) {
-    const bool compat = state & 1, owed = state & 2;
-    for (int by_prompt = 0; by_prompt <= (owed ? 1 : 0); ++by_prompt) {
-      for (const std::string text : {"text", ""}) {
-        const int fd = memory_file();
-        Connection c;
-        c.cc = CC_FORTRAN;
-        c.f90_rtl = f90;
-        c.compat = compat;
-        c.stream_kind = console ? STREAM_CONSOLE_OUT : STREAM_FMT_SEQUENTIAL;
-        Loose_Lub lub(fd, c);
-        For_File_Info& fi = lub.file();
-        fi.fi_cc_after_cr = owed && !by_prompt;
-        fi.fi_cc_after_prompt = by_prompt;
-        fi.fi_record_open = open;
-        fi.fi_cc_unterminated = unterminated;
-        SCOPED_TRACE(std::string("control ") + row.control + " state " + std::to_string(state) + " console " +
-                     std::to_string(console) + " open " + std::to_string(open) + " unterminated " +
-                     std::to_string(unterminated));
-        ASSERT_EQ(put(lub.lub(), row.control + text), 0);
-        EXPECT_EQ(contents(fd), spell(row.cell[state], row.control, text));
-        const bool left_open = f90 && console && open;
-        const bool keeps_line = row.control == '\0' || row.control == '$';
-        EXPECT_EQ(fi.fi_cc_after_cr, !left_open && !keeps_line);
-        EXPECT_EQ(fi.fi_cc_after_prompt, !left_open && keeps_line);
-        EXPECT_EQ(fi.fi_cc_unterminated, left_open);
-        EXPECT_EQ(fi.fi_cc_owner, left_open ? nullptr : &lub.lub());
-        close(fd);
-      }
+  SCOPED_TRACE(std::string("control ") + row.control + " console " + std::to_string(console) + " open " +
+               std::to_string(open) + " unterminated " + std::to_string(unterminated));
+  enum { kNothing, kAfterRecord, kAfterPrompt };  // which kind of output owes a line feed
+  for (int state = 0; state < 6; ++state) {
+    const int owes = state / 2;
+    Connection c = connection(RECTYPE_STREAM_LF, CC_FORTRAN);
+    c.f90_rtl = f90;
+    c.compat = state & 1;
+    c.stream_kind = console ? STREAM_CONSOLE_OUT : STREAM_FMT_SEQUENTIAL;
+    for (const std::string text : {"text", ""}) {
+      Output unit(c);
+      For_File_Info& fi = unit.file();
+      fi.fi_cc_after_cr = owes == kAfterRecord;
+      fi.fi_cc_after_prompt = owes == kAfterPrompt;
+      fi.fi_record_open = open;
+      fi.fi_cc_unterminated = unterminated;
+      ASSERT_EQ(unit.put(row.control + text), 0);
+      EXPECT_EQ(unit.text(), spell(row.cell[c.compat + (owes != kNothing ? 2 : 0)], row.control, text)) << state;
+      const bool left_open = f90 && console && open;
+      const bool keeps_line = row.control == '\0' || row.control == '$';
+      EXPECT_EQ(fi.fi_cc_after_cr, !left_open && !keeps_line);
+      EXPECT_EQ(fi.fi_cc_after_prompt, !left_open && keeps_line);
+      EXPECT_EQ(fi.fi_cc_unterminated, left_open);
+      EXPECT_EQ(fi.fi_cc_owner, left_open ? nullptr : unit.operator->());
     }
   }
 }
@@ -251,185 +223,142 @@ TEST(FortranCarriageControl, EveryCell) {
 }
 
 TEST(FortranCarriageControl, RecordWithoutDataIsABlankLine) {
-  const int fd = memory_file();
-  Connection c;
-  c.cc = CC_FORTRAN;
-  Loose_Lub lub(fd, c);
-  EXPECT_EQ(put(lub.lub(), ""), 0);
-  EXPECT_EQ(put(lub.lub(), ""), 0);
-  EXPECT_EQ(contents(fd), "\r\n\r");
-  close(fd);
+  Output unit(connection(RECTYPE_STREAM_LF, CC_FORTRAN));
+  for (int i = 0; i < 2; ++i) EXPECT_EQ(unit.put(""), 0);
+  EXPECT_EQ(unit.text(), "\r\n\r");
 }
 
 TEST(ListCarriageControl, OwedLineFeedComesFirst) {
   for (bool console : {false, true}) {
     for (bool unterminated : {false, true}) {
-      const int fd = memory_file();
       Connection c;
       c.stream_kind = console ? STREAM_CONSOLE_OUT : STREAM_FMT_SEQUENTIAL;
-      Loose_Lub lub(fd, c);
-      lub.file().fi_cc_after_cr = 1;
-      lub.file().fi_cc_unterminated = unterminated;
-      EXPECT_EQ(put(lub.lub(), "a"), 0);
-      EXPECT_EQ(contents(fd), console && unterminated ? "a\n" : "\na\n");
-      EXPECT_EQ(lub.file().fi_cc_after_cr, 0);
-      EXPECT_EQ(lub.file().fi_cc_unterminated, unterminated && !console);
-      close(fd);
+      Output unit(c);
+      unit.file().fi_cc_after_cr = 1;
+      unit.file().fi_cc_unterminated = unterminated;
+      EXPECT_EQ(unit.put("a"), 0);
+      EXPECT_EQ(unit.text(), console && unterminated ? "a\n" : "\na\n");
+      EXPECT_EQ(unit.file().fi_cc_after_cr, 0);
+      EXPECT_EQ(unit.file().fi_cc_unterminated, unterminated && !console);
     }
   }
 }
 
 TEST(ListCarriageControl, OpenRecordOnTheConsoleHasNoLineEnd) {
   for (u8 cc : {CC_LIST, CC_NONE}) {
-    const int fd = memory_file();
-    Connection c;
-    c.cc = cc;
+    Connection c = connection(RECTYPE_STREAM_LF, cc);
     c.stream_kind = STREAM_CONSOLE_OUT;
-    Loose_Lub lub(fd, c);
-    lub.file().fi_record_open = 1;
-    EXPECT_EQ(put(lub.lub(), "prompt"), 0);
-    EXPECT_EQ(contents(fd), "prompt");
-    EXPECT_EQ(lub.file().fi_cc_unterminated, 1);
-    lub.file().fi_record_open = 0;
-    EXPECT_EQ(put(lub.lub(), "next"), 0);
-    EXPECT_EQ(contents(fd), "promptnext\n");
-    EXPECT_EQ(lub.file().fi_cc_unterminated, 0);
-    close(fd);
+    Output unit(c);
+    for (const auto& [open, text] : {std::pair{1, "prompt"}, {0, "next"}}) {
+      unit.file().fi_record_open = open;
+      EXPECT_EQ(unit.put(text), 0);
+      EXPECT_EQ(unit.file().fi_cc_unterminated, open);
+    }
+    EXPECT_EQ(unit.text(), "promptnext\n");
   }
 }
 
 TEST(WriteOutput, HeldRecordsLeaveTogether) {
-  const int fd = memory_file();
   Connection c;
   c.buffered = true;
   c.buffer_size = 1000;
-  Loose_Lub lub(fd, c);
+  Output unit(c);
   std::string expected;
   bool held_some = false;
   for (int i = 0; i < 200; ++i) {
     const std::string line(i % 120, static_cast<char>('a' + i % 26));
-    ASSERT_EQ(put(lub.lub(), line), 0);
+    ASSERT_EQ(unit.put(line), 0);
     expected += line + "\n";
-    EXPECT_EQ(lub->lub_file_pos, static_cast<i64>(expected.size()));
-    EXPECT_EQ(lub->lub_disk_pos, lseek(fd, 0, SEEK_CUR));
-    held_some |= lub->lub_f_buffer_held;
+    EXPECT_EQ(unit->lub_file_pos, static_cast<i64>(expected.size()));
+    EXPECT_EQ(unit->lub_disk_pos, lseek(unit.fd(), 0, SEEK_CUR));
+    held_some |= unit->lub_f_buffer_held;
   }
   EXPECT_TRUE(held_some);
-  (void)for__write_output(&lub.lub(), nullptr, 0);
-  EXPECT_EQ(contents(fd), expected);
-  EXPECT_EQ(lub->lub_file_pos, static_cast<i64>(expected.size()));
-  EXPECT_EQ(lub->lub_disk_pos, static_cast<i64>(expected.size()));
-  EXPECT_EQ(for__write_output(&lub.lub(), nullptr, 0), 1) << "nothing left to flush";
-  close(fd);
+  (void)unit.write_held();
+  EXPECT_EQ(unit.text(), expected);
+  EXPECT_EQ(unit->lub_file_pos, static_cast<i64>(expected.size()));
+  EXPECT_EQ(unit->lub_disk_pos, static_cast<i64>(expected.size()));
+  EXPECT_EQ(unit.write_held(), 1) << "nothing left to flush";
 }
 
 TEST(WriteOutput, OwedLineFeedDoesNotOvertakeHeldRecords) {
-  const int fd = memory_file();
   Connection c;
   c.buffered = true;
-  Loose_Lub lub(fd, c);
-  EXPECT_EQ(put(lub.lub(), "one"), 0);
-  EXPECT_TRUE(lub->lub_f_buffer_held);
-  lub.file().fi_cc_after_cr = 1;
-  EXPECT_EQ(put(lub.lub(), "two"), 0);
-  EXPECT_EQ(put(lub.lub(), "three"), 0);
-  EXPECT_EQ(for__flush_file_buffer(&lub.lub()), 0);
-  EXPECT_EQ(contents(fd), "one\n\ntwo\nthree\n");
-  EXPECT_EQ(lub->lub_file_pos, static_cast<i64>(contents(fd).size()));
-  close(fd);
+  Output unit(c);
+  EXPECT_EQ(unit.put("one"), 0);
+  EXPECT_TRUE(unit->lub_f_buffer_held);
+  unit.file().fi_cc_after_cr = 1;
+  EXPECT_EQ(unit.put("two"), 0);
+  EXPECT_EQ(unit.put("three"), 0);
+  EXPECT_EQ(for__flush_file_buffer(unit.operator->()), 0);
+  EXPECT_EQ(unit.text(), "one\n\ntwo\nthree\n");
+  EXPECT_EQ(unit->lub_file_pos, 15);
 }
 
 TEST(WriteOutput, FlushOfAnOpenRecordLetsItGoOn) {
-  const int fd = memory_file();
-  Loose_Lub lub(fd, Connection{});
-  ASSERT_EQ(start_formatted_record(lub.lub()), 0);
-  memcpy(lub->lub_a_cursor, "abc", 3);
-  lub->lub_a_high_water = lub->lub_a_cursor += 3;
-  lub.file().fi_record_open = 1;
-  lub.file().saved_lub = &lub.lub();
-  EXPECT_EQ(for__write_output(&lub.lub(), nullptr, 0), 0);
-  EXPECT_EQ(contents(fd), "abc");
-  memcpy(lub->lub_a_cursor, "def", 3);
-  lub->lub_a_high_water = lub->lub_a_cursor += 3;
-  lub.file().fi_record_open = 0;
-  EXPECT_EQ(for__put_sf(&lub.lub()), 0);
-  EXPECT_EQ(contents(fd), "abcdef\n");
-  EXPECT_EQ(lub->lub_file_pos, 7);
-  close(fd);
+  Output unit(Connection{});
+  ASSERT_EQ(start_formatted_record(*unit.operator->()), 0);
+  unit.add("abc");
+  unit.file().fi_record_open = 1;
+  unit.file().saved_lub = unit.operator->();
+  EXPECT_EQ(unit.write_held(), 0);
+  EXPECT_EQ(unit.text(), "abc");
+  unit.add("def");
+  unit.file().fi_record_open = 0;
+  EXPECT_EQ(for__put_sf(unit.operator->()), 0);
+  EXPECT_EQ(unit.text(), "abcdef\n");
+  EXPECT_EQ(unit->lub_file_pos, 7);
 }
 
 TEST(WriteOutput, FileIsCutBehindARecordWhenAsked) {
-  const int fd = memory_file();
-  ASSERT_EQ(write(fd, "0123456789", 10), 10);
-  lseek(fd, 2, SEEK_SET);
-  Loose_Lub lub(fd, Connection{});
-  EXPECT_EQ(put(lub.lub(), "ab"), 0);
-  EXPECT_EQ(contents(fd), "01ab\n56789");
-  lub->lub_f_truncate_on_write = 1;
-  EXPECT_EQ(put(lub.lub(), "c"), 0);
-  EXPECT_EQ(contents(fd), "01ab\nc\n");
-  EXPECT_FALSE(lub->lub_f_truncate_on_write);
-  close(fd);
+  Output unit(Connection{});
+  ASSERT_EQ(pwrite(unit.fd(), "0123456789", 10, 0), 10);
+  lseek(unit.fd(), 2, SEEK_SET);
+  EXPECT_EQ(unit.put("ab"), 0);
+  EXPECT_EQ(unit.text(), "01ab\n56789");
+  unit->lub_f_truncate_on_write = 1;
+  EXPECT_EQ(unit.put("c"), 0);
+  EXPECT_EQ(unit.text(), "01ab\nc\n");
+  EXPECT_FALSE(unit->lub_f_truncate_on_write);
 }
 
-// --- failures -------------------------------------------------------------------------------------------------------
-
-struct Failing {
-  const char* what;
-  int fd;
-  i64 number;
-};
-
 TEST(WriteFailure, ComesBackWithErrno) {
-  const int closed = dup(1);
-  close(closed);
-  int pipe_ends[2];
-  ASSERT_EQ(pipe(pipe_ends), 0);
-  close(pipe_ends[0]);
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  close(ends[0]);
   signal(SIGPIPE, SIG_IGN);
-  const int read_only = open("/dev/zero", O_RDONLY);
-  const Failing rows[] = {{"/dev/full", open("/dev/full", O_WRONLY), ENOSPC},
-                          {"closed descriptor", closed, EBADF},
-                          {"pipe without reader", pipe_ends[1], EPIPE},
-                          {"read-only descriptor", read_only, EBADF}};
-  for (const Failing& row : rows) {
+  for (const auto& [fd, number] :
+       {std::pair{open("/dev/full", O_WRONLY), ENOSPC}, {ends[1], EPIPE}, {open("/dev/zero", O_RDONLY), EBADF}}) {
     for (u8 cc : {CC_LIST, CC_FORTRAN, CC_NONE}) {
-      Connection c;
-      c.cc = cc;
-      Loose_Lub lub(row.fd, c);
+      Loose_Lub lub(fd, connection(RECTYPE_STREAM_LF, cc));
       lub.file().fi_cc_after_cr = 1;
-      EXPECT_EQ(put(lub.lub(), "text"), MSG_WRITE_ERROR) << row.what;
-      EXPECT_EQ(lub->lub_errno, row.number) << row.what;
+      EXPECT_EQ(put(lub.lub(), "text"), MSG_WRITE_ERROR) << number;
+      EXPECT_EQ(lub->lub_errno, number);
     }
     Connection held;
     held.buffered = true;
-    Loose_Lub lub(row.fd, held);
-    EXPECT_EQ(put(lub.lub(), "text"), 0) << row.what;
-    EXPECT_EQ(for__flush_file_buffer(&lub.lub()), MSG_WRITE_ERROR) << row.what;
-    EXPECT_EQ(lub->lub_errno, row.number) << row.what;
+    Loose_Lub lub(fd, held);
+    EXPECT_EQ(put(lub.lub(), "text"), 0) << number;
+    EXPECT_EQ(for__flush_file_buffer(&lub.lub()), MSG_WRITE_ERROR) << number;
+    EXPECT_EQ(lub->lub_errno, number);
     EXPECT_EQ(for__write_output(&lub.lub(), nullptr, 0), 1) << "what could not be written is not tried again";
+    close(fd);
   }
 }
 
 TEST(WriteFailure, FileSizeLimitWritesWhatFits) {
-  char name[] = "/tmp/tamrun_putXXXXXX";
-  const int fd = mkstemp(name);
-  unlink(name);
-  const pid_t child = fork();
-  if (child == 0) {
+  const tamrun_test::Temp_Dir dir;
+  tamrun_test::run_child([&] {
     signal(SIGXFSZ, SIG_IGN);
     const rlimit limit = {10, 10};
-    if (setrlimit(RLIMIT_FSIZE, &limit) != 0) _exit(3);
-    Loose_Lub lub(fd, Connection{});
-    if (put(lub.lub(), "12345") != 0) _exit(4);
-    if (put(lub.lub(), "abcdefgh") != MSG_WRITE_ERROR) _exit(5);
-    _exit(lub->lub_errno == EFBIG && lub->lub_disk_pos == 10 ? 0 : 6);
-  }
-  int status = 0;
-  waitpid(child, &status, 0);
-  EXPECT_EQ(WEXITSTATUS(status), 0);
-  EXPECT_EQ(contents(fd), "12345\nabcd");
-  close(fd);
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+    Loose_Lub lub(open(dir.file("f").c_str(), O_RDWR | O_CREAT, 0600), Connection{});
+    EXPECT_EQ(put(lub.lub(), "12345"), 0);
+    EXPECT_EQ(put(lub.lub(), "abcdefgh"), MSG_WRITE_ERROR);
+    EXPECT_EQ(lub->lub_errno, EFBIG);
+    EXPECT_EQ(lub->lub_disk_pos, 10);
+  });
+  EXPECT_EQ(tamrun_test::read_file(dir.file("f")), "12345\nabcd");
 }
 
 void tick(int) {}

@@ -44,16 +44,7 @@ void append_record(Sample& s, const Connection& c, i64 length, std::mt19937& ran
   std::string data(length, 'x');
   for (char& byte : data) byte = static_cast<char>('a' + random() % 26);
   std::string& to = s.bytes;
-  if (c.stream_kind == STREAM_MS_UNF_SEQUENTIAL) {
-    for (;;) {
-      const bool full = data.size() > 128;
-      const std::string chunk = data.substr(0, full ? 128 : data.size());
-      const char mark = static_cast<char>(full ? 129 : chunk.size());
-      to += mark + chunk + mark;
-      if (!full) break;
-      data.erase(0, 128);
-    }
-  } else if (c.rectype == RECTYPE_VARIABLE) {
+  if (c.rectype == RECTYPE_VARIABLE) {
     const int pieces = length >= 3 && random() % 4 == 0 ? 3 : 1;
     for (int i = 0; i < pieces; ++i) {
       const std::string piece = part(data, i, pieces);
@@ -83,7 +74,6 @@ void append_record(Sample& s, const Connection& c, i64 length, std::mt19937& ran
 
 Sample make_sample(const Connection& c, std::mt19937& random) {
   Sample s;
-  if (c.stream_kind == STREAM_MS_UNF_SEQUENTIAL) s.bytes = "K", s.starts = {1};
   const int records = 3 + static_cast<int>(random() % 60);
   // Lines longer than the buffer are no subject: BACKSPACE refuses them.
   const bool line = c.rectype >= RECTYPE_STREAM_LF;
@@ -199,38 +189,6 @@ TEST(StepBack, CostsReadsByBytesNotByRecords) {
     EXPECT_LE(read_calls() - before, static_cast<i64>(all.size()) / c.buffer_size * 102 / 100 + counting);
     EXPECT_EQ(position_of(unit.lub()), static_cast<i64>(one.size()));
     close(unit->lub_fd);
-  }
-}
-
-TEST(StepBack, WalksTheChainOfLengthBytes) {
-  std::mt19937 random(7);
-  Connection c = layout(RECTYPE_STREAM, false, 300);
-  c.stream_kind = STREAM_MS_UNF_SEQUENTIAL;
-  for (int round = 0; round < 20; ++round) {
-    const Sample s = make_sample(c, random);
-    Loose_Lub unit(memory_file_with(s.bytes + '\x82'), c);
-    For_Lub& lub = unit.lub();
-    for (size_t i = s.starts.size(); i-- > 0;) {
-      const i64 before = s.starts[i > 0 ? i - 1 : 0];
-      ASSERT_EQ(move_file(lub, s.starts[i]), 0);
-      ASSERT_EQ(step_back(lub), 0);
-      EXPECT_EQ(position_of(lub), before) << i;
-      // With the buffer around the position.
-      ASSERT_EQ(move_file(lub, std::max<i64>(s.starts[i] - 100, 0)), 0);
-      ASSERT_EQ(for__get_s(&lub, nullptr, nullptr), 0);
-      lub.lub_a_cursor += std::min<i64>(s.starts[i], 100);
-      ASSERT_EQ(step_back(lub), 0);
-      EXPECT_EQ(position_of(lub), before) << i;
-    }
-    // Behind the end mark: the end condition alone, or the mark and the record before it.
-    for (const bool at_eof : {true, false}) {
-      ASSERT_EQ(move_file(lub, static_cast<i64>(s.bytes.size()) + 1), 0);
-      lub.lub_f_at_eof = at_eof;
-      ASSERT_EQ(step_back(lub), 0);
-      EXPECT_FALSE(lub.lub_f_at_eof);
-      EXPECT_EQ(position_of(lub), s.starts[s.starts.size() - (at_eof ? 1 : 2)]);
-    }
-    close(lub.lub_fd);
   }
 }
 
