@@ -42,6 +42,7 @@ constexpr struct {
     {"", "ACCESS=SEQUENTIAL"},
     {"", "ACCESS=DIRECT", 104, "ACCESS="},
     {"", "ACCESS=APPEND", 104, "ACCESS="},  // the file is not empty
+    {"", "ACCESS=KEYED", 104, "ACCESS="},
     {"", "ACCESS=STREAM", 104, "ACCESS="},
     {"ACCESS=STREAM", "ACCESS=STREAM"},
     {"ACCESS=STREAM", "ACCESS=SEQUENTIAL", 104, "ACCESS="},

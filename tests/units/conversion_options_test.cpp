@@ -252,6 +252,8 @@ TEST(ConversionVariables, AtAConnection) {
     ASSERT_EQ(0, chdir(dir.path().c_str()));
     setenv("FOR_FMT_TERMINATOR", "CRLF:5,7,8,0,6", 1);
     setenv("F_UFMTENDIAN", "8", 1);
+    SetEndian();
+    unsetenv("F_UFMTENDIAN");
     setenv("FORT_CONVERT.10", "cray", 1);  // the default file fort.10 has an extension too
     const struct {
       int unit;
