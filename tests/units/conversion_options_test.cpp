@@ -228,7 +228,9 @@ TEST(ForeignBits, KeywordAndVariables) {
       For_Open_Args args = {};
       args.word[OPENW_CONVERT] = row.key;
       EXPECT_EQ(row.result == nullptr ? MSG_INCONSISTENT_OPEN_CLOSE : 0, for__set_foreign_bits(&lub, &args));
-      if (row.result != nullptr) EXPECT_EQ(row.result, conversion(lub));
+      if (row.result != nullptr) {
+        EXPECT_EQ(row.result, conversion(lub));
+      }
     });
   }
 }
