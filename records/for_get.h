@@ -31,6 +31,14 @@ extern "C" {
 [[nodiscard]] int for__read_input(int fd, u8* data, i64 length, i64* got, For_Lub* lub);
 }
 
+/// for__get_d of a record that the buffer holds: true when it stands at lub_a_read_next then.
+[[nodiscard]] inline bool find_direct_record(For_Lub& lub) {
+  const i64 ahead = lub.lub_next_rec - lub.lub_cache_first_rec;
+  if (!lub.lub_f_buffered || ahead < 0 || lub.lub_next_rec >= lub.lub_cache_end_rec) return false;
+  lub.lub_a_read_next = lub.lub_a_buffer + ahead * lub.lub_rec_bytes;
+  return true;
+}
+
 /// Brings more bytes of a STREAM unit behind those from lub_a_cursor to lub_a_rec_end, which move to the buffer's start:
 /// 0 with whether any came, MSG_READ_ERROR, or MSG_RECORD_TOO_LONG when the buffer is full of them.
 [[nodiscard]] int extend_stream_input(For_Lub& lub, bool* more);

@@ -79,10 +79,7 @@ bool is_deleted(const For_Lub& lub, const u8* record) {
 
 int for__get_d(For_Lub* lub_pointer) {
   For_Lub& lub = *lub_pointer;
-  const i64 ahead = lub.lub_next_rec - lub.lub_cache_first_rec;
-  if (lub.lub_f_buffered && ahead >= 0 && lub.lub_next_rec < lub.lub_cache_end_rec) {
-    lub.lub_a_read_next = lub.lub_a_buffer + ahead * lub.lub_rec_bytes;
-  } else {
+  if (!find_direct_record(lub)) {
     const i64 first = first_to_read(lub);
     if (int code = seek_record(lub, first)) return code;
     if (int code = read_records(lub, first)) return code;

@@ -54,7 +54,7 @@ inline bool is_crlf_direct(const For_Lub& lub) {
 
 /// Direct records of a relative file begin with a status byte, a blank in a written one.
 inline bool is_marked_relative(const For_Lub& lub) {
-  return lub.lub_f_direct && lub.lub_f_legacy_defaults && lub.lub_org == ORG_RELATIVE;
+  return lub.lub_org == ORG_RELATIVE && lub.lub_f_direct && lub.lub_f_legacy_defaults;
 }
 
 /// First data byte of the current formatted record, also of one that several statements have written.

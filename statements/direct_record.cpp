@@ -8,43 +8,13 @@
 
 #include <algorithm>
 
-#include "records/buffer.h"
-#include "records/for_get.h"
 #include "records/for_put_unf.h"
-#include "records/record_frame.h"
-#include "statements/positioning.h"
 
 namespace {
 
-/// A mode of formatted transfer that the unformatted statement has changed by a keyword.
-bool has_formatted_keyword(const For_Lub& lub, const Statement_Rule& rule) {
-  if (rule.formatted) return false;
-  if (lub.lub_f_decimal_override || lub.lub_f_round_override) return true;
-  return rule.code == STMT_READ ? lub.lub_f_blank_override || lub.lub_f_pad_override
-                                : lub.lub_f_delim_override || lub.lub_f_sign_override;
-}
-
 Statement_Start refuse(For_Lub& lub, int message) { return {nullptr, fail_statement(lub, message)}; }
 
-/// The common part of a frame, from `start` on.
-void frame_direct(For_Lub& lub, u8* start) {
-  lub.lub_a_cursor = start + (is_marked_relative(lub) ? 1 : 0);
-  lub.lub_a_rec_end = std::min(start + lub.lub_rec_bytes, lub.lub_a_buffer + lub.lub_buffer_size);
-  if (!lub.lub_f_formatted) return;
-  if (is_crlf_direct(lub)) lub.lub_a_rec_end -= kCrLf;
-  lub.lub_a_data_start = lub.lub_a_high_water = lub.lub_a_cursor;
-}
-
 }  // namespace
-
-Statement_Start begin_direct(const Statement_Rule& rule, For_Context* ctx, int unit, For_IO_Flags flags,
-                             const Control_List& control, i64 record) {
-  const Statement_Start start = begin_statement(rule, ctx, unit, flags, control);
-  if (start.lub == nullptr) return start;
-  if (record < 1 || !is_record_number(*start.lub, static_cast<u64>(record)))
-    return refuse(*start.lub, MSG_RECORD_NUMBER_RANGE);
-  return has_formatted_keyword(*start.lub, rule) ? refuse(*start.lub, MSG_KEYWORD_UNFORMATTED) : start;
-}
 
 Statement_Start begin_rewrite(const Statement_Rule& rule, For_Context* ctx, int unit, For_IO_Flags flags,
                               const Control_List& control, i64* record) {
@@ -54,15 +24,6 @@ Statement_Start begin_rewrite(const Statement_Rule& rule, For_Context* ctx, int 
   if (next < 1) return refuse(*start.lub, MSG_RECORD_NUMBER_RANGE);
   *record = std::max<i64>(next - 1, 1);
   return has_formatted_keyword(*start.lub, rule) ? refuse(*start.lub, MSG_KEYWORD_UNFORMATTED) : start;
-}
-
-int turn_to_input(For_Lub& lub, i64 record) {
-  if (lub.lub_f_buffer_held) {
-    if (int code = for__flush_file_buffer(&lub)) return code;
-  }
-  lub.lub_next_rec = record;
-  lub.lub_a_user_target = nullptr;
-  return 0;
 }
 
 int turn_to_output(For_Lub& lub, i64 record) {
@@ -83,17 +44,11 @@ int turn_to_output(For_Lub& lub, i64 record) {
   return 0;
 }
 
-int next_direct_input(For_Lub& lub) {
-  if (int code = for__get_d(&lub)) return code;
-  ++lub.lub_next_rec;
-  lub.lub_f_at_end = 0;
-  if (lub.lub_f_direct_done) return 0;
-  u8* const start = lub.lub_a_read_next;
-  frame_direct(lub, start);
-  // A sequential READ of a compatible connection goes on behind the record.
-  lub.lub_a_read_next = std::min(start + lub.lub_rec_bytes, lub.lub_a_read_end);
-  lub.lub_read_ahead = lub.lub_a_read_end - lub.lub_a_read_next;
-  return 0;
+bool has_formatted_keyword(const For_Lub& lub, const Statement_Rule& rule) {
+  if (rule.formatted) return false;
+  if (lub.lub_f_decimal_override || lub.lub_f_round_override) return true;
+  return rule.code == STMT_READ ? lub.lub_f_blank_override || lub.lub_f_pad_override
+                                : lub.lub_f_delim_override || lub.lub_f_sign_override;
 }
 
 int put_direct_record(For_Lub& lub) {
@@ -105,16 +60,12 @@ int put_direct_record(For_Lub& lub) {
 
 void frame_direct_output(For_Lub& lub) {
   if (lub.lub_a_rec_start == nullptr) lub.lub_a_rec_start = lub.lub_a_buffer;
-  if (is_marked_relative(lub)) *lub.lub_a_rec_start = ' ';
-  frame_direct(lub, lub.lub_a_rec_start);
+  const bool marked = is_marked_relative(lub);
+  if (marked) *lub.lub_a_rec_start = ' ';
+  frame_direct(lub, lub.lub_a_rec_start, marked);
 }
 
 void start_direct_record(For_Lub& lub) {
   frame_direct_output(lub);
   memset(lub.lub_a_cursor, ' ', static_cast<size_t>(lub.lub_a_rec_end - lub.lub_a_cursor));
-}
-
-int end_direct(For_Lub& lub) {
-  if (int code = store_associated_variable(lub)) return fail_statement(lub, code);
-  return end_statement(lub);
 }

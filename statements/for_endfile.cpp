@@ -157,10 +157,7 @@ int ask_for_end(For_Lub& lub, bool* at_end) {
 }  // namespace
 
 int for_endfile(For_Context* ctx, int unit, For_IO_Flags flags, ...) {
-  va_list arguments;
-  va_start(arguments, flags);
-  const Control_List control = control_list(flags, arguments);
-  va_end(arguments);
+  TAMRUN_CONTROL_LIST(control, flags, flags);
   const Statement_Start start = begin_positioning(STMT_ENDFILE, ctx, unit, flags, control);
   if (start.lub == nullptr) return start.result;
   For_Lub& lub = *start.lub;
@@ -175,10 +172,7 @@ int for_endfile(For_Context* ctx, int unit, For_IO_Flags flags, ...) {
 }
 
 int for_eof(For_Context* ctx, int unit, For_IO_Flags flags, ...) {
-  va_list arguments;
-  va_start(arguments, flags);
-  const Control_List control = control_list(flags, arguments);
-  va_end(arguments);
+  TAMRUN_CONTROL_LIST(control, flags, flags);
   const Statement_Start start = begin_positioning(STMT_EOF, ctx, unit, flags, control);
   if (start.lub == nullptr) return start.result;
   For_Lub& lub = *start.lub;

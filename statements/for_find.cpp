@@ -67,10 +67,7 @@ int delete_record(For_Lub& lub, bool current, u64 record) {
 }  // namespace
 
 int for_find(For_Context* ctx, int unit, For_IO_Flags flags, u64 record, ...) {
-  va_list arguments;
-  va_start(arguments, record);
-  const Control_List control = control_list(flags, arguments);
-  va_end(arguments);
+  TAMRUN_CONTROL_LIST(control, flags, record);
   const Statement_Start start = begin_positioning(STMT_FIND, ctx, unit, flags, control);
   if (start.lub == nullptr) return start.result;
   For_Lub& lub = *start.lub;
@@ -82,10 +79,7 @@ int for_find(For_Context* ctx, int unit, For_IO_Flags flags, u64 record, ...) {
 }
 
 int for_delete(For_Context* ctx, int unit, For_IO_Flags flags, u64 record, ...) {
-  va_list arguments;
-  va_start(arguments, record);
-  const Control_List control = control_list(flags, arguments);
-  va_end(arguments);
+  TAMRUN_CONTROL_LIST(control, flags, record);
   const Statement_Start start = begin_positioning(STMT_DELETE, ctx, unit, flags, control);
   if (start.lub == nullptr) return start.result;
   For_Lub& lub = *start.lub;

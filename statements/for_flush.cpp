@@ -18,10 +18,7 @@ int flush_connected(For_Lub& lub) {
 }  // namespace
 
 extern "C" int for_flush(For_Context* ctx, int unit, For_IO_Flags flags, ...) {
-  va_list arguments;
-  va_start(arguments, flags);
-  const Control_List control = control_list(flags, arguments);
-  va_end(arguments);
+  TAMRUN_CONTROL_LIST(control, flags, flags);
   const Statement_Start start = begin_positioning(STMT_FLUSH, ctx, unit, flags, control);
   if (start.lub == nullptr) return start.result;
   For_Lub& lub = *start.lub;

@@ -28,35 +28,25 @@ int begin_record(For_Lub& lub, i64 record, const u8* item_list, void* item_args)
   return code;
 }
 
+/// Moves the items of one call.
+int read_items(For_Lub& lub, const u8* item_list, void* item_args) {
+  return conclude_call<end_direct>(lub, read_unformatted_items(lub, item_list, item_args));
+}
+
 }  // namespace
 
 int for_read_dir(For_Context* ctx, int unit, For_IO_Flags flags, const u8* item_list, void* item_args, i64 record,
                  ...) {
-  va_list arguments;
-  va_start(arguments, record);
-  const Control_List control = control_list(flags, arguments);
-  va_end(arguments);
+  TAMRUN_CONTROL_LIST(control, flags, record);
 
   const Statement_Start start = begin_direct(kReadDir, ctx, unit, flags, control, record);
   if (start.lub == nullptr) return start.result;
   For_Lub& lub = *start.lub;
   if (int code = begin_record(lub, record, item_list, item_args)) return fail_statement(lub, code);
   if (lub.lub_f_direct_done) return end_direct(lub);
-  return for_read_dir_xmit(ctx, item_list, item_args);
+  return read_items(lub, item_list, item_args);
 }
 
 int for_read_dir_xmit(For_Context* ctx, const u8* item_list, void* item_args) {
-  For_Lub& lub = *ctx->ctx_lub;
-  const Unf_Result result = read_unformatted_items(lub, item_list, item_args);
-  switch (result.end) {
-    case Unf_End::statement:
-      return end_direct(lub);
-    case Unf_End::call:
-      return 0;
-    case Unf_End::failed:
-      return fail_statement(lub, result.code);
-    case Unf_End::child:
-      break;
-  }
-  return result.code;
+  return read_items(*ctx->ctx_lub, item_list, item_args);
 }

@@ -80,10 +80,7 @@ int backspace_user_code(int message) {
 }  // namespace
 
 int for_rewind(For_Context* ctx, int unit, For_IO_Flags flags, ...) {
-  va_list arguments;
-  va_start(arguments, flags);
-  const Control_List control = control_list(flags, arguments);
-  va_end(arguments);
+  TAMRUN_CONTROL_LIST(control, flags, flags);
   const Statement_Start start = begin_positioning(STMT_REWIND, ctx, unit, flags, control);
   if (start.lub == nullptr) return start.result;
   if (const int code = rewind_unit(*start.lub)) return fail_statement(*start.lub, code);
@@ -91,10 +88,7 @@ int for_rewind(For_Context* ctx, int unit, For_IO_Flags flags, ...) {
 }
 
 int for_backspace(For_Context* ctx, int unit, For_IO_Flags flags, ...) {
-  va_list arguments;
-  va_start(arguments, flags);
-  const Control_List control = control_list(flags, arguments);
-  va_end(arguments);
+  TAMRUN_CONTROL_LIST(control, flags, flags);
   const Statement_Start start = begin_positioning(STMT_BACKSPACE, ctx, unit, flags, control);
   if (start.lub == nullptr) return start.result;
   if (const int code = backspace_unit(*start.lub)) return fail_statement(*start.lub, code, backspace_user_code(code));

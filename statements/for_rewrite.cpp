@@ -42,10 +42,7 @@ int begin_formatted_record(For_Lub& lub, i64 record) {
 }  // namespace
 
 int for_rewrite(For_Context* ctx, int unit, For_IO_Flags flags, const u8* item_list, void* item_args, ...) {
-  va_list arguments;
-  va_start(arguments, item_args);
-  const Control_List control = control_list(flags, arguments);
-  va_end(arguments);
+  TAMRUN_CONTROL_LIST(control, flags, item_args);
 
   i64 record = 0;
   const Statement_Start start = begin_rewrite(kRewrite, ctx, unit, flags, control, &record);
@@ -60,10 +57,7 @@ int for_rewrite_xmit(For_Context* ctx, const u8* item_list, void* item_args) {
 
 int for_rewrite_fmt(For_Context* ctx, int unit, For_IO_Flags given, const u8* item_list, void* item_args,
                     const void* format, ...) {
-  va_list arguments;
-  va_start(arguments, format);
-  const Control_List control = control_list(given, arguments);
-  va_end(arguments);
+  TAMRUN_CONTROL_LIST(control, given, format);
 
   i64 record = 0;
   const Statement_Start start = begin_rewrite(kRewriteFmt, ctx, unit, given, control, &record);

@@ -52,10 +52,7 @@ class Read_Statement {
 }  // namespace
 
 int for_read_int_lis(For_Context* ctx, For_IO_Flags flags, const u8* item_list, void* item_args, ...) {
-  va_list arguments;
-  va_start(arguments, item_args);
-  const Control_List control = control_list(flags, arguments);
-  va_end(arguments);
+  TAMRUN_CONTROL_LIST(control, flags, item_args);
 
   const Statement_Start start = begin_internal_statement(kReadIntLis, ctx, flags, control);
   if (start.lub == nullptr) return start.result;

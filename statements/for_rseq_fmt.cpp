@@ -138,13 +138,10 @@ int for__read_args(const u8** item_list, void** item_args, u32 high_flags, For_R
 
 int for_read_seq_fmt(For_Context* ctx, int unit, For_IO_Flags given, const u8* item_list, void* item_args,
                      const void* format, ...) {
-  va_list arguments;
-  va_start(arguments, format);
-  const Control_List control = control_list(given, arguments);
-  va_end(arguments);
+  TAMRUN_CONTROL_LIST(control, given, format);
 
   const For_IO_Flags flags = effective_io_flags(given);
-  const Statement_Start start = begin_statement(kReadSeqFmt, ctx, unit, given, control);
+  const Statement_Start start = begin_transfer(kReadSeqFmt, ctx, unit, given, control);
   if (start.lub == nullptr) return start.result;
   For_Lub& lub = *start.lub;
   if (int code = begin_format(lub, flags, format)) return fail_statement(lub, code);

@@ -41,14 +41,16 @@ int end_of_list(For_Lub& lub) {
   return end_direct(lub);
 }
 
+/// Moves the items of one call.
+int write_items(For_Lub& lub, const u8* item_list, void* item_args) {
+  return conclude_call<end_of_list>(lub, write_unformatted_items(lub, item_list, item_args));
+}
+
 }  // namespace
 
 int for_write_dir(For_Context* ctx, int unit, For_IO_Flags flags, const u8* item_list, void* item_args, i64 record,
                   ...) {
-  va_list arguments;
-  va_start(arguments, record);
-  const Control_List control = control_list(flags, arguments);
-  va_end(arguments);
+  TAMRUN_CONTROL_LIST(control, flags, record);
 
   const Statement_Start start = begin_direct(kWriteDir, ctx, unit, flags, control, record);
   if (start.lub == nullptr) return start.result;
@@ -59,21 +61,9 @@ int for_write_dir(For_Context* ctx, int unit, For_IO_Flags flags, const u8* item
     return end_direct(lub);
   }
   frame_direct_output(lub);
-  return for_write_dir_xmit(ctx, item_list, item_args);
+  return write_items(lub, item_list, item_args);
 }
 
 int for_write_dir_xmit(For_Context* ctx, const u8* item_list, void* item_args) {
-  For_Lub& lub = *ctx->ctx_lub;
-  const Unf_Result result = write_unformatted_items(lub, item_list, item_args);
-  switch (result.end) {
-    case Unf_End::statement:
-      return end_of_list(lub);
-    case Unf_End::call:
-      return 0;
-    case Unf_End::failed:
-      return fail_statement(lub, result.code);
-    case Unf_End::child:
-      break;
-  }
-  return result.code;
+  return write_items(*ctx->ctx_lub, item_list, item_args);
 }

@@ -60,10 +60,7 @@ int end_of_list(For_Lub& lub) {
 
 int for_write_dir_fmt(For_Context* ctx, int unit, For_IO_Flags given, const u8* item_list, void* item_args, i64 record,
                       const void* format, ...) {
-  va_list arguments;
-  va_start(arguments, format);
-  const Control_List control = control_list(given, arguments);
-  va_end(arguments);
+  TAMRUN_CONTROL_LIST(control, given, format);
 
   const Statement_Start start = begin_direct(kWriteDirFmt, ctx, unit, given, control, record);
   if (start.lub == nullptr) return start.result;

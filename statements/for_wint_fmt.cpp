@@ -39,10 +39,7 @@ class Internal_Output {
 
 int for_write_int_fmt(For_Context* ctx, For_IO_Flags given, const u8* item_list, void* item_args, const void* format,
                       ...) {
-  va_list arguments;
-  va_start(arguments, format);
-  const Control_List control = control_list(given, arguments);
-  va_end(arguments);
+  TAMRUN_CONTROL_LIST(control, given, format);
 
   const Statement_Start start = begin_internal_statement(kWriteIntFmt, ctx, given, control);
   if (start.lub == nullptr) return start.result;

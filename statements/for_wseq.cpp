@@ -47,18 +47,7 @@ int end_of_list(For_Lub& lub) {
 
 /// Moves the items of one call.
 int write_items(For_Lub& lub, const u8* item_list, void* item_args) {
-  const Unf_Result result = write_unformatted_items(lub, item_list, item_args);
-  switch (result.end) {
-    case Unf_End::statement:
-      return end_of_list(lub);
-    case Unf_End::call:
-      return 0;
-    case Unf_End::failed:
-      return fail_statement(lub, result.code);
-    case Unf_End::child:
-      break;
-  }
-  return result.code;
+  return conclude_call<end_of_list>(lub, write_unformatted_items(lub, item_list, item_args));
 }
 
 }  // namespace
@@ -87,12 +76,9 @@ int finish_unformatted_record(For_Lub& lub) {
 }
 
 int for_write_seq(For_Context* ctx, int unit, For_IO_Flags flags, const u8* item_list, void* item_args, ...) {
-  va_list arguments;
-  va_start(arguments, item_args);
-  const Control_List control = control_list(flags, arguments);
-  va_end(arguments);
+  TAMRUN_CONTROL_LIST(control, flags, item_args);
 
-  const Statement_Start start = begin_statement(kWriteSeq, ctx, unit, flags, control);
+  const Statement_Start start = begin_transfer(kWriteSeq, ctx, unit, flags, control);
   if (start.lub == nullptr) return start.result;
   For_Lub& lub = *start.lub;
   if (int code = begin_unformatted_record(lub)) return fail_statement(lub, code);

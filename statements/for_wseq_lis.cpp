@@ -287,12 +287,9 @@ class Write_Statement {
 }  // namespace
 
 int for_write_seq_lis(For_Context* ctx, int unit, For_IO_Flags flags, const u8* item_list, void* item_args, ...) {
-  va_list arguments;
-  va_start(arguments, item_args);
-  const Control_List control = control_list(flags, arguments);
-  va_end(arguments);
+  TAMRUN_CONTROL_LIST(control, flags, item_args);
 
-  const Statement_Start start = begin_statement(kWriteSeqLis, ctx, unit, flags, control);
+  const Statement_Start start = begin_transfer(kWriteSeqLis, ctx, unit, flags, control);
   if (start.lub == nullptr) return start.result;
   For_Lub& lub = *start.lub;
   For_Ldir_Isb& ldir = ldir_state(lub);

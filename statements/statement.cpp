@@ -18,7 +18,6 @@
 #include "units/connection_options.h"
 #include "units/open.h"
 #include "units/specifiers.h"
-#include "units/unit_table.h"
 
 namespace {
 
@@ -70,22 +69,6 @@ bool is_refused(const For_Lub& lub, const Statement_Rule& rule, Mode_Check check
       return !lub.lub_f_connected;
   }
   return false;
-}
-
-/// A connection that no check of a formatted sequential statement refuses.
-bool is_plain_text_file(const For_Lub& lub) {
-  return lub.lub_f_formatted && !lub.lub_f_unformatted && !lub.lub_f_readonly && !lub.lub_f_keyed && !lub.lub_f_direct;
-}
-
-/// The same for an unformatted one.
-bool is_plain_binary_file(const For_Lub& lub) {
-  return lub.lub_f_unformatted && !lub.lub_f_formatted && !lub.lub_f_readonly && !lub.lub_f_keyed && !lub.lub_f_direct;
-}
-
-/// A connection that no check of a direct access statement refuses.
-bool is_plain_direct_file(const For_Lub& lub, const Statement_Rule& rule) {
-  return lub.lub_f_direct && lub.lub_f_formatted == rule.formatted && !lub.lub_f_readonly && !lub.lub_f_keyed &&
-         !in_child_statement(lub);
 }
 
 /// The keys that a control list may hold, in the order in which they must come.
@@ -176,19 +159,7 @@ int connect_by_default(For_Lub& lub, const Statement_Rule& rule, For_IO_Flags fl
 
 }  // namespace
 
-void store_statement_flags(For_Lub& lub, For_IO_Flags flags) {
-  lub.lub_a_iomsg = nullptr;
-  lub.lub_iomsg_len = 0;
-  lub.lub_pos_request = lub.lub_file_pos;
-  lub.lub_f_ignore_conv_error = (flags & iof_ignore_conv_error) != 0;
-  constexpr For_IO_Flags kOthers = iof_err | iof_end | iof_eor | iof_iostat | iof_coerce_types | iof_strict_ldio |
-                                   iof_udio_strict | iof_pad_option49 | iof_advance_given;
-  if ((flags & kOthers) == 0) {  // most statements: all bits are cleared at a time
-    lub.lub_f_err = lub.lub_f_end = lub.lub_f_eor = lub.lub_f_iostat = 0;
-    lub.lub_f_coerce_types = lub.lub_f_strict_ldio = lub.lub_f_udio_strict = 0;
-    lub.lub_f_pad_option = lub.lub_f_advance_given = 0;
-    return;
-  }
+void store_rare_flags(For_Lub& lub, For_IO_Flags flags) {
   lub.lub_f_err = (flags & iof_err) != 0;
   lub.lub_f_end = (flags & iof_end) != 0;
   lub.lub_f_eor = (flags & iof_eor) != 0;
@@ -251,9 +222,8 @@ Statement_Start begin_statement(const Statement_Rule& rule, For_Context* ctx, in
   const For_IO_Flags flags = effective_io_flags(given);
   For_Lub* held = nullptr;
   const int wanted = unit == UNIT_INTERNAL ? UNIT_INTERNAL_TOP : unit;
-  if (int code = for__acquire_lun(wanted, &held, ctx, rule.code)) {
+  if (int code = for__acquire_lun(wanted, &held, ctx, rule.code))
     return {nullptr, fail_without_lub(code, unit, flags, control)};
-  }
   For_Lub& lub = *held;
   store_statement_flags(lub, flags);
   if (flags & iof_control_list) {
@@ -270,12 +240,7 @@ Statement_Start begin_statement(const Statement_Rule& rule, For_Context* ctx, in
   if (int code = connect_by_default(lub, rule, flags)) {
     return {nullptr, report_failure(FOR_IOR_ABANDON, code, code, &lub)};
   }
-  if (rule.connect_access == kConnectSequential) {
-    if (rule.formatted && lub.lub_f_no_wrap_margin) lub.lub_rec_bytes = lub.lub_wrap_margin = lub.lub_buffer_size;
-    if (rule.formatted ? is_plain_text_file(lub) : is_plain_binary_file(lub)) [[likely]]
-      return {&lub, 0};
-  }
-  if (rule.connect_access == kConnectDirect && is_plain_direct_file(lub, rule)) return {&lub, 0};
+  apply_wrap_margin(lub, rule);
   for (Mode_Check check : rule.checks) {
     if (is_refused(lub, rule, check)) {
       const Check_Report& report = kCheckReports[static_cast<int>(check)];
@@ -398,14 +363,14 @@ void leave_input_record(For_Lub& lub, bool stays_open) {
 }
 
 int end_statement(For_Lub& lub, bool at_eof) {
-  lub.lub_f_at_eof = at_eof;
+  if (lub.lub_f_at_eof != at_eof) lub.lub_f_at_eof = at_eof;
   lub.lub_f_item_seen = 0;
   lub.lub_f_iostat = 0;
   lub.lub_f_err = 0;
   lub.lub_f_end = 0;
   lub.lub_f_eor = 0;
   lub.lub_f_ignore_conv_error = 0;
-  return release_held_lun(lub);
+  return give_unit_back_at_once(lub) ? 0 : release_held_lun(lub);
 }
 
 int fail_statement(For_Lub& lub, int message, int user_code) {

@@ -10,6 +10,7 @@
 #include "tamrun/fmt_isb.h"
 #include "tamrun/io_flags.h"
 #include "tamrun/lub.h"
+#include "units/unit_hold.h"
 
 /// A condition of the connection that a statement refuses. What each reports is in a table in statement.cpp.
 enum class Mode_Check : u8 {
@@ -47,15 +48,19 @@ struct Control_List {
   void* args = nullptr;
 };
 
-/// Takes the control list from the variadic arguments when the flags say that there is one.
-inline Control_List control_list(For_IO_Flags flags, va_list arguments) {
-  Control_List control;
-  if (effective_io_flags(flags) & iof_control_list) {
-    control.items = va_arg(arguments, const u8*);
-    control.args = va_arg(arguments, void*);
+inline bool has_control_list(For_IO_Flags flags) { return (effective_io_flags(flags) & iof_control_list) != 0; }
+
+/// Declares the control list of an entry point, whose words are the variadic arguments behind `last` when the flags say
+/// that there is one. Few statements have any.
+#define TAMRUN_CONTROL_LIST(control, flags, last) \
+  Control_List control;                           \
+  if (has_control_list(flags)) {                  \
+    va_list arguments;                            \
+    va_start(arguments, last);                    \
+    control.items = va_arg(arguments, const u8*); \
+    control.args = va_arg(arguments, void*);      \
+    va_end(arguments);                            \
   }
-  return control;
-}
 
 /// What a beginning statement has. `lub` null: it is over, and compiled code gets `result`.
 struct Statement_Start {
@@ -67,8 +72,53 @@ struct Statement_Start {
 [[nodiscard]] Statement_Start begin_statement(const Statement_Rule& rule, For_Context* ctx, int unit,
                                               For_IO_Flags flags, const Control_List& control);
 
+/// The bits of statement scope that few statements have.
+inline constexpr For_IO_Flags kRareFlags = iof_err | iof_end | iof_eor | iof_iostat | iof_coerce_types |
+                                           iof_strict_ldio | iof_udio_strict | iof_pad_option49 | iof_advance_given;
+void store_rare_flags(For_Lub& lub, For_IO_Flags flags);
+
 /// Stores the bits of statement scope and clears IOMSG=.
-void store_statement_flags(For_Lub& lub, For_IO_Flags flags);
+inline void store_statement_flags(For_Lub& lub, For_IO_Flags flags) {
+  lub.lub_a_iomsg = nullptr;
+  lub.lub_iomsg_len = 0;
+  lub.lub_pos_request = lub.lub_file_pos;
+  lub.lub_f_ignore_conv_error = (flags & iof_ignore_conv_error) != 0;
+  if ((flags & kRareFlags) != 0) return store_rare_flags(lub, flags);
+  lub.lub_f_err = lub.lub_f_end = lub.lub_f_eor = lub.lub_f_iostat = 0;
+  lub.lub_f_coerce_types = lub.lub_f_strict_ldio = lub.lub_f_udio_strict = 0;
+  lub.lub_f_pad_option = lub.lub_f_advance_given = 0;
+}
+
+/// True for a connection as most statements have it, which no check of the rule refuses.
+[[gnu::always_inline]] inline bool is_plain_connection(const For_Lub& lub, const Statement_Rule& rule) {
+  const bool reads = rule.code == STMT_READ || rule.code == STMT_READ_LIST;
+  const bool direct = rule.connect_access == kConnectDirect;
+  return lub.lub_f_connected && !lub.lub_f_keyed && lub.lub_f_direct == direct &&
+         lub.lub_f_formatted == rule.formatted && lub.lub_f_unformatted != rule.formatted &&
+         (reads || !lub.lub_f_readonly);
+}
+
+/// Lines without a margin are as long as the buffer.
+[[gnu::always_inline]] inline void apply_wrap_margin(For_Lub& lub, const Statement_Rule& rule) {
+  if (rule.formatted && rule.connect_access == kConnectSequential && lub.lub_f_no_wrap_margin)
+    lub.lub_rec_bytes = lub.lub_wrap_margin = lub.lub_buffer_size;
+}
+
+/// begin_statement for the entry point of a READ or WRITE whose rule the compiler knows: most have no control list, and
+/// their unit is free and has a plain connection.
+[[gnu::always_inline]] inline Statement_Start begin_transfer(const Statement_Rule& rule, For_Context* ctx, int unit,
+                                                             For_IO_Flags given, const Control_List& control) {
+  const For_IO_Flags flags = effective_io_flags(given);
+  For_Lub* const lub = (flags & iof_control_list) == 0 ? find_free_unit(unit) : nullptr;
+  if (lub == nullptr || !is_plain_connection(*lub, rule)) [[unlikely]]
+    return begin_statement(rule, ctx, unit, given, control);
+  hold_free_unit(*lub, ctx, rule.code);
+  store_statement_flags(*lub, flags);
+  lub->lub_zero_item = 0;
+  lub->lub_ldio_prev_type = 0;
+  apply_wrap_margin(*lub, rule);
+  return {lub, 0};
+}
 
 /// The unit could not be had, so that no LUB carries the statement's specifiers: a control list begins with IOMSG=. What
 /// compiled code gets.

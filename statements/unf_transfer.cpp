@@ -374,11 +374,11 @@ int take_beyond_record(For_Lub& lub, u8* to, i64 length) {
   return take_pieces(lub, to, length, [](u8*, i64) { return int{MSG_INPUT_TOO_MUCH_DATA}; });
 }
 
-Unf_Result write_unformatted_items(For_Lub& lub, const u8* list, void* args) {
+Unf_Result write_listed_items(For_Lub& lub, const u8* list, void* args) {
   return move_items<put_block, put_run>(lub, list, args);
 }
 
-Unf_Result read_unformatted_items(For_Lub& lub, const u8* list, void* args) {
+Unf_Result read_listed_items(For_Lub& lub, const u8* list, void* args) {
   return move_items<take_unformatted, take_run>(lub, list, args);
 }
 

@@ -7,6 +7,7 @@
 
 #include <string.h>
 
+#include "statements/statement.h"
 #include "tamrun/item_list.h"
 #include "tamrun/lub.h"
 
@@ -22,9 +23,38 @@ struct Unf_Result {
   int code;
 };
 
-/// Moves the items of a list into the record, or out of it, up to the end mark.
-[[nodiscard]] Unf_Result write_unformatted_items(For_Lub& lub, const u8* list, void* args);
-[[nodiscard]] Unf_Result read_unformatted_items(For_Lub& lub, const u8* list, void* args);
+/// write_unformatted_items and read_unformatted_items of a list that may have items.
+[[nodiscard]] Unf_Result write_listed_items(For_Lub& lub, const u8* list, void* args);
+[[nodiscard]] Unf_Result read_listed_items(For_Lub& lub, const u8* list, void* args);
+
+/// Moves the items of a list into the record, or out of it, up to the end mark. Lists without an item stand around values
+/// that the caller moves itself.
+[[nodiscard]] inline Unf_Result write_unformatted_items(For_Lub& lub, const u8* list, void* args) {
+  if (list != nullptr && *list == ITM_END_STATEMENT) return {Unf_End::statement, 0};
+  if (list != nullptr && *list == ITM_END_CALL) return {Unf_End::call, 0};
+  return write_listed_items(lub, list, args);
+}
+[[nodiscard]] inline Unf_Result read_unformatted_items(For_Lub& lub, const u8* list, void* args) {
+  if (list != nullptr && *list == ITM_END_STATEMENT) return {Unf_End::statement, 0};
+  if (list != nullptr && *list == ITM_END_CALL) return {Unf_End::call, 0};
+  return read_listed_items(lub, list, args);
+}
+
+/// What the entry point gives behind the items of one call, after which the statement is over, goes on or has failed.
+template <int (*End)(For_Lub&), int (*Fail)(For_Lub&, int) = fail_statement>
+inline int conclude_call(For_Lub& lub, const Unf_Result& result) {
+  switch (result.end) {
+    case Unf_End::statement:
+      return End(lub);
+    case Unf_End::call:
+      return 0;
+    case Unf_End::failed:
+      return Fail(lub, result.code);
+    case Unf_End::child:
+      break;
+  }
+  return result.code;
+}
 
 /// put_unformatted and take_unformatted where the record in the buffer is used up.
 [[nodiscard]] int put_beyond_record(For_Lub& lub, const u8* data, i64 length);

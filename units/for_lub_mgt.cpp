@@ -6,7 +6,7 @@
 #include "core/start.h"
 #include "units/evaporated.h"
 #include "units/internal_units.h"
-#include "units/unit_search.h"
+#include "units/unit_hold.h"
 
 namespace {
 
@@ -84,31 +84,20 @@ int try_to_take(int unit, int statement, bool newunit, Taken_Lub& taken) {
   return 0;
 }
 
-void begin_statement(For_Lub& lub, For_Context* ctx, int statement) {
+int finish_acquisition(const Taken_Lub& taken, For_Lub** out, For_Context* ctx, int statement) {
+  For_Lub& lub = *taken.lub;
   if (ctx != nullptr) ctx->ctx_lub = &lub;
-  // The fields of the statement belong to the one that the INQUIRE interrupts.
-  if (lub.lub_f_nested_inquire) return;
-  lub.lub_a_context = ctx;
-  if (statement != STMT_INQUIRE && statement != STMT_WAIT && statement != STMT_EOF)
-    lub.lub_f_after_rewind = statement == STMT_REWIND;
-  lub.lub_statement = static_cast<u8>(statement == STMT_OPEN_ASYNC ? STMT_OPEN : statement);
-  lub.lub_f_nml_position = 0;
-  lub.lub_f_ldio_read = 0;
-}
-
-inline int finish_acquisition(const Taken_Lub& taken, For_Lub** out, For_Context* ctx, int statement) {
-  begin_statement(*taken.lub, ctx, statement);
+  // The marks of the statement belong to the one that the INQUIRE interrupts.
+  if (!lub.lub_f_nested_inquire) enter_statement(lub, ctx, statement);
   if (taken.existed)
-    if (const int failed = process_taken_lub(*taken.lub, statement)) return failed;
+    if (const int failed = process_taken_lub(lub, statement)) return failed;
   *out = taken.lub;
   return 0;
 }
 
 /// Gives the keywords that the statement overrode their value of the connection back.
-[[gnu::always_inline]] inline void restore_overrides(For_Lub& lub) {
-  if (!(lub.lub_f_blank_override | lub.lub_f_decimal_override | lub.lub_f_delim_override | lub.lub_f_pad_override |
-        lub.lub_f_round_override | lub.lub_f_sign_override))
-    return;
+void restore_overrides(For_Lub& lub) {
+  if (!has_override(lub)) return;
   if (lub.lub_f_blank_override) lub.lub_f_blank_null = lub.lub_f_blank_saved;
   if (lub.lub_f_decimal_override) lub.lub_decimal = lub.lub_decimal_saved;
   if (lub.lub_f_delim_override) lub.lub_delim = lub.lub_delim_saved;
@@ -151,13 +140,11 @@ int evaporate(For_Lub* lub, int unit) {
 
 }  // namespace
 
-extern "C" int for__acquire_lun(int unit, For_Lub** out, For_Context* ctx, int statement) {
-  if (out == nullptr) {
-    TAMRUN_INTERNAL_ERROR("for_lub_mgt");
-    return MSG_INTERNAL_CONSISTENCY;
-  }
-  *out = nullptr;
-  if (threaded_mode() && statement <= STMT_WRITE_SEQ) {
+namespace {
+
+/// for__acquire_lun of a unit that cannot be had at once.
+[[gnu::noinline]] int acquire_lun(int unit, For_Lub** out, For_Context* ctx, int statement) {
+  if (threaded_mode() && is_data_transfer(statement)) {
     if (For_Lub* lub = take_idle_lub(unit)) {
       announce_unit_to_close();
       return finish_acquisition({lub, true}, out, ctx, statement);
@@ -179,7 +166,21 @@ extern "C" int for__acquire_lun(int unit, For_Lub** out, For_Context* ctx, int s
   return finish_acquisition(taken, out, ctx, statement);
 }
 
+}  // namespace
+
+extern "C" int for__acquire_lun(int unit, For_Lub** out, For_Context* ctx, int statement) {
+  if (out == nullptr) {
+    TAMRUN_INTERNAL_ERROR("for_lub_mgt");
+    return MSG_INTERNAL_CONSISTENCY;
+  }
+  *out = is_data_transfer(statement) ? find_free_unit(unit) : nullptr;
+  if (*out == nullptr) return acquire_lun(unit, out, ctx, statement);
+  hold_free_unit(**out, ctx, statement);
+  return 0;
+}
+
 int release_held_lun(For_Lub& lub) {
+  if (give_unit_back_at_once(lub)) return 0;
   if (lub.lub_unit == UNIT_INTERNAL) return release_internal_lub();
   if (peek(lub.lub_a_aio) != nullptr) {
     (void)for__aio_release_lun(lub.lub_unit, 0);

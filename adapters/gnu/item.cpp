@@ -301,7 +301,9 @@ void transfer_whole(Statement* statement, For_Item_Type item, const Gfc_Array& a
   u64 words[3 + 3 * kGfcMaxRank];
   int used = 0;
   if (shape.count == 0 || shape.contiguous()) {
-    if (!text && put_small_array(statement, item, array.data, shape.count * shape.elem)) return;
+    const i64 bytes = shape.count * shape.elem;
+    if (bytes > 0 && statement->values_in_place && move_in_place(statement, array.data, bytes)) return;
+    if (!text && put_small_array(statement, item, array.data, bytes)) return;
     // Characters of no length count by the bytes that they would have with one.
     words[used++] = static_cast<u64>(shape.count * (shape.elem > 0 ? shape.elem : 1));
     words[used++] = reinterpret_cast<u64>(array.data);
@@ -339,10 +341,13 @@ void visit_elements(const Gfc_Array& array, const Shape& shape, Visit visit) {
 
 void transfer_scalar(Statement* statement, Gfc_Type type, int kind, void* value) {
   if (statement->over) return;
-  transfer_element(statement, carrier_of(statement, type, kind), static_cast<char*>(value), 0);
+  const Carrier& carrier = carrier_of(statement, type, kind);
+  if (statement->values_in_place && move_in_place(statement, value, carrier.bytes)) return;
+  transfer_element(statement, carrier, static_cast<char*>(value), 0);
 }
 
 void transfer_text(Statement* statement, char* text, i64 length) {
+  if (length > 0 && statement->values_in_place && move_in_place(statement, text, length)) return;
   if (statement->verb == Verb::write) return put_text(statement, text, length);
   const u64 words[] = {static_cast<u64>(length), reinterpret_cast<u64>(text)};
   (void)put_reference(statement, ITM_CHARACTER, ACC_SCALAR, words, 2);

@@ -7,8 +7,6 @@
 #include <string.h>
 #include <strings.h>
 
-#include <new>
-
 #include "adapters/gnu/keywords.h"
 #include "adapters/gnu/program.h"
 #include "adapters/gnu/units.h"
@@ -40,9 +38,6 @@ class Control_List : public Keyword_List<8> {
   }
 };
 
-/// Specifiers whose text may be a temporary that goes when the first call of the statement returns.
-constexpr u32 kTemporaryTexts = GFC_DT_BLANK | GFC_DT_DECIMAL | GFC_DT_DELIM | GFC_DT_PAD | GFC_DT_ROUND | GFC_DT_SIGN;
-
 constexpr u32 kControlFlags = GFC_IOMSG | GFC_DT_POS | kTemporaryTexts;
 
 /// A format as the library takes its text.
@@ -64,6 +59,20 @@ For_IO_Flags io_flags(const Gfc_Dt& block) {
   return flags;
 }
 
+/// The first call of an unformatted statement.
+template <class... Control>
+[[gnu::always_inline]] inline int call_unformatted(Statement* statement, For_IO_Flags flags, const u8* list, u64* args,
+                                                   Control... control) {
+  const Gfc_Dt& block = *statement->block;
+  const bool reads = statement->verb == Verb::read;
+  if (statement->direct()) {
+    const auto entry = reads ? for_read_dir : for_write_dir;
+    return entry(&statement->context, statement->unit(), flags, list, args, block.rec, control...);
+  }
+  const auto entry = reads ? for_read_seq : for_write_seq;
+  return entry(&statement->context, statement->unit(), flags, list, args, control...);
+}
+
 /// The first call, with the specifiers that it has.
 template <class... Control>
 int call_entry(Statement* statement, For_IO_Flags flags, const u8* list, u64* args, Control... control) {
@@ -71,14 +80,7 @@ int call_entry(Statement* statement, For_IO_Flags flags, const u8* list, u64* ar
   For_Context* context = &statement->context;
   const i32 unit = statement->unit();
   const bool reads = statement->verb == Verb::read;
-  if (statement->unformatted()) {
-    if (statement->direct()) {
-      const auto entry = reads ? for_read_dir : for_write_dir;
-      return entry(context, unit, flags, list, args, block.rec, control...);
-    }
-    const auto entry = reads ? for_read_seq : for_write_seq;
-    return entry(context, unit, flags, list, args, control...);
-  }
+  if (statement->unformatted()) return call_unformatted(statement, flags, list, args, control...);
   const Format_Text format = {block.format_len, block.format};
   if (statement->direct()) {
     const auto entry = reads ? for_read_dir_fmt : for_write_dir_fmt;
@@ -112,19 +114,26 @@ int first_call(Statement* statement, const u8* list, u64* args) {
   return call_entry(statement, io_flags(block), list, args);
 }
 
+typedef int (*Further_Entry)(For_Context*, const u8*, void*);
+
+int further_unformatted(Statement* statement, const u8* list, u64* args) {
+  // By access and direction.
+  static constexpr Further_Entry kEntries[2][2] = {{for_write_seq_xmit, for_read_seq_xmit},
+                                                   {for_write_dir_xmit, for_read_dir_xmit}};
+  const bool reads = statement->verb == Verb::read;
+  return kEntries[statement->direct()][reads](&statement->context, list, args);
+}
+
 int further_call(Statement* statement, const u8* list, u64* args) {
-  typedef int (*Entry)(For_Context*, const u8*, void*);
-  // By direction; by access; by kind of unit and form.
-  static constexpr Entry kUnformatted[2][2] = {{for_write_seq_xmit, for_read_seq_xmit},
-                                               {for_write_dir_xmit, for_read_dir_xmit}};
-  static constexpr Entry kDirect[2] = {for_write_dir_fmt_xmit, for_read_dir_fmt_xmit};
-  static constexpr Entry kEntries[2][2][2] = {
+  if (statement->unformatted()) return further_unformatted(statement, list, args);
+  // By direction; by kind of unit and form.
+  static constexpr Further_Entry kDirect[2] = {for_write_dir_fmt_xmit, for_read_dir_fmt_xmit};
+  static constexpr Further_Entry kEntries[2][2][2] = {
       {{for_write_seq_lis_xmit, for_read_seq_lis_xmit}, {for_write_seq_fmt_xmit, for_read_seq_fmt_xmit}},
       {{for_write_int_lis_xmit, for_read_int_lis_xmit}, {for_write_int_fmt_xmit, for_read_int_fmt_xmit}}};
   const bool reads = statement->verb == Verb::read;
-  const Entry entry = statement->unformatted() ? kUnformatted[statement->direct()][reads]
-                      : statement->direct()    ? kDirect[reads]
-                                               : kEntries[statement->internal][statement->formatted()][reads];
+  const Further_Entry entry =
+      statement->direct() ? kDirect[reads] : kEntries[statement->internal][statement->formatted()][reads];
   return entry(&statement->context, list, args);
 }
 
@@ -133,6 +142,15 @@ void take_result(Statement* statement, int result) {
   if (!store_result(statement->block->common, result)) return;
   statement->over = true;
   statement->takes_values = statement->values_in_place = false;
+}
+
+/// Where values go behind a call of an unformatted statement.
+void choose_place(Statement* statement) {
+  const For_Lub* lub = statement->context.ctx_lub;
+  statement->begins_in_place = false;
+  statement->values_in_place =
+      !statement->over && lub != nullptr && !lub->lub_f_convert && !lub->lub_f_big_endian_words;
+  if (statement->values_in_place) statement->takes_values = false;  // they would come before those that wait
 }
 
 /// The first call of the statement, or a further one.
@@ -147,15 +165,7 @@ void call_library(Statement* statement, const u8* list, u64* args) {
     if (last != 0) result = last;
   }
   take_result(statement, result);
-  const For_Lub* lub = statement->context.ctx_lub;
-  if (statement->verb == Verb::read && statement->unformatted() && lub != nullptr && !statement->over)
-    statement->values_in_place = !lub->lub_f_convert && !lub->lub_f_big_endian_words;
-}
-
-void empty_batch(Statement* statement) {
-  statement->items = 0;
-  statement->words = 0;
-  statement->text_words = 0;
+  if (statement->unformatted()) choose_place(statement);
 }
 
 /// A statement on a unit that the thread is already in a statement on: the first calls are made from the outermost
@@ -184,6 +194,7 @@ u64* add_item(Statement* statement, For_Item_Type type, For_Item_Access access, 
   statement->list[2 * statement->items] = type;
   statement->list[2 * statement->items + 1] = access;
   ++statement->items;
+  statement->begins_in_place = false;
   u64* args = &statement->args[statement->words];
   statement->words = static_cast<u8>(statement->words + words);
   statement->text_words = static_cast<u8>(statement->text_words + text_words);
@@ -278,26 +289,28 @@ Statement* outer_statement_of(const Gfc_Dt* block) {
 }
 
 void begin_statement(Gfc_Dt* block, Verb verb, Console* console) {
-  const u32 flags = block->common.flags;
+  if (begin_plain_statement(block, verb, console)) return;
   auto* statement = new (block->server) Statement;
-  statement->block = block;
-  statement->outer = t_innermost;
-  statement->console = console;
-  statement->context = {};
-  statement->verb = verb;
-  statement->internal = statement->started = statement->over = statement->numeric_text = false;
-  statement->plus = statement->delimited = statement->values_in_place = false;
-  statement->takes_values = verb == Verb::write;
-  empty_batch(statement);
-  t_innermost = statement;
-  constexpr u32 kPrepared = GFC_DT_INTERNAL | GFC_DT_ADVANCE | GFC_DT_SIZE | kTemporaryTexts;
-  if ((flags & kPrepared) == 0 && statement->outer == nullptr) [[likely]]
-    return;
+  start_statement(statement, block, verb, console);
   prepare_statement(statement);
 }
 
+void begin_in_place(Statement* statement) {
+  static constexpr u8 kNoItem[] = {ITM_END_CALL, 0};
+  statement->begins_in_place = false;
+  statement->started = true;
+  const Gfc_Common& common = statement->block->common;
+  const For_IO_Flags flags = connection_flags(common.unit) | specifier_flags(common.flags) | iof_ignore_conv_error;
+  take_result(statement, call_unformatted(statement, flags, kNoItem, nullptr));
+  choose_place(statement);
+}
+
 void end_statement(Statement* statement) {
-  if (!statement->over) send(statement, ITM_END_STATEMENT);
+  static constexpr u8 kNoItem[] = {ITM_END_STATEMENT, 0};
+  if (statement->values_in_place)
+    (void)store_result(statement->block->common, further_unformatted(statement, kNoItem, nullptr));
+  else if (!statement->over)
+    send(statement, ITM_END_STATEMENT);
   t_innermost = statement->outer;
 }
 
@@ -325,6 +338,7 @@ void put_value(Statement* statement, For_Item_Type type, const void* value, size
   if (args == nullptr) return;
   *args = 0;
   memcpy(args, value, bytes);
+  if (statement->values_in_place) send(statement, ITM_END_CALL);
 }
 
 /// A short text or array behind its length in bytes, with a copy of it.
@@ -336,6 +350,7 @@ void put_copy(Statement* statement, For_Item_Type type, For_Item_Access access, 
   if (bytes > 0) memcpy(copy, data, bytes);
   args[0] = bytes;
   args[1] = reinterpret_cast<u64>(copy);
+  if (statement->values_in_place) send(statement, ITM_END_CALL);
 }
 
 void put_text(Statement* statement, const char* text, i64 length) {

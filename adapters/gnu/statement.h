@@ -4,6 +4,8 @@
 #ifndef TAMGNU_STATEMENT_H
 #define TAMGNU_STATEMENT_H
 
+#include <new>
+
 #include "adapters/gnu/console.h"
 #include "adapters/gnu/gfortran_abi.h"
 #include "tamrun/context.h"
@@ -26,14 +28,15 @@ struct Statement {
   Console* console;  ///< null: the unit is a file
   For_Context context;
   Verb verb;
-  bool internal : 1;         ///< the unit is an internal file
-  bool started : 1;          ///< the library's first call has been made
-  bool over : 1;             ///< has failed: the library wants no further call
-  bool numeric_text : 1;     ///< the last item was a number passed as text: a character item needs a blank before it
-  bool plus : 1;             ///< SIGN='PLUS' on the statement, for numbers that go as text
-  bool delimited : 1;        ///< DELIM= other than 'NONE' on the statement
-  bool values_in_place : 1;  ///< of an unformatted READ: `context` has the unit, whose record holds values as they are
-  bool takes_values : 1;     ///< a WRITE that has not failed
+  bool internal;         ///< the unit is an internal file
+  bool started;          ///< the library's first call has been made
+  bool over;             ///< has failed: the library wants no further call
+  bool numeric_text;     ///< the last item was a number passed as text: a character item needs a blank before it
+  bool plus;             ///< SIGN='PLUS' on the statement, for numbers that go as text
+  bool delimited;        ///< DELIM= other than 'NONE' on the statement
+  bool begins_in_place;  ///< unformatted with no more than REC=: the record may begin in front of the first value
+  bool values_in_place;  ///< unformatted: `context` has the unit, whose record in the buffer has values as they are
+  bool takes_values;     ///< a WRITE that has not failed, and whose values wait for company
   u8 items;
   u8 words;       ///< argument words, from the start of `args`
   u8 text_words;  ///< copied texts, from the end of `args`
@@ -61,9 +64,47 @@ inline Statement* statement_of(const Gfc_Dt* block) {
   return outer_statement_of(block);
 }
 
+inline void empty_batch(Statement* statement) {
+  statement->items = 0;
+  statement->words = 0;
+  statement->text_words = 0;
+}
+
+/// Makes the statement the innermost one.
+inline void start_statement(Statement* statement, Gfc_Dt* block, Verb verb, Console* console) {
+  statement->block = block;
+  statement->outer = t_innermost;
+  statement->console = console;
+  statement->context = {};
+  statement->verb = verb;
+  statement->internal = statement->started = statement->over = statement->numeric_text = false;
+  statement->plus = statement->delimited = statement->begins_in_place = statement->values_in_place = false;
+  statement->takes_values = verb == Verb::write;
+  empty_batch(statement);
+  t_innermost = statement;
+}
+
 /// The caller holds the console, if the unit is one, and gives it back behind end_statement.
 void begin_statement(Gfc_Dt* block, Verb verb, Console* console);
 void end_statement(Statement* statement);
+
+/// Specifiers whose text may be a temporary that goes when the first call of the statement returns.
+inline constexpr u32 kTemporaryTexts =
+    GFC_DT_BLANK | GFC_DT_DECIMAL | GFC_DT_DELIM | GFC_DT_PAD | GFC_DT_ROUND | GFC_DT_SIGN;
+
+/// begin_statement of one with nothing but a list of items, which no other one is under way around: false, with nothing
+/// done, if it is not such a one.
+[[gnu::always_inline]] inline bool begin_plain_statement(Gfc_Dt* block, Verb verb, Console* console) {
+  constexpr u32 kPrepared = GFC_DT_INTERNAL | GFC_DT_ADVANCE | GFC_DT_SIZE | kTemporaryTexts;
+  constexpr u32 kNotInPlace = GFC_DT_FORMAT | GFC_DT_LIST_DIRECTED | GFC_IOMSG | GFC_DT_POS;
+  const u32 flags = block->common.flags;
+  if ((flags & kPrepared) != 0 || t_innermost != nullptr) [[unlikely]]
+    return false;
+  auto* statement = new (block->server) Statement;
+  start_statement(statement, block, verb, console);
+  statement->begins_in_place = (flags & kNotInPlace) == 0;
+  return true;
+}
 
 /// True for an internal file whose elements stand one behind the other.
 bool internal_file_is_contiguous(const Gfc_Dt& block);
@@ -94,8 +135,8 @@ inline bool put_word(Statement* statement, For_Item_Type type, u64 word) {
 inline bool put_few_characters(Statement* statement, const void* text, i64 length) {
   constexpr i64 kWord = sizeof(u64);
   const bool full = statement->words + statement->text_words + 4 > kBatchWords;
-  if (length < 1 || length > 2 * kWord || !statement->takes_values || full || statement->numeric_text ||
-      statement->internal) {
+  if (length < 1 || length > 2 * kWord || !statement->takes_values || statement->begins_in_place || full ||
+      statement->numeric_text || statement->internal) {
     return false;
   }
   u8* item = &statement->list[2 * statement->items++];
@@ -141,17 +182,23 @@ void put_text(Statement* statement, const char* text, i64 length);
 /// A scalar number or logical of an unformatted READ, where nothing waits. False: the statement is over.
 bool read_at_once(Statement* statement, For_Item_Type type, void* address);
 
-/// read_at_once while the statement's values_in_place and the record in the unit's buffer holds the value: false, with
-/// nothing done, if it does not.
-template <i64 Bytes>
-bool take_in_place(const Statement* statement, void* to) {
+/// Moves a value between the program and the record in the unit's buffer while `values_in_place`: false, with nothing
+/// moved, when the record has no room for it.
+inline bool move_in_place(Statement* statement, void* value, i64 bytes) {
   For_Lub& lub = *statement->context.ctx_lub;
-  if (lub.lub_a_rec_end - lub.lub_a_cursor < Bytes) [[unlikely]]
+  u8* const cursor = lub.lub_a_cursor;
+  if (bytes > lub.lub_a_rec_end - cursor) [[unlikely]]
     return false;
-  __builtin_memcpy(to, lub.lub_a_cursor, Bytes);
-  lub.lub_a_cursor += Bytes;
+  if (statement->verb == Verb::read)
+    __builtin_memcpy(value, cursor, static_cast<size_t>(bytes));
+  else
+    __builtin_memcpy(cursor, value, static_cast<size_t>(bytes));
+  lub.lub_a_cursor = cursor + bytes;
   return true;
 }
+
+/// Begins the record of a statement that `begins_in_place` and has no item yet.
+void begin_in_place(Statement* statement);
 
 /// An item by reference with its argument words. False: the statement is over.
 bool put_reference(Statement* statement, For_Item_Type type, For_Item_Access access, const u64* words, int count);

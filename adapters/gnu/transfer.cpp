@@ -92,18 +92,22 @@ void begin_any_transfer(Gfc_Dt* block, Verb verb, Peer_Call peer_call) {
 
 /// Most statements are on a file that is the library's already, which has been started then.
 [[gnu::always_inline]] inline void begin_transfer(Gfc_Dt* block, Verb verb, Peer_Call peer_call) {
-  const bool plain = (block->common.flags & ~kServedFlags) == 0 && !is_console(block->common.unit) &&
+  const bool plain = (block->common.flags & ~(kServedFlags | GFC_DT_REC)) == 0 && !is_console(block->common.unit) &&
                      owner_of(block->common.unit) == Owner::ours;
-  if (plain && (!is_unformatted(*block) || serves_unformatted())) [[likely]]
-    return begin_statement(block, verb, nullptr);
+  if (plain && (!is_unformatted(*block) || serves_unformatted()) && begin_plain_statement(block, verb, nullptr))
+      [[likely]] {
+    // A record with a number is in the buffer or goes there, whatever its items are.
+    if ((block->common.flags & GFC_DT_REC) != 0 && t_innermost->begins_in_place) begin_in_place(t_innermost);
+    return;
+  }
   begin_any_transfer(block, verb, peer_call);
 }
 
 void end_transfer(Gfc_Dt* block, Peer_Call peer_call) {
   if (Statement* statement = statement_of(block)) {
     Console* console = statement->console;
+    if (console == nullptr) return end_statement(statement);
     end_statement(statement);
-    if (console == nullptr) return;
     console->leave_ours();
     return console->unlock();
   }
@@ -140,30 +144,33 @@ constexpr Usual_Items usual_items(Gfc_Type type) {
 }
 
 /// Transfers a value of a usual kind: false, with nothing done, for what is not, and where something else comes first.
-template <class Word>
+template <Gfc_Type Type, class Word>
 [[gnu::always_inline]] inline bool transfer_usual(Statement* statement, For_Item_Type item, void* value) {
+  if (statement->values_in_place) return move_in_place(statement, value, sizeof(Word));
+  if (statement->begins_in_place) return false;
   if (statement->takes_values) {
     Word word;
     __builtin_memcpy(&word, value, sizeof word);
     return put_word(statement, item, word);
   }
-  if (statement->values_in_place && take_in_place<sizeof(Word)>(statement, value)) return true;
-  return read_value(statement, item, value);
+  return Type != GFC_LOGICAL && read_value(statement, item, value);  // a logical that is read needs more
 }
 
 template <Gfc_Type Type>
 [[gnu::always_inline]] inline bool transfer_usual_kind(Statement* statement, void* value, int kind) {
   constexpr Usual_Items kItems = usual_items(Type);
   if (kItems.four == ITM_END_STATEMENT) return false;
-  if (Type == GFC_LOGICAL && statement->verb == Verb::read) return false;  // what is read needs more
-  if (kind == sizeof(u64)) return transfer_usual<u64>(statement, kItems.eight, value);
-  return kind == sizeof(u32) && transfer_usual<u32>(statement, kItems.four, value);
+  if (kind == sizeof(u64)) return transfer_usual<Type, u64>(statement, kItems.eight, value);
+  return kind == sizeof(u32) && transfer_usual<Type, u32>(statement, kItems.four, value);
 }
 
 /// What transfer_usual_kind leaves, of any statement.
 [[gnu::noinline]] static void transfer_other(Gfc_Dt* block, void* value, int kind, Gfc_Type type,
                                              void (*Peer::*peer_call)(Gfc_Dt*, void*, int)) {
-  if (Statement* statement = statement_of(block)) return transfer_scalar(statement, type, kind, value);
+  if (Statement* statement = statement_of(block)) {
+    if (statement->begins_in_place && statement->items == 0) begin_in_place(statement);
+    return transfer_scalar(statement, type, kind, value);
+  }
   (peer().*peer_call)(block, value, kind);
 }
 
@@ -188,12 +195,13 @@ TAMGNU_SCALAR_TRANSFER(transfer_complex_write, GFC_COMPLEX)
 TAMGNU_SCALAR_TRANSFER(transfer_complex128, GFC_COMPLEX)
 TAMGNU_SCALAR_TRANSFER(transfer_complex128_write, GFC_COMPLEX)
 
-#define TAMGNU_TEXT_TRANSFER(name)                                            \
-  TAMRUN_ENTRY void _gfortran_##name(Gfc_Dt* block, void* text, i64 length) { \
-    Statement* statement = statement_of(block);                               \
-    if (statement == nullptr) return peer().name(block, text, length);        \
-    if (put_few_characters(statement, text, length)) return;                  \
-    transfer_text(statement, static_cast<char*>(text), length);               \
+#define TAMGNU_TEXT_TRANSFER(name)                                                      \
+  TAMRUN_ENTRY void _gfortran_##name(Gfc_Dt* block, void* text, i64 length) {           \
+    Statement* statement = statement_of(block);                                         \
+    if (statement == nullptr) return peer().name(block, text, length);                  \
+    if (put_few_characters(statement, text, length)) return;                            \
+    if (statement->begins_in_place && statement->items == 0) begin_in_place(statement); \
+    transfer_text(statement, static_cast<char*>(text), length);                         \
   }
 TAMGNU_TEXT_TRANSFER(transfer_character)
 TAMGNU_TEXT_TRANSFER(transfer_character_write)
