@@ -51,6 +51,17 @@ bool has_formatted_keyword(const For_Lub& lub, const Statement_Rule& rule) {
                                 : lub.lub_f_delim_override || lub.lub_f_sign_override;
 }
 
+int next_direct_input(For_Lub& lub) {
+  if (int code = for__get_d(&lub)) return code;
+  if (!lub.lub_f_direct_done) {
+    enter_direct_input(lub, is_marked_relative(lub));
+    return 0;
+  }
+  ++lub.lub_next_rec;
+  lub.lub_f_at_end = 0;
+  return 0;
+}
+
 int put_direct_record(For_Lub& lub) {
   if (int code = for__put_d(&lub)) return code;
   ++lub.lub_next_rec;

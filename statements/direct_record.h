@@ -96,23 +96,21 @@ inline void frame_direct(For_Lub& lub, u8* start, bool marked) {
   lub.lub_a_data_start = lub.lub_a_high_water = lub.lub_a_cursor;
 }
 
-/// Brings the record lub_next_rec, counts it and frames it: 0, or what for__get_d gives.
-[[nodiscard]] inline int next_direct_input(For_Lub& lub) {
-  const bool marked = is_marked_relative(lub);
-  if (marked || !find_direct_record(lub)) {
-    if (int code = for__get_d(&lub)) return code;
-  }
+/// Counts and frames the record that stands at lub_a_read_next.
+inline void enter_direct_input(For_Lub& lub, bool marked) {
   ++lub.lub_next_rec;
   lub.lub_f_at_end = 0;
-  if (lub.lub_f_direct_done) return 0;
   u8* const start = lub.lub_a_read_next;
   frame_direct(lub, start, marked);
   // A sequential READ of a compatible connection goes on behind the record.
   u8* const next = start + lub.lub_rec_bytes;
   lub.lub_a_read_next = next < lub.lub_a_read_end ? next : lub.lub_a_read_end;
   lub.lub_read_ahead = lub.lub_a_read_end - lub.lub_a_read_next;
-  return 0;
 }
+
+/// Brings the record lub_next_rec, counts it and frames it, unless it goes to lub_a_user_target: 0, or what for__get_d
+/// gives.
+[[nodiscard]] int next_direct_input(For_Lub& lub);
 
 /// Puts the record lub_next_rec out and counts it: 0, or what for__put_d gives.
 [[nodiscard]] int put_direct_record(For_Lub& lub);

@@ -19,13 +19,20 @@ void offer_variable(For_Lub& lub, const u8* item_list, void* item_args) {
 }
 
 /// Brings the record: 0 or a message.
-int begin_record(For_Lub& lub, i64 record, const u8* item_list, void* item_args) {
-  if (int code = turn_to_input(lub, record)) return code;
+[[gnu::noinline]] int bring_record(For_Lub& lub, const u8* item_list, void* item_args) {
   offer_variable(lub, item_list, item_args);
-  lub.lub_f_direct_done = 0;
   const int code = next_direct_input(lub);
   lub.lub_a_user_target = nullptr;
   return code;
+}
+
+/// The same, where most records stand in the buffer already.
+inline int begin_record(For_Lub& lub, i64 record, const u8* item_list, void* item_args) {
+  if (int code = turn_to_input(lub, record)) return code;
+  lub.lub_f_direct_done = 0;
+  if (is_marked_relative(lub) || !find_direct_record(lub)) return bring_record(lub, item_list, item_args);
+  enter_direct_input(lub, false);
+  return 0;
 }
 
 /// Moves the items of one call.
