@@ -259,7 +259,8 @@ int trim_record(For_Lub& lub) {
     }
   }
   if (is_crlf_direct(lub)) end = std::max(end - kCrLf, lub.lub_a_cursor);
-  const bool may_end = lub.lub_f_formatted || (is_variable(lub) && !lub.lub_f_rec_continued);
+  // Of an unformatted record the buffer may hold the first byte alone.
+  const bool may_end = lub.lub_f_formatted || (is_variable(lub) && !lub.lub_f_rec_continued && lub.lub_rec_left == 0);
   const bool lone = end - lub.lub_a_cursor == 1 && *lub.lub_a_cursor == kCtrlZ;
   return may_end && lone ? end_of_file_mark(lub) : 0;
 }

@@ -3,14 +3,10 @@
 // Any bytes as a run-time format: compiled from a copy of exactly their size, then walked by the interpreter for some
 // steps over a small record. The first byte chooses direction and modes.
 
-#include <stdlib.h>
-#include <string.h>
-
-#include <memory>
-
 #include "format/fmt_element.h"
 #include "format/for_intrp_fmt.h"
 #include "format/format_compiler.h"
+#include "fuzz/fuzz_input.h"
 #include "tamrun/hooks.h"
 #include "tamrun/messages.h"
 
@@ -20,10 +16,6 @@ constexpr int kSteps = 200;
 constexpr i64 kMostRepeats = 2;  // of a group: more only takes time
 constexpr i64 kRecord = 24;
 constexpr i64 kFarthest = i64{1} << 40;
-
-void require(bool condition) {
-  if (!condition) abort();
-}
 
 /// Cuts the repeats of groups down, but for the unlimited ones, and returns the bytes of the format.
 i64 tame_groups(u8* format) {
@@ -78,16 +70,18 @@ void walk(u8* format, u8 modes) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  if (size == 0) return 0;
-  const size_t length = size - 1;
-  std::unique_ptr<char[]> text(new char[length]);
-  memcpy(text.get(), data + 1, length);
-  const For_Fmt_Text argument = {static_cast<i64>(length), text.get()};
+  Fuzz_Input input(data, size);
+  u8 modes;
+  if (!input.take(modes)) return 0;
   u8* format = nullptr;
-  const int result = for__format_compiler(&argument, &format, 0);
-  text.reset();
+  int result;
+  {
+    const Exact_Text text(input);
+    const For_Fmt_Text argument = {text.length(), text.data()};
+    result = for__format_compiler(&argument, &format, 0);
+  }
   if (result == 0) {
-    walk(format, data[0]);
+    walk(format, modes);
     for__free_vm(format);
   } else {
     require(format == nullptr && (result == MSG_FORMAT_SYNTAX || result == MSG_EMPTY_UNLIMITED_GROUP));

@@ -2,11 +2,8 @@
 //
 // Any bits as a number, edited with any options into a field of exactly its width: nothing beside the field is written,
 // every column of it is, and the status is one of those that the converters have.
-#include <stdlib.h>
-#include <string.h>
 
-#include <memory>
-
+#include "fuzz/fuzz_input.h"
 #include "tamrun/cvt.h"
 
 namespace {
@@ -18,10 +15,6 @@ struct Choice {
   u8 width, decimals, limit, e, radix, bytes;
   i8 scale;
 };
-
-void require(bool condition) {
-  if (!condition) abort();
-}
 
 bool known_status(int status) { return status >= CVT_SUCCESS && status <= CVT_RECORD_OVERFLOW && status != 7; }
 
@@ -59,8 +52,7 @@ void write_real(Convert convert, const Choice& choice) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   Choice choice;
-  if (size < sizeof choice) return 0;
-  memcpy(&choice, data, sizeof choice);
+  if (!Fuzz_Input(data, size).take(choice)) return 0;
 
   write_real<float>(cvt_ieee_s_to_text_ex, choice);
   write_real<double>(cvt_ieee_t_to_text_ex, choice);

@@ -2,21 +2,17 @@
 //
 // Any bytes as a file of any record type: all records come as the file's bytes tell, each ends where the unit says, the
 // guard behind the buffer stays whole, and the buffer is never larger than the file's bytes account for.
-#include <stdlib.h>
-#include <string.h>
+
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include "fuzz/fuzz_input.h"
 #include "records/buffer.h"
 #include "records/for_get.h"
 #include "records/record_oracle.h"
 #include "tamrun/hooks.h"
 
 namespace {
-
-void require(bool condition) {
-  if (!condition) abort();
-}
 
 struct Choice {
   u8 type, buffer, fixed, flags;
@@ -85,11 +81,11 @@ void read_records(For_Lub& lub, const std::string& file, const Choice& choice) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  Fuzz_Input input(data, size);
   Choice choice;
-  if (size < sizeof choice) return 0;
-  memcpy(&choice, data, sizeof choice);
+  if (!input.take(choice)) return 0;
   choice.type = 1 + choice.type % RECTYPE_STREAM_CRLF;
-  const std::string file(reinterpret_cast<const char*>(data) + sizeof choice, size - sizeof choice);
+  const std::string file = input.rest();
   Unit unit(choice, file);
   if (choice.type == RECTYPE_STREAM) {
     read_stream(unit.lub(), file);

@@ -3,19 +3,12 @@
 // Any text and any options through the readers of integers, bit images and logicals; what was read is written and read
 // again.
 
-#include "tamrun/cvt.h"
-
-#include <stdlib.h>
-#include <string.h>
-
-#include <memory>
 #include <vector>
 
-namespace {
+#include "fuzz/fuzz_input.h"
+#include "tamrun/cvt.h"
 
-void require(bool truth) {
-  if (!truth) abort();
-}
+namespace {
 
 void integers(const char* text, i32 length, i32 radix, u32 options) {
   i32 narrow = 1;
@@ -65,21 +58,15 @@ void logicals(const char* text, i32 length, i32 options) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const u8* data, size_t size) {
-  constexpr size_t kHeader = 4 + 1 + 1;
-  if (size < kHeader) return 0;
+  Fuzz_Input input(data, size);
   u32 options;
-  memcpy(&options, data, 4);
+  u8 radix, bytes;
+  if (!input.take(options) || !input.take(radix) || !input.take(bytes)) return 0;
   constexpr u32 kModerate = 0x800000;  // most inputs should get past the options
   if (options & kModerate) options &= CVT_M_INTEGER_INPUT_MASK;
-  const i32 radix = data[4] % 20, bytes = 1 + data[5] % 40;
-  const size_t length = size - kHeader;
-  const std::unique_ptr<char[]> text(new char[length]);  // of exactly the size, for the address sanitizer
-  memcpy(text.get(), data + kHeader, length);
-  const i32 n = static_cast<i32>(length);
-  integers(text.get(), n, radix, options);
-  images(text.get(), n, bytes, radix, options);
-  logicals(text.get(), n, static_cast<i32>(options));
-  logicals(text.get(), n, CVT_M_BOOLEAN_LETTER);
-  logicals(text.get(), n, 0);
+  const Exact_Text text(input);
+  integers(text.data(), text.length(), radix % 20, options);
+  images(text.data(), text.length(), 1 + bytes % 40, radix % 20, options);
+  for (i32 o : {static_cast<i32>(options), i32{CVT_M_BOOLEAN_LETTER}, 0}) logicals(text.data(), text.length(), o);
   return 0;
 }

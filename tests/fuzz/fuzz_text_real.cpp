@@ -2,26 +2,18 @@
 //
 // Any text and any options through the three readers of reals and the lexer of numbers.
 
+#include "fuzz/fuzz_input.h"
 #include "tamrun/cvt.h"
-
-#include <stdlib.h>
-#include <string.h>
-
-#include <memory>
 
 namespace {
 
 /// What precedes the text in an input.
-struct Header {
+struct [[gnu::packed]] Header {
   u32 options;
   u64 ext;
   i32 scale, decimals;
   u8 point;
 };
-
-void require(bool truth) {
-  if (!truth) abort();
-}
 
 /// The readers at their engine and at their field interface agree on what can be seen of both.
 template <class Value, class Engine, class Field>
@@ -53,26 +45,18 @@ void lex(const char* text, i32 length, u8 point) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const u8* data, size_t size) {
+  Fuzz_Input input(data, size);
   Header header;
-  constexpr size_t kHeader = 4 + 8 + 4 + 4 + 1;
-  if (size < kHeader) return 0;
-  memcpy(&header.options, data, 4);
-  memcpy(&header.ext, data + 4, 8);
-  memcpy(&header.scale, data + 12, 4);
-  memcpy(&header.decimals, data + 16, 4);
-  header.point = data[20];
+  if (!input.take(header)) return 0;
   // Most inputs should get past the options and the scale.
   if (header.ext & 1) header.options = u32{CVT_M_ROUND_GIVEN} | CVT_M_TEXT_BLANKS_SKIP;
   if (header.ext & 2) header.scale = header.decimals = 0;
 
-  const size_t length = size - kHeader;
-  const std::unique_ptr<char[]> text(new char[length]);  // of exactly the size, for the address sanitizer
-  memcpy(text.get(), data + kHeader, length);
-  const i32 n = static_cast<i32>(length);
-  read_twice<float>(text.get(), n, header, cvtas_a_to_s, cvt_text_to_ieee_s_ex);
-  read_twice<double>(text.get(), n, header, cvtas_a_to_t, cvt_text_to_ieee_t_ex);
-  read_twice<Cvt_Quad>(text.get(), n, header, cvtas_a_to_x, cvt_text_to_ieee_x_ex);
-  (void)cvtas__nan_s(text.get(), n);
-  lex(text.get(), n, header.point);
+  const Exact_Text text(input);
+  read_twice<float>(text.data(), text.length(), header, cvtas_a_to_s, cvt_text_to_ieee_s_ex);
+  read_twice<double>(text.data(), text.length(), header, cvtas_a_to_t, cvt_text_to_ieee_t_ex);
+  read_twice<Cvt_Quad>(text.data(), text.length(), header, cvtas_a_to_x, cvt_text_to_ieee_x_ex);
+  (void)cvtas__nan_s(text.data(), text.length());
+  lex(text.data(), text.length(), header.point);
   return 0;
 }

@@ -6,19 +6,14 @@
 #define TAMRUN_TESTS_FUZZ_KEPT_UNIT_H
 
 #include <stdio.h>
-#include <stdlib.h>
-#include <string.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include "fuzz/fuzz_input.h"
 #include "tamrun/hooks.h"
 #include "tamrun/lub.h"
 #include "units/open.h"
 #include "units/unit_table.h"
-
-inline void require(bool truth) {
-  if (!truth) abort();
-}
 
 class Kept_Unit {
  public:

@@ -2,18 +2,17 @@
 //
 // Derived types in formatted lists: which items a DT edit descriptor takes, with a double for the defined I/O.
 
-#include <string.h>
+#include <functional>
 
 #include "core/failure.h"
-#include "core/thread_storage.h"
-#include "fmt_unit.h"
+#include "memory_unit.h"
 #include "support/fail_malloc.h"
 #include "tamrun/messages.h"
 
 namespace {
 
-/// What the program's routine is while a test runs; null: nobody provides it.
-std::function<int(For_Lub&, const For_Value_Info&, bool)> routine;
+using Body = std::function<int(For_Lub&, const For_Value_Info&, bool writing)>;
+Body routine;  ///< the program's while a test runs; null: nobody provides it
 
 }  // namespace
 
@@ -29,7 +28,7 @@ namespace {
 
 class Routine {
  public:
-  explicit Routine(std::function<int(For_Lub&, const For_Value_Info&, bool)> body) { routine = std::move(body); }
+  explicit Routine(Body body) { routine = std::move(body); }
   ~Routine() { routine = nullptr; }
 };
 
@@ -42,37 +41,36 @@ int put_object(For_Lub& lub, const For_Value_Info& val, bool writing) {
   return 0;
 }
 
+constexpr u8 kDerivedEnd = 65;
 char kObjects[] = "xyz";
 
-ItemList& object(ItemList& l, int i, u8 type = 66) { return l.pair(type, ACC_POINTER).pointer_word(kObjects + i); }
+ItemList& object(ItemList& l, int i, u8 type = 66) { return l.pointer(type, kObjects + i); }
+ItemList& object_end(ItemList& l) { return l.raw(kDerivedEnd, 1); }
 
 TEST(DerivedFmt, ComponentsArePassedOver) {
   const Routine r(put_object);
-  Fmt_Unit unit;
-  const Build build = [](ItemList& l) {
-    l.int4(1);
-    object(l, 0).int4(9);
-    object(l, 1, 64).int4(9).raw(65, 1).text("none").raw(65, 1);
-    object(l, 2, 64).raw(65, 1);
-    l.int4(2);
-  };
-  EXPECT_EQ(unit.write("(I2,2DT,I3)", build), 0);
-  EXPECT_EQ(unit.write("(I2,2(DT,','),I3)", build), 0);
-  EXPECT_EQ(unit.write("(DT)", [](ItemList& l) { object(object(l, 0).raw(65, 1), 1).raw(65, 1); }), 0);
-  EXPECT_EQ(unit.write("(DT)", [](ItemList& l) { object(l, 2, 63); }), 0);
+  Memory_Unit unit;
+  ItemList nested, two, last;
+  object(nested.int4(1), 0).int4(9);
+  object_end(object_end(object(nested, 1, 64).int4(9)).text("none"));
+  object_end(object(nested, 2, 64)).int4(2);
+  object_end(object(object_end(object(two, 0)), 1));
+  EXPECT_EQ(unit.write("(I2,2DT,I3)", nested), 0);
+  EXPECT_EQ(unit.write("(I2,2(DT,','),I3)", nested), 0);
+  EXPECT_EQ(unit.write("(DT)", two), 0);
+  EXPECT_EQ(unit.write("(DT)", object(last, 2, 63)), 0);
   EXPECT_EQ(unit.text(), " 1<x><z>  2\n 1<x>,<z>,  2\n<x>\n<y>\n<z>\n");
 }
 
 TEST(DerivedFmt, ComponentsInAnotherCall) {
   const Routine r(put_object);
-  Fmt_Unit unit;
-  ItemList first, second, last;
+  Memory_Unit unit;
+  ItemList first, second;
   object(first, 0).int4(9).more();
-  object(second.int4(9).raw(65, 1), 1).raw(65, 1).more();
-  last.int4(5).end();
-  EXPECT_EQ(unit.write_items("(2DT,I2)", first), 0);
-  EXPECT_EQ(unit.write_more(second), 0);
-  EXPECT_EQ(unit.write_more(last), 0);
+  object_end(object(object_end(second.int4(9)), 1)).more();
+  EXPECT_EQ(unit.write("(2DT,I2)", first), 0);
+  EXPECT_EQ(unit.go_on(second), 0);
+  EXPECT_EQ(unit.go_on(ItemList().int4(5)), 0);
   EXPECT_EQ(unit.text(), "<x><y> 5\n");
 }
 
@@ -83,8 +81,9 @@ TEST(DerivedFmt, TheRoutineSeesItsDescriptor) {
     seen += std::string(isb.isb_dt_iotype ? isb.isb_dt_iotype : "-") + (isb.isb_dt_vlist ? isb.isb_dt_vlist : "-");
     return put_object(lub, val, writing);
   });
-  Fmt_Unit unit;
-  EXPECT_EQ(unit.write("(DT'name'(1,-2),DT)", [](ItemList& l) { object(object(l, 0).raw(65, 1), 1).raw(65, 1); }), 0);
+  ItemList two;
+  object_end(object(object_end(object(two, 0)), 1));
+  EXPECT_EQ(Memory_Unit().write("(DT'name'(1,-2),DT)", two), 0);
   EXPECT_EQ(seen, "name1,-2--");
 }
 
@@ -94,30 +93,26 @@ TEST(DerivedFmt, Input) {
     *val.val_data = *lub.lub_a_cursor++;
     return 0;
   });
-  Fmt_Unit unit({}, "1ab2\n");
-  char objects[2] = {};
-  i32 numbers[2] = {};
-  EXPECT_EQ(unit.read("(I1,2DT,I1)",
-                      [&](ItemList& l) {
-                        l.pointer(9, &numbers[0]);
-                        for (char& o : objects) l.pointer(66, &o).pointer(9, &numbers[0]).raw(65, 1);
-                        l.pointer(9, &numbers[1]);
-                      }),
-            0);
-  EXPECT_EQ(numbers[0] * 10 + numbers[1], 12);
-  EXPECT_EQ(std::string(objects, 2), "ab");
+  char objects[3] = "??";
+  Variables v("iii");
+  ItemList items = v.items(0, 1);
+  for (int i : {0, 1}) object_end(items.pointer(66, &objects[i]).pointer(ITM_INTEGER4, &objects));
+  v.add_to(items, 2, 3);
+  EXPECT_EQ(Memory_Unit({}, "1ab2\n").read("(I1,2DT,I1)", items), 0);
+  EXPECT_EQ(v.text(), "1 -99 2");
+  EXPECT_STREQ(objects, "ab");
 }
 
 TEST(DerivedFmt, AFailureBelowEndsTheStatement) {
-  For_Thread_Storage* storage = nullptr;
-  ASSERT_EQ(thread_storage(&storage), 0);
+  make_thread_storage();
   const Routine r([](For_Lub& lub, const For_Value_Info&, bool) {
     return report_failure(FOR_IOR_RELEASE, MSG_UDIO_ERROR, 5, &lub);
   });
-  Fmt_Unit unit;
+  Memory_Unit unit;
+  ItemList items;
   const long blocks = tamrun_test::vm_live_blocks();
-  EXPECT_EQ(unit.write("(DT)", [](ItemList& l) { object(l, 0).raw(65, 1); }), 5);
-  EXPECT_EQ(unit.context().ctx_lub, nullptr);
+  EXPECT_EQ(unit.write("(DT)", object_end(object(items, 0))), 5);
+  unit.expect_released();
   EXPECT_EQ(tamrun_test::vm_live_blocks(), blocks) << "the format is free";
 }
 

@@ -9,13 +9,12 @@
 #include <string>
 #include <vector>
 
-#include "fmt_unit.h"
+#include "memory_unit.h"
 #include "support/child.h"
 #include "support/open_list.h"
 #include "support/soak.h"
 #include "tamrun/messages.h"
 #include "tamrun/tamrun.h"
-#include "unformatted_unit.h"
 
 namespace {
 
@@ -101,17 +100,16 @@ class Random_Direct_Unit {
     const i64 part = random_() % 2 == 0 ? kRecl : 5;
     items.scalar(ITM_CHARACTER, data.data(), part);
     if (part < kRecl) items.scalar(ITM_CHARACTER, data.data() + part, kRecl - part);
-    items.end();
-    const For_Fmt_Text text = {4, "(2A)"};
-    const For_IO_Flags flags = flags_ | (formatted_ ? For_IO_Flags{iof_format_text} : 0);
+    const Format_Text format("(2A)");
     For_Context ctx{};
     if (record == 0) {
-      return formatted_ ? seq_fmt(&ctx, kUnit, flags, items.list(), items.args(), &text)
-                        : seq(&ctx, kUnit, flags, items.list(), items.args());
+      return formatted_ ? first_call(seq_fmt, ctx, kUnit, format_flags(), items, {}, format.argument())
+                        : first_call(seq, ctx, kUnit, flags_, items);
     }
-    return formatted_ ? direct_fmt(&ctx, kUnit, flags, items.list(), items.args(), record, &text)
-                      : direct(&ctx, kUnit, flags, items.list(), items.args(), record);
+    return formatted_ ? first_call(direct_fmt, ctx, kUnit, format_flags(), items, {}, record, format.argument())
+                      : first_call(direct, ctx, kUnit, flags_, items, {}, record);
   }
+  For_IO_Flags format_flags() const { return flags_ | iof_format_text; }
   void refused(int code, int expected) { ASSERT_EQ(code, expected); }
   std::string some_data() {
     std::string data(kRecl, 'x');
@@ -150,14 +148,12 @@ class Random_Direct_Unit {
     at_eof_ = false;
   }
   void rewrite() {
-    std::string data = some_data();
-    ItemList items;
-    items.text(data).end();
-    const For_Fmt_Text text = {3, "(A)"};
+    const std::string data = some_data();
+    const ItemList items = ItemList().text(data);
     For_Context ctx{};
-    const For_IO_Flags flags = flags_ | (formatted_ ? For_IO_Flags{iof_format_text} : 0);
-    ASSERT_EQ(formatted_ ? for_rewrite_fmt(&ctx, kUnit, flags, items.list(), items.args(), &text)
-                         : for_rewrite(&ctx, kUnit, flags, items.list(), items.args()),
+    ASSERT_EQ(formatted_
+                  ? first_call(for_rewrite_fmt, ctx, kUnit, format_flags(), items, {}, Format_Text("(A)").argument())
+                  : first_call(for_rewrite, ctx, kUnit, flags_, items),
               0);
     next_ = std::max<i64>(next_ - 1, 1);
     put(data);
@@ -207,10 +203,14 @@ class Random_Direct_Unit {
   }
   void inquire() {
     i64 bytes = -7, next = -7;
-    ItemList items;
-    items.pointer(ITM_INTEGER8, &next).pair(KEY_NEXTREC, 0).pointer(ITM_INTEGER8, &bytes).pair(KEY_SIZE, 0).end();
     For_Context ctx{};
-    ASSERT_EQ(for_inquire(&ctx, kUnit, flags_, items.list(), items.args()), 0);
+    ASSERT_EQ(first_call(for_inquire, ctx, kUnit, flags_,
+                         ItemList()
+                             .pointer(ITM_INTEGER8, &next)
+                             .pair(KEY_NEXTREC, 0)
+                             .pointer(ITM_INTEGER8, &bytes)
+                             .pair(KEY_SIZE, 0)),
+              0);
     EXPECT_EQ(next, next_);
     EXPECT_EQ(bytes, count() * size());
   }

@@ -8,7 +8,6 @@
 #include <string>
 #include <vector>
 
-#include "fmt_unit.h"
 #include "support/child.h"
 #include "support/open_list.h"
 #include "support/soak.h"
@@ -132,16 +131,12 @@ class Random_Unit {
   }
 
   int transfer(bool writes, const std::string& format, bool advance, ItemList& items) {
-    if (!layout_.formatted) {
-      For_Context ctx{};
-      items.end();
-      return (writes ? for_write_seq : for_read_seq)(&ctx, kUnit, kIostat | layout_.flags, items.list(), items.args());
-    }
-    const For_Fmt_Text text = {static_cast<i64>(format.size()), format.data()};
-    const For_IO_Flags flags = kText | (advance ? For_IO_Flags{0} : iof_advance_given);
     For_Context ctx{};
-    items.end();
-    return formatted_call(writes ? for_write_seq_fmt : for_read_seq_fmt, ctx, kUnit, flags, items, &text);
+    if (!layout_.formatted)
+      return first_call(writes ? for_write_seq : for_read_seq, ctx, kUnit, kIostat | layout_.flags, items);
+    const For_IO_Flags flags = kIostat | iof_format_text | (advance ? For_IO_Flags{0} : iof_advance_given);
+    return first_call(writes ? for_write_seq_fmt : for_read_seq_fmt, ctx, kUnit, flags, items, {},
+                      Format_Text(format).argument());
   }
 
   void write(bool open) {

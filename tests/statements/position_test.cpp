@@ -11,7 +11,8 @@
 #include <string>
 
 #include "core/start.h"
-#include "fmt_unit.h"
+#include "memory_unit.h"
+#include "records/buffer.h"
 #include "support/child.h"
 #include "support/open_list.h"
 #include "tamrun/messages.h"
@@ -31,56 +32,50 @@ int run(Statement statement, int unit, For_IO_Flags flags = kIostat) {
   return result;
 }
 
-int put(Fmt_Unit& unit, const std::string& text) {
-  return unit.write("(a)", [&](ItemList& l) { l.text(text); });
-}
-
-/// The next record, or "#" and the result.
-std::string get(Fmt_Unit& unit) {
-  char text[10];
-  const int result = unit.read("(a10)", [&](ItemList& l) { l.scalar(ITM_CHARACTER, text, sizeof text); });
-  if (result != 0) return "#" + std::to_string(result);
-  return std::string(text, sizeof text).substr(0, std::string(text, sizeof text).find_last_not_of(' ') + 1);
+/// The next record, or the result of a failure.
+std::string get(Memory_Unit& unit) {
+  const std::string told = unit.get("(a5)", "c");
+  return told[0] == '[' ? told : told.substr(0, told.find(':'));
 }
 
 TEST(Position, BackspaceCountsTheEndOfTheFileAsARecord) {
-  Fmt_Unit unit({}, "one\ntwo\n");
-  EXPECT_EQ(run(for_backspace, 40), 0);
-  EXPECT_EQ(get(unit), "one");
-  EXPECT_EQ(get(unit), "two");
-  EXPECT_EQ(get(unit), "#-1");
+  Memory_Unit unit({}, "one\ntwo\n");
+  const auto back = [&](int times = 1) {
+    while (times-- > 0) EXPECT_EQ(run(for_backspace, unit.number()), 0);
+  };
+  back();
+  EXPECT_EQ(get(unit), "[one  ]");
+  EXPECT_EQ(get(unit), "[two  ]");
+  EXPECT_EQ(get(unit), "-1");
   EXPECT_TRUE(unit.lub().lub_f_at_eof);
-  EXPECT_EQ(run(for_backspace, 40), 0);
-  EXPECT_EQ(get(unit), "#-1");
-  EXPECT_EQ(run(for_backspace, 40), 0);
-  EXPECT_EQ(run(for_backspace, 40), 0);
-  EXPECT_EQ(get(unit), "two");
-  for (int i = 0; i < 3; ++i) EXPECT_EQ(run(for_backspace, 40), 0);
-  EXPECT_EQ(get(unit), "one");
-  Connection compat;
-  compat.compat = true;
-  Fmt_Unit other(compat, "one\ntwo\nlast\n", 41);
-  while (get(other) != "#-1") continue;
+  back();
+  EXPECT_EQ(get(unit), "-1");
+  back(2);
+  EXPECT_EQ(get(unit), "[two  ]");
+  back(3);
+  EXPECT_EQ(get(unit), "[one  ]");
+  Memory_Unit other({.compat = true}, "one\nlast\n", 41);
+  while (get(other) != "-1") continue;
   EXPECT_EQ(run(for_backspace, 41), 0);
-  EXPECT_EQ(get(other), "last");
+  EXPECT_EQ(get(other), "[last ]");
 }
 
 TEST(Position, EndfileCutsAndTheNextWriteAppends) {
-  Fmt_Unit unit({}, "one\ntwo\nthree\n");
-  EXPECT_EQ(get(unit), "one");
+  Memory_Unit unit({}, "one\ntwo\nthree\n");
+  EXPECT_EQ(get(unit), "[one  ]");
   EXPECT_EQ(run(for_endfile, 40), 0);
   EXPECT_EQ(contents(unit.fd()), "one\n");
   EXPECT_TRUE(unit.lub().lub_f_at_eof && unit.lub().lub_f_after_endfile);
   EXPECT_EQ(run(for_backspace, 40), 0);
   EXPECT_EQ(contents(unit.fd()), "one\n");
-  EXPECT_EQ(put(unit, "more"), 0);
+  EXPECT_EQ(unit.write("(a)", ItemList().text("more")), 0);
   EXPECT_EQ(unit.text(), "one\nmore\n");
   EXPECT_FALSE(unit.lub().lub_f_after_endfile);
   // The idiom of appending: read to the end, go back over the end, write.
   EXPECT_EQ(run(for_rewind, 40), 0);
-  while (get(unit) != "#-1") continue;
+  while (get(unit) != "-1") continue;
   EXPECT_EQ(run(for_backspace, 40), 0);
-  EXPECT_EQ(put(unit, "end"), 0);
+  EXPECT_EQ(unit.write("(a)", ItemList().text("end")), 0);
   EXPECT_EQ(unit.text(), "one\nmore\nend\n");
 }
 
@@ -89,11 +84,9 @@ TEST(Position, EndfileAtTheStartCutsTheFileMarkToo) {
   const std::string file = dir.file("data");
   const For_IO_Flags flags = kIostat | iof_msf_layout;
   ASSERT_EQ(open_unit(40, KeyList().file(file).status("NEW").form("UNFORMATTED").end(), flags), 0);
-  const auto move = [flags](auto entry, std::string text) {
-    For_Context ctx{};
-    ItemList items;
-    items.text(text).end();
-    return entry(&ctx, 40, flags, items.list(), items.args());
+  For_Context ctx{};
+  const auto move = [&](auto entry, const char* text) {
+    return first_call(entry, ctx, 40, flags, ItemList().text(text));
   };
   EXPECT_EQ(move(for_write_seq, "lost"), 0);
   EXPECT_EQ(run(for_rewind, 40, flags), 0);
@@ -118,20 +111,16 @@ TEST(Position, RewindEndsAppending) {
   EXPECT_EQ(close_unit(40), 0);
 }
 
-struct Legacy_Row {
-  const char* recordtype;
-  const char* form;
-  const char* cc;
-  std::string mark;
-};
-
 TEST(Position, OldProgramsEndFilesWithARecord) {
-  for (const Legacy_Row& row : {
-           Legacy_Row{"STREAM_LF", "FORMATTED", "LIST", "\x1a\n"},
-           Legacy_Row{"STREAM_CR", "FORMATTED", "NONE", "\x1a\r"},
-           Legacy_Row{"STREAM_CRLF", "FORMATTED", "NONE", "\x1a\r\n"},
-           Legacy_Row{"SEGMENTED", "UNFORMATTED", nullptr, std::string("\1\0\x1a\0", 4)},
-       }) {
+  struct Row {
+    const char *recordtype, *form, *cc;
+    std::string mark;
+  };
+  for (const Row& row : {Row{"STREAM_LF", "FORMATTED", "LIST", "\x1a\n"},
+                         {"STREAM_CR", "FORMATTED", "NONE", "\x1a\r"},
+                         {"STREAM_CRLF", "FORMATTED", "NONE", "\x1a\r\n"},
+                         {"SEGMENTED", "UNFORMATTED", nullptr, std::string("\1\0\x1a\0", 4)}}) {
+    SCOPED_TRACE(row.recordtype);
     Temp_Dir dir;
     const std::string file = dir.file("old");
     const For_IO_Flags flags = iof_extended | iof_iostat | iof_legacy_defaults;
@@ -139,29 +128,29 @@ TEST(Position, OldProgramsEndFilesWithARecord) {
     keys.file(file).status("NEW").form(row.form).text(KEY_RECORDTYPE, row.recordtype);
     if (row.cc != nullptr) keys.text(KEY_CARRIAGECONTROL, row.cc);
     keys.number(KEY_RECL, 64);
-    ASSERT_EQ(open_unit(40, keys.end(), flags), 0) << row.recordtype;
+    ASSERT_EQ(open_unit(40, keys.end(), flags), 0);
     EXPECT_EQ(run(for_eof, 40, flags), -1);
-    EXPECT_EQ(run(for_endfile, 40, flags), 0) << row.recordtype;
+    EXPECT_EQ(run(for_endfile, 40, flags), 0);
     EXPECT_FALSE(block_of(40).lub_f_at_eof || block_of(40).lub_f_after_endfile);
-    EXPECT_EQ(read_file(file), row.mark) << row.recordtype;
+    EXPECT_EQ(read_file(file), row.mark);
     // The position is in front of the mark, which the EOF function knows.
     EXPECT_EQ(lseek(block_of(40).lub_fd, 0, SEEK_CUR), 0);
-    EXPECT_EQ(run(for_eof, 40, flags), -1) << row.recordtype;
+    EXPECT_EQ(run(for_eof, 40, flags), -1);
     ASSERT_EQ(pwrite(block_of(40).lub_fd, "plain text", 10, 0), 10);
-    EXPECT_EQ(run(for_eof, 40, flags), 0) << row.recordtype;
+    EXPECT_EQ(run(for_eof, 40, flags), 0);
     EXPECT_EQ(close_unit(40), 0);
   }
 }
 
 TEST(Position, EofDoesNotMoveTheUnit) {
-  Fmt_Unit unit({}, "one\ntwo\n");
+  Memory_Unit unit({}, "one\ntwo\n");
   EXPECT_EQ(run(for_eof, 40), 0);
-  EXPECT_EQ(get(unit), "one");
+  EXPECT_EQ(get(unit), "[one  ]");
   EXPECT_EQ(run(for_eof, 40), 0);
   unit.lub().lub_f_true_is_one = 1;
-  EXPECT_EQ(get(unit), "two");
+  EXPECT_EQ(get(unit), "[two  ]");
   EXPECT_EQ(run(for_eof, 40), 1);
-  EXPECT_EQ(get(unit), "#-1");
+  EXPECT_EQ(get(unit), "-1");
   EXPECT_EQ(run(for_eof, 40), 1);
   EXPECT_TRUE(unit.lub().lub_f_at_eof);
   EXPECT_EQ(run(for_eof, 444), MSG_UNKNOWN_UNIT_NUMBER);
@@ -170,13 +159,9 @@ TEST(Position, EofDoesNotMoveTheUnit) {
 TAMRUN_CHILD_TEST(Position, TerminalsAndPipesAreLeftAlone) {
   int argc = 0;
   for_rtl_init_(&argc, nullptr);
-  const struct {
-    Statement statement;
-    int message;
-  } rows[] = {{for_rewind, MSG_REWIND_NO_OP_ON_TERMINAL},
-              {for_backspace, MSG_BACKSPACE_NO_OP_ON_TERMINAL},
-              {for_eof, MSG_EOF_NO_OP_ON_TERMINAL}};
-  for (const auto& row : rows) EXPECT_EQ(run(row.statement, UNIT_STDIN), row.message);
+  EXPECT_EQ(run(for_rewind, UNIT_STDIN), MSG_REWIND_NO_OP_ON_TERMINAL);
+  EXPECT_EQ(run(for_backspace, UNIT_STDIN), MSG_BACKSPACE_NO_OP_ON_TERMINAL);
+  EXPECT_EQ(run(for_eof, UNIT_STDIN), MSG_EOF_NO_OP_ON_TERMINAL);
   EXPECT_EQ(run(for_rewind, UNIT_STDERR), MSG_REWIND_NO_OP_ON_TERMINAL);
   // A file redirected to a console unit can be positioned once the unit is connected; a pipe cannot.
   int ends[2];
@@ -207,7 +192,7 @@ TEST(Position, RefusedByConnection) {
     void (*change)(For_Lub&);
     Statement statement;
     int result;
-    const char* text;
+    const char* text;  ///< IOMSG= begins with it
   };
   const Row rows[] = {
       {[](For_Lub& l) { l.lub_udio_depth = 1; }, for_rewind, MSG_UDIO_REWIND, "REWIND operation is forbidden"},
@@ -219,38 +204,32 @@ TEST(Position, RefusedByConnection) {
       {[](For_Lub& l) { l.lub_f_stream = 1, l.lub_f_formatted = 0; }, for_backspace, MSG_BACKSPACE_ON_STREAM,
        "BACKSPACE statement may not be applied"},
       {[](For_Lub& l) { l.lub_f_sequential = 0; }, for_endfile, MSG_ENDFILE_ERROR, "ENDFILE error, unit 40"},
-      {[](For_Lub& l) {
-         l.lub_f_formatted = 0;
-         l.lub_rectype = RECTYPE_FIXED;
-       },
-       for_endfile, MSG_ENDFILE_ERROR, "ENDFILE error, unit 40"},
+      {[](For_Lub& l) { l.lub_f_formatted = 0, l.lub_rectype = RECTYPE_FIXED; }, for_endfile, MSG_ENDFILE_ERROR,
+       "ENDFILE error, unit 40"},
   };
   for (const Row& row : rows) {
-    Fmt_Unit unit({}, "one\ntwo\n");
-    const For_Lub before = unit.lub();
+    Memory_Unit unit({}, "one\ntwo\n");
     row.change(unit.lub());
     char text[60];
-    ControlList control;
-    control.iomsg(text, sizeof text).end();
+    ControlList control = ControlList().iomsg(text, sizeof text).end();
     For_Context ctx{};
     EXPECT_EQ(row.statement(&ctx, 40, kIostat | iof_control_list, control.list(), control.args()), row.result)
         << row.text;
     EXPECT_EQ(std::string(text, strlen(row.text)), row.text);
     unit.lub().lub_udio_depth = 0;
-    unit.lub().lub_f_formatted = before.lub_f_formatted;
-    if (unit.lub().lub_f_busy) EXPECT_EQ(for__release_lun(40), 0);
+    unit.lub().lub_f_formatted = 1;
+    if (unit.lub().lub_f_busy != 0) {
+      EXPECT_EQ(for__release_lun(40), 0);
+    }
     EXPECT_EQ(contents(unit.fd()), "one\ntwo\n");
   }
 }
 
 TEST(Position, ControlListIsThatOfADataTransfer) {
-  Fmt_Unit unit({}, "one\ntwo\n");
+  Memory_Unit unit({}, "one\ntwo\n");
   For_Context ctx{};
-  ControlList pos;
-  pos.pos(1).end();
+  ControlList pos = ControlList().pos(1).end(), pad = ControlList().pad("MAYBE").end();
   EXPECT_EQ(for_rewind(&ctx, 40, kIostat | iof_control_list, pos.list(), pos.args()), MSG_MIXED_ACCESS);
-  ControlList pad;
-  pad.pad("MAYBE").end();
   EXPECT_EQ(for_rewind(&ctx, 40, kIostat | iof_control_list, pad.list(), pad.args()), MSG_IO_KEYWORD_VALUE);
   EXPECT_EQ(run(for_rewind, -400), MSG_INVALID_UNIT);
 }
@@ -344,10 +323,8 @@ TAMRUN_CHILD_TEST(Position, DefineFileGivesAUnitItsAttributes) {
 
 TEST(Position, FailuresOfTheSystemAreToldWithTheirCause) {
   const Child_Result child = run_child([] {
-    Connection buffered;
-    buffered.buffered = true;
-    Fmt_Unit unit(buffered, "one\ntwo\nthree\n");
-    while (get(unit) != "#-1") continue;
+    Memory_Unit unit({.buffered = true}, "one\ntwo\nthree\n");
+    while (get(unit) != "-1") continue;
     EXPECT_EQ(run(for_backspace, 40), 0);
     EXPECT_EQ(for__flush_readahead(&unit.lub(), 0), 0);
     const int unreadable = open(("/proc/self/fd/" + std::to_string(unit.fd())).c_str(), O_WRONLY);

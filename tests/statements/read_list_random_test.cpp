@@ -3,13 +3,12 @@
 // List-directed READ against list-directed WRITE and against itself: values come back from what was written, and
 // records that end anywhere leave nothing behind.
 
-#include "list_input.h"
-#include "list_output.h"
+#include <random>
+
+#include "memory_unit.h"
 #include "support/fail_malloc.h"
 #include "support/soak.h"
 #include "tamrun/messages.h"
-
-#include <random>
 
 namespace {
 
@@ -23,13 +22,16 @@ struct Value {
   std::string bytes;
 };
 
+/// One number or a pair, for which the default fields have enough columns and digits to come back as it was.
 template <class Real>
-void append_real(std::string& bytes, std::mt19937& random) {
-  // The default fields have enough columns and digits for these to come back as they were.
-  const int digits = sizeof(Real) == 4 ? 1000 : 100000000;
-  Real v = 1 + static_cast<Real>(static_cast<int>(random() % digits)) / (1 << random() % (sizeof(Real) == 4 ? 4 : 8));
-  if (random() % 2) v = -v;
-  bytes.append(reinterpret_cast<const char*>(&v), sizeof v);
+std::string reals(std::mt19937& random, int bytes) {
+  constexpr bool kSingle = sizeof(Real) == sizeof(float);
+  std::string all;
+  while (static_cast<int>(all.size()) < bytes) {
+    const Real v = 1 + static_cast<Real>(random() % (kSingle ? 1000 : 100000000)) / (1 << random() % (kSingle ? 4 : 8));
+    all += bytes_of(random() % 2 ? -v : v);
+  }
+  return all;
 }
 
 Value random_value(std::mt19937& random) {
@@ -38,30 +40,24 @@ Value random_value(std::mt19937& random) {
   switch (v.type) {
     case ITM_REAL4:
     case ITM_COMPLEX8:
-      while (static_cast<int>(v.bytes.size()) < size) append_real<float>(v.bytes, random);
-      return v;
+      return {v.type, reals<float>(random, size)};
     case ITM_REAL8:
     case ITM_COMPLEX16:
-      while (static_cast<int>(v.bytes.size()) < size) append_real<double>(v.bytes, random);
-      return v;
+      return {v.type, reals<double>(random, size)};
     case ITM_REAL16:
     case ITM_COMPLEX32:
-      while (static_cast<int>(v.bytes.size()) < size) append_real<__float128>(v.bytes, random);
-      return v;
+      return {v.type, reals<__float128>(random, size)};
     case ITM_CHARACTER: {
       const std::string alphabet = "ab ,;/*(1.T\t'\"";
       for (unsigned n = random() % 200; n > 0; --n) v.bytes += alphabet[random() % alphabet.size()];
       return v;
     }
-    case ITM_LOGICAL4: {
-      const i32 truth = random() % 2 ? -1 : 0;
-      v.bytes.assign(reinterpret_cast<const char*>(&truth), sizeof truth);
-      return v;
-    }
+    case ITM_LOGICAL4:
+      return {v.type, bytes_of(random() % 2 ? -1 : 0)};
     default:
       for (int i = 0; i < size; ++i) v.bytes += static_cast<char>(random());
       // Fields are too narrow for the longest integers.
-      if (size == 8 || size == 4) v.bytes[size - 1] = static_cast<char>(random() % 2 && v.type % 2 ? -1 : 0);
+      if (size >= 4) v.bytes[size - 1] = static_cast<char>(random() % 2 && v.type % 2 ? -1 : 0);
       return v;
   }
 }
@@ -74,28 +70,22 @@ TEST(ReadListRandom, WhatWasWrittenComesBack) {
     c.compact = random() % 3 == 0;
     c.recl = 500 + random() % 500;  // enough for any text in its delimiters
     if (random() % 2) c.wrap_margin = 80;
-    const bool comma = random() % 4 == 0;
-    List_Unit out(c);
+    const ControlList control = random() % 4 == 0 ? ControlList().decimal("COMMA") : ControlList();
     std::vector<Value> values;
-    ItemList written, read;
     for (unsigned count = random() % 20; count > 0; --count) values.push_back(random_value(random));
     std::vector<std::string> results;
     for (const Value& v : values) results.emplace_back(v.bytes.size(), '?');
+    ItemList written, read;
     for (size_t i = 0; i < values.size(); ++i) {
       const i64 length = static_cast<i64>(values[i].bytes.size());
       written.scalar(values[i].type, values[i].bytes.data(), length);
       read.scalar(values[i].type, results[i].data(), length);
     }
-    written.end();
-    read.end();
-    ControlList first, second;
-    if (comma) first.decimal("COMMA"), second.decimal("COMMA");
-    first.end();
-    second.end();
-    ASSERT_EQ(out.write(written, &first), 0) << out.text();
+    Memory_Unit out(c);
+    ASSERT_EQ(out.write(written, kIostat, control), 0) << out.text();
     const std::string text = out.text();
-    List_Input in(text, c);
-    ASSERT_EQ(in.read(read, &second), 0) << text;
+    Memory_Unit in(c, text, 41);
+    ASSERT_EQ(in.read(read, kIostat, control), 0) << text;
     for (size_t i = 0; i < values.size(); ++i) {
       ASSERT_EQ(results[i], values[i].bytes) << "item " << i << " of type " << int{values[i].type} << " in\n" << text;
     }
@@ -109,9 +99,10 @@ TEST(ReadListRandom, AnyInputEndsTheStatement) {
   const std::string alphabet = "0123 \n\n\t\r,,;;**((()))''\"\"//..TtFfeEdD+-abInfNaN\x01\x80";
   const std::string letters = "bhijBHUJlmnoLrdqyzxcs";
   for (long n = soak_cases(20000); n > 0; --n) {
-    std::string text;
+    std::string text, names;
     for (unsigned length = random() % 60; length > 0; --length) text += alphabet[random() % alphabet.size()];
     if (random() % 8 == 0) text.insert(random() % (text.size() + 1), 1, '\0');
+    for (unsigned count = random() % 6; count > 0; --count) names += letters[random() % letters.size()];
     Connection c;
     c.buffer_size = 16 << random() % 4;
     c.recl = 8;
@@ -119,28 +110,16 @@ TEST(ReadListRandom, AnyInputEndsTheStatement) {
     c.msf_layout = random() % 4 == 0;
     c.stream = random() % 8 == 0;
     c.rectype = random() % 8 == 0 ? RECTYPE_FIXED : RECTYPE_STREAM_LF;
-    List_Input in(text, c);
-    std::string names;
-    for (unsigned count = random() % 6; count > 0; --count) names += letters[random() % letters.size()];
+    Memory_Unit in(c, text);
     Variables v(names);
-    ItemList items = v.items();
-    ControlList control;
-    if (random() % 4 == 0) control.decimal("COMMA");
-    control.end();
+    const ControlList control = random() % 4 == 0 ? ControlList().decimal("COMMA") : ControlList();
     const For_IO_Flags strict = random() % 2 ? For_IO_Flags{iof_strict_ldio} : 0;
     for (int statement = 0; statement < 4; ++statement) {
-      switch (const int result = in.read(items, &control, kIostat | strict)) {
-        case 0:
-        case -1:
-        case MSG_LIST_IO_SYNTAX:
-        case MSG_INPUT_CONVERSION:
-        case MSG_INPUT_REPEAT_COUNT_NOT_UNSIGNED:
-        case MSG_INPUT_REPEAT_COUNT_ZERO_ERROR:
-        case MSG_READ_ERROR:
-          break;
-        default:
-          FAIL() << result << " from " << text << " for " << names;
-      }
+      const int result = in.read(v.items(), kIostat | strict, control);
+      const bool known = result == 0 || result == -1 || result == MSG_LIST_IO_SYNTAX ||
+                         result == MSG_INPUT_CONVERSION || result == MSG_INPUT_REPEAT_COUNT_NOT_UNSIGNED ||
+                         result == MSG_INPUT_REPEAT_COUNT_ZERO_ERROR || result == MSG_READ_ERROR;
+      ASSERT_TRUE(known) << result << " from " << text << " for " << names;
       ASSERT_EQ(in.context().ctx_lub, nullptr);
     }
   }
@@ -148,20 +127,14 @@ TEST(ReadListRandom, AnyInputEndsTheStatement) {
 
 // A text that grows its record and its buffer while it is being read.
 TEST(ReadListRandom, RecordsOutgrowTheBuffer) {
-  Connection c;
-  c.buffer_size = 32;
   const long blocks = tamrun_test::vm_live_blocks();
   {
-    std::string text, expected;
+    std::string text;
     for (int i = 0; i < 500; ++i) text += std::to_string(i) + (i % 7 ? " " : ",");
-    List_Input in("2*(1\n" + std::string(100, ' ') + ",\n" + std::string(200, ' ') + "-2.5)\n" + text, c);
-    Variables pairs("yz");
+    Memory_Unit in({.buffer_size = 32}, "2*(1\n" + blanks(100) + ",\n" + blanks(200) + "-2.5)\n" + text);
     i32 numbers[500] = {};
-    ItemList items = pairs.items(), more;
-    EXPECT_EQ(in.read(items), 0);
-    EXPECT_EQ(pairs.text(), "(1,-2.5) (1,-2.5)");
-    more.array(ITM_INTEGER4, numbers, sizeof numbers).end();
-    EXPECT_EQ(in.read(more), 0);
+    EXPECT_EQ(in.get("yz"), "(1,-2.5) (1,-2.5)");
+    EXPECT_EQ(in.read(ItemList().array(ITM_INTEGER4, numbers, sizeof numbers)), 0);
     for (int i = 0; i < 500; ++i) EXPECT_EQ(numbers[i], i);
   }
   EXPECT_EQ(tamrun_test::vm_live_blocks(), blocks);

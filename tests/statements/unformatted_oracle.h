@@ -1,14 +1,24 @@
 // SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
 //
-// What the records of an unformatted file hold, told from its bytes at once and without a buffer.
+// What the records of an unformatted file hold, told from its bytes at once and without a buffer, and READ statements
+// held against it.
 #ifndef TAMRUN_TESTS_STATEMENTS_UNFORMATTED_ORACLE_H
 #define TAMRUN_TESTS_STATEMENTS_UNFORMATTED_ORACLE_H
 
+#include <string.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <memory>
 #include <string>
 
+#include "statements/for_rseq.h"
+#include "tamrun/hooks.h"
+#include "tamrun/item_list.h"
 #include "tamrun/lub.h"
 #include "tamrun/messages.h"
+#include "units/unit_table.h"
 
 /// The record at an offset. `code` 0: a READ that wants no more than `data` goes well and stands at `end`; otherwise the
 /// record is broken behind `data`, and a READ of it fails with `code`.
@@ -89,6 +99,15 @@ class Unf_Oracle {
     return record;
   }
 
+  Unf_Record stream(i64 at, i64 wanted) const {
+    Unf_Record record;
+    record.data = file_.substr(at);
+    record.end = at + wanted;
+    record.too_long = MSG_END_OF_FILE;
+    if (record.data.empty()) record.code = MSG_END_OF_FILE;
+    return record;
+  }
+
  private:
   i64 left(i64 at) const { return static_cast<i64>(file_.size()) - at; }
   i64 byte(i64 at) const { return static_cast<unsigned char>(file_[at]); }
@@ -104,6 +123,138 @@ class Unf_Oracle {
 
   const std::string& file_;
   bool big_endian_;
+};
+
+/// READ statements of chosen lengths on a file of a layout: each gets the data or the number that the oracle tells, the
+/// guard behind the buffer stays whole, and the buffer does not grow by what the file promises.
+class Unf_Reads {
+ public:
+  static constexpr int kStatements = 6, kUnit = 77;  ///< connected by nobody else
+  static constexpr i64 kLeastBuffer = 16;
+  enum Layout : u8 { kVariable, kSegmented, kLengthBytes, kFixed, kStream, kLayouts };
+
+  struct Choice {
+    u8 layout, buffer, fixed, flags;
+    u8 wanted[kStatements];
+  };
+
+  /// What went wrong; null: nothing did.
+  static const char* check(Choice choice, const std::string& file) {
+    choice.layout %= kLayouts;
+    return Unf_Reads(choice, file).run();
+  }
+
+ private:
+  Unf_Reads(const Choice& choice, const std::string& file)
+      : choice_(choice), file_(file), recl_(1 + choice.fixed % kLeastBuffer), oracle_(file_, choice.flags & 1) {}
+
+  /// Connects the unit for the file: the LUB stays in its table.
+  const char* connect() {
+    static const int fd = memfd_create("reads", 0);
+    if (ftruncate(fd, 0) != 0 || pwrite(fd, file_.data(), file_.size(), 0) < 0 || lseek(fd, 0, SEEK_SET) != 0)
+      return "no file";
+    constexpr u8 kTypes[] = {RECTYPE_VARIABLE, RECTYPE_SEGMENTED, RECTYPE_STREAM, RECTYPE_FIXED, RECTYPE_STREAM};
+    if (for__acquire_lun(kUnit, &lub_, nullptr, STMT_OPEN) != 0) return "the unit is held";
+    For_Lub& lub = *lub_;
+    lub.lub_fd = fd;
+    lub.lub_rectype = kTypes[choice_.layout];
+    lub.lub_stream_kind = choice_.layout == kLengthBytes ? STREAM_MS_UNF_SEQUENTIAL : STREAM_UNF_SEQUENTIAL;
+    lub.lub_next_rec = 1;
+    lub.lub_rec_bytes = recl_;
+    lub.lub_f_connected = lub.lub_f_unformatted = 1;
+    lub.lub_f_stream = choice_.layout == kStream;
+    lub.lub_f_sequential = !lub.lub_f_stream;
+    lub.lub_f_big_endian_words = choice_.flags & 1;
+    lub.lub_f_seekable = (choice_.flags & 2) == 0;
+    lub.lub_f_threshold_set = (choice_.flags & 4) != 0;
+    lub.lub_f_user_buffered = (choice_.flags & 8) != 0;
+    lub.lub_buffer_threshold = 1 + choice_.fixed;
+    lub.lub_f_check_file_mark = choice_.layout == kLengthBytes;
+    lub.lub_f_at_eof = lub.lub_f_read_ahead = 0;
+    lub.lub_file_pos = lub.lub_disk_pos = lub.lub_rec_buffered = lub.lub_read_ahead = 0;
+    lub.lub_a_read_next = lub.lub_a_rec_start = nullptr;
+    lub.lub_buffer_size = kLeastBuffer + choice_.buffer;
+    void* block = nullptr;
+    if (for__get_vm(lub.lub_buffer_size + sizeof kBufferGuard, 0, &block) != 0) return "no memory";
+    lub.lub_a_buffer = static_cast<u8*>(block);
+    memcpy(lub.lub_a_buffer + lub.lub_buffer_size, kBufferGuard, sizeof kBufferGuard);
+    lub.lub_a_cursor = lub.lub_a_read_end = lub.lub_a_rec_end = lub.lub_a_buffer;
+    return for__release_lun(kUnit) == 0 ? nullptr : "not released";
+  }
+
+  Unf_Record record_at(i64 at, i64 wanted) const {
+    switch (choice_.layout) {
+      case kVariable:
+        return oracle_.variable(at);
+      case kSegmented:
+        return oracle_.segmented(at);
+      case kLengthBytes:
+        return oracle_.length_bytes(at);
+      case kFixed:
+        return oracle_.fixed(at, recl_);
+      default:
+        return oracle_.stream(at, wanted);
+    }
+  }
+
+  /// One READ of a text of `wanted` bytes, or of its bytes one by one from its end: a section whose values do not lie
+  /// side by side.
+  static int read_text(char* text, i64 wanted, bool by_bytes) {
+    For_Context context{};
+    const u8 scalar[] = {ITM_CHARACTER, ACC_SCALAR, ITM_END_STATEMENT, 0};
+    const u8 section[] = {ITM_INTEGER1, ACC_SECTION, ITM_END_STATEMENT, 0};
+    const u8 nothing[] = {ITM_END_STATEMENT, 0};
+    const u64 address = reinterpret_cast<u64>(text);
+    u64 scalar_words[] = {static_cast<u64>(wanted), address};
+    u64 section_words[] = {1, address + wanted - 1, 1, static_cast<u64>(wanted), ~u64{0}};
+    const For_IO_Flags flags = iof_extended | iof_iostat;
+    if (wanted == 0) return for_read_seq(&context, kUnit, flags, nothing, scalar_words);
+    if (!by_bytes) return for_read_seq(&context, kUnit, flags, scalar, scalar_words);
+    const int code = for_read_seq(&context, kUnit, flags, section, section_words);
+    std::reverse(text, text + wanted);
+    return code;
+  }
+
+  static int told(int code) {
+    return code == MSG_END_OF_FILE || code == MSG_END_OF_FILE_ENCOUNTERED ? FOR_IOS_END : code;
+  }
+
+  const char* run() {
+    if (const char* wrong = connect()) return wrong;
+    const char* wrong = read_all();
+    if (lub_->lub_buffer_size > kLeastBuffer + choice_.buffer + 2 * static_cast<i64>(file_.size()))
+      wrong = "buffer too large";
+    if (memcmp(lub_->lub_a_buffer + lub_->lub_buffer_size, kBufferGuard, sizeof kBufferGuard) != 0)
+      wrong = "written behind the buffer";
+    for__free_vm(lub_->lub_a_buffer);
+    lub_->lub_a_buffer = nullptr;
+    return wrong;
+  }
+
+  const char* read_all() {
+    i64 at = 0;
+    for (int i = 0; i < kStatements; ++i) {
+      const i64 wanted = choice_.wanted[i];
+      const Unf_Record record = record_at(at, wanted);
+      const std::unique_ptr<char[]> text(new char[wanted + 1]());
+      const int code = read_text(text.get(), wanted, choice_.flags >> i % 4 & 16);
+      const bool fits = wanted <= static_cast<i64>(record.data.size());
+      const bool found_first = !fits && record.data_whole && code == record.too_long;
+      if (!found_first && code != told(record.code != 0 ? record.code : fits ? 0 : record.too_long)) return "result";
+      if (code == 0 && memcmp(text.get(), record.data.data(), wanted) != 0) return "data";
+      if (code == 0 && lub_->lub_file_pos != record.end) return "position";
+      // Behind a list that was too long the next record follows; behind any other failure nothing is promised.
+      if (code != 0 && (record.code != 0 || lub_->lub_f_stream || choice_.layout == kLengthBytes)) break;
+      at = record.end;
+    }
+    return nullptr;
+  }
+
+  Choice choice_;
+  const std::string& file_;
+  i64 recl_;
+  Unf_Oracle oracle_;
+  For_Lub* lub_ = nullptr;
 };
 
 #endif

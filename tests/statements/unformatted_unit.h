@@ -1,63 +1,32 @@
 // SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
 //
-// A unit that unformatted statements write and read, and the bytes that its file is to have.
+// A unit in memory for unformatted statements, and the bytes that its file is to have.
 #ifndef TAMRUN_TESTS_STATEMENTS_UNFORMATTED_UNIT_H
 #define TAMRUN_TESTS_STATEMENTS_UNFORMATTED_UNIT_H
 
-#include <gtest/gtest.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <functional>
 #include <string>
 
+#include "memory_unit.h"
 #include "records/buffer.h"
 #include "records/for_put_unf.h"
-#include "statements/for_rseq.h"
-#include "statements/for_wseq.h"
-#include "support/item_list.h"
-#include "support/unit.h"
 #include "tamrun/messages.h"
-
-using Build = std::function<void(ItemList&)>;
 
 /// A layout of the file under test.
 enum class Layout : u8 { variable, variable_big_endian, segmented, fixed, stream, length_bytes, binary };
 
 /// The connection that OPEN would make, with a buffer of a chosen size.
 inline Connection layout_connection(Layout layout, i64 buffer_size = 8192, i64 recl = 0) {
-  Connection c;
-  c.formatted = false;
-  c.cc = CC_NONE;
-  c.stream_kind = STREAM_UNF_SEQUENTIAL;
-  c.rectype = RECTYPE_VARIABLE;
+  constexpr u8 kRectypes[] = {RECTYPE_VARIABLE, RECTYPE_VARIABLE, RECTYPE_SEGMENTED, RECTYPE_FIXED,
+                              RECTYPE_STREAM,   RECTYPE_STREAM,   RECTYPE_STREAM};
+  Connection c = {.rectype = kRectypes[static_cast<int>(layout)], .cc = CC_NONE, .recl = recl};
+  c.stream_kind = layout == Layout::length_bytes ? STREAM_MS_UNF_SEQUENTIAL
+                  : layout == Layout::binary     ? STREAM_BIN_SEQUENTIAL
+                                                 : STREAM_UNF_SEQUENTIAL;
   c.buffer_size = buffer_size;
-  c.recl = recl;
-  switch (layout) {
-    case Layout::variable_big_endian:
-      c.big_endian = true;
-      break;
-    case Layout::segmented:
-      c.rectype = RECTYPE_SEGMENTED;
-      break;
-    case Layout::fixed:
-      c.rectype = RECTYPE_FIXED;
-      break;
-    case Layout::stream:
-      c.rectype = RECTYPE_STREAM;
-      c.stream = true;
-      break;
-    case Layout::length_bytes:
-      c.rectype = RECTYPE_STREAM;
-      c.stream_kind = STREAM_MS_UNF_SEQUENTIAL;
-      break;
-    case Layout::binary:
-      c.rectype = RECTYPE_STREAM;
-      c.stream_kind = STREAM_BIN_SEQUENTIAL;
-      break;
-    default:
-      break;
-  }
+  c.formatted = false;
+  c.stream = layout == Layout::stream;
+  c.big_endian = layout == Layout::variable_big_endian;
   return c;
 }
 
@@ -71,69 +40,50 @@ class Subrecord_Limit {
 };
 
 inline std::string word(i64 value, bool big_endian = false) {
-  u32 bits = static_cast<u32>(value);
-  if (big_endian) bits = __builtin_bswap32(bits);
-  return std::string(reinterpret_cast<const char*>(&bits), sizeof bits);
+  const u32 bits = static_cast<u32>(value);
+  return bytes_of(big_endian ? __builtin_bswap32(bits) : bits);
 }
 
 /// The file that holds one record in a layout, told without the library. `limit`: data bytes of a subrecord, or bytes
 /// of a segment.
 inline std::string encode(Layout layout, const std::string& data, i64 limit, i64 recl) {
   const i64 size = static_cast<i64>(data.size());
+  if (layout == Layout::stream || layout == Layout::binary) return data;
+  if (layout == Layout::fixed) return data + std::string(recl - size, '\0');
+  if (layout == Layout::length_bytes) limit = 128;
+  const bool big = layout == Layout::variable_big_endian;
   std::string file;
-  switch (layout) {
-    case Layout::variable:
-    case Layout::variable_big_endian:
-      for (i64 at = 0; at == 0 || at < size;) {
-        const i64 piece = std::min(limit, size - at);
-        const bool more = at + piece < size, big = layout == Layout::variable_big_endian;
-        file += word(more ? -piece : piece, big) + data.substr(at, piece) + word(at > 0 ? -piece : piece, big);
-        at += piece;
-        if (piece == 0) break;
-      }
-      return file;
-    case Layout::segmented:
-      for (i64 at = 0;;) {
-        const i64 piece = std::min(limit, size - at);
-        const i64 count = piece + 2;
-        const int control = (at == 0 ? 1 : 0) | (at + piece == size ? 2 : 0);
-        file += {static_cast<char>(count), static_cast<char>(count >> 8), static_cast<char>(control), 0};
-        file += data.substr(at, piece) + std::string(count % 2, '\0');
-        at += piece;
-        if (at == size) return file;
-      }
-    case Layout::fixed:
-      return data + std::string(recl - size, '\0');
-    case Layout::length_bytes:
-      for (i64 at = 0;;) {
-        const i64 piece = std::min<i64>(128, size - at);
-        const char byte = static_cast<char>(at + piece < size ? 129 : piece);
-        file += byte + data.substr(at, piece) + byte;
-        at += piece;
-        if (at == size) return file;
-      }
-    default:
-      return data;
+  for (i64 at = 0;;) {
+    const i64 piece = std::min(limit, size - at);
+    const bool first = at == 0, last = at + piece == size;
+    const std::string part = data.substr(at, piece);
+    at += piece;
+    if (layout == Layout::length_bytes) {
+      const char byte = static_cast<char>(last ? piece : 129);
+      file += byte + part + byte;
+    } else if (layout == Layout::segmented) {
+      const i64 count = piece + 2;
+      file += {static_cast<char>(count), static_cast<char>(count >> 8), static_cast<char>(first + 2 * last), 0};
+      file += part + std::string(count % 2, '\0');
+    } else {
+      file += word(last ? piece : -piece, big) + part + word(first ? piece : -piece, big);
+    }
+    if (last) return file;
   }
 }
 
-class Unf_Unit {
+class Unf_Unit : public Memory_Unit {
  public:
-  explicit Unf_Unit(const Connection& c, const std::string& file = "", int unit = 41)
-      : fd_(with_content(file)), unit_(unit, fd_, c) {
+  explicit Unf_Unit(const Connection& c, const std::string& file = "", int unit = 41) : Memory_Unit(c, file, unit) {
     lub().lub_f_check_file_mark = c.stream_kind == STREAM_MS_UNF_SEQUENTIAL;
     if (c.rectype == RECTYPE_SEGMENTED) lub().lub_rec_bytes = c.recl != 0 ? c.recl : 2048;
   }
 
-  int write(const Build& build, ControlList* control = nullptr) { return call(for_write_seq, build, control); }
-  int read(const Build& build, ControlList* control = nullptr) { return call(for_read_seq, build, control); }
-  int write_bytes(const std::string& data) {
-    return write([&](ItemList& l) { l.text(data); });
-  }
+  int write_bytes(const std::string& data) { return write(ItemList().text(data)); }
   /// Reads one text of a length; `code` gets what the statement returned.
-  std::string read_bytes(i64 length, int* code = nullptr) {
+  std::string read_bytes(i64 length, int* code = nullptr, const ControlList& control = {}) {
     std::string data(length, '?');
-    const int result = read([&](ItemList& l) { l.scalar(ITM_CHARACTER, data.data(), length); });
+    const int result = read(ItemList().scalar(ITM_CHARACTER, data.data(), length), kIostat, control);
     if (code != nullptr) *code = result;
     return data;
   }
@@ -141,7 +91,7 @@ class Unf_Unit {
   void rewind() {
     flush();
     EXPECT_EQ(for__flush_readahead(&lub(), 0), 0);
-    EXPECT_EQ(lseek(fd_, 0, SEEK_SET), 0);
+    EXPECT_EQ(lseek(fd(), 0, SEEK_SET), 0);
     lub().lub_file_pos = lub().lub_disk_pos = lub().lub_rec_buffered = 0;
     lub().lub_f_check_file_mark = lub().lub_stream_kind == STREAM_MS_UNF_SEQUENTIAL;
   }
@@ -151,33 +101,8 @@ class Unf_Unit {
   }
   std::string file() {
     flush();
-    return contents(fd_);
+    return contents(fd());
   }
-  For_Lub& lub() { return unit_.lub(); }
-  int fd() const { return fd_; }
-  int number() const { return unit_.number(); }
-  For_Context& context() { return ctx_; }
-
- private:
-  static int with_content(const std::string& file) {
-    const int fd = memory_file();
-    EXPECT_EQ(pwrite(fd, file.data(), file.size(), 0), static_cast<ssize_t>(file.size()));
-    return fd;
-  }
-  template <class Entry>
-  int call(Entry entry, const Build& build, ControlList* control) {
-    ItemList items;
-    build(items);
-    items.end();
-    const For_IO_Flags flags = iof_iostat | iof_extended | iof_f90_rtl;
-    if (control == nullptr) return entry(&ctx_, number(), flags, items.list(), items.args());
-    return entry(&ctx_, number(), flags | iof_control_list, items.list(), items.args(), control->list(),
-                 control->args());
-  }
-
-  int fd_;
-  Connected_Unit unit_;
-  For_Context ctx_{};
 };
 
 #endif

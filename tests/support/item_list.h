@@ -6,8 +6,8 @@
 
 #include <string.h>
 
-#include <deque>
 #include <initializer_list>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -21,7 +21,7 @@ struct Section_Dim {
   i64 lower, upper, stride;
 };
 
-/// An item list under construction. Values and texts passed by value are kept until the list goes.
+/// An item list under construction. Values and texts passed by value are kept until the list and its copies go.
 class ItemList {
  public:
   ItemList& int1(i8 v) { return inline_value(ITM_INTEGER1, v); }
@@ -43,8 +43,8 @@ class ItemList {
 
   /// A character item with a copy of the text.
   ItemList& text(const std::string& t) {
-    texts_.push_back(t);
-    return scalar(ITM_CHARACTER, texts_.back().data(), static_cast<i64>(t.size()));
+    texts_.push_back(std::make_shared<const std::string>(t));
+    return scalar(ITM_CHARACTER, texts_.back()->data(), static_cast<i64>(t.size()));
   }
   ItemList& scalar(u8 type, const void* p, i64 length) { return pair(type, ACC_SCALAR).word(length).pointer_word(p); }
   ItemList& pointer(u8 type, const void* p) { return pair(type, ACC_POINTER).pointer_word(p); }
@@ -76,6 +76,9 @@ class ItemList {
   ItemList& end() { return pair(ITM_END_STATEMENT, 0); }
   /// Ends this call; the statement goes on.
   ItemList& more() { return pair(ITM_END_CALL, 0); }
+  /// Ends the statement unless an end mark stands already.
+  ItemList& finish() { return empty() || pairs_[pairs_.size() - 2] > ITM_END_CALL ? end() : *this; }
+  bool empty() const { return pairs_.empty(); }
 
   const u8* list() const { return pairs_.data(); }
   /// The argument words. Never null, since a null pointer is a malformed list.
@@ -117,7 +120,7 @@ class ItemList {
 
   std::vector<u8> pairs_;
   std::vector<u64> words_;
-  std::deque<std::string> texts_;
+  std::vector<std::shared_ptr<const std::string>> texts_;
 };
 
 /// A control list under construction: keyed items in the order of the interface.
@@ -138,6 +141,7 @@ class ControlList {
     items_.end();
     return *this;
   }
+  bool empty() const { return items_.empty(); }
 
   const u8* list() const { return items_.list(); }
   void* args() { return items_.args(); }
@@ -150,13 +154,16 @@ class ControlList {
   ItemList items_;
 };
 
-/// Calls a first-call entry point, with the control list behind the fixed arguments when there is one.
-template <class Entry>
-int first_call(Entry entry, For_Context& ctx, int unit, For_IO_Flags flags, ItemList& items,
-               ControlList* control = nullptr) {
-  if (control == nullptr) return entry(&ctx, unit, flags, items.list(), items.args());
-  return entry(&ctx, unit, flags | iof_extended | iof_control_list, items.list(), items.args(), control->list(),
-               control->args());
+/// Calls a first-call entry point of a unit; `extra` follow the fixed arguments. A list without an end mark gets it, and
+/// a control list that is not empty goes with the call.
+template <class Entry, class... Extra>
+int first_call(Entry entry, For_Context& ctx, int unit, For_IO_Flags flags, ItemList items, ControlList control = {},
+               Extra... extra) {
+  items.finish();
+  if (control.empty()) return entry(&ctx, unit, flags, items.list(), items.args(), extra...);
+  control.end();
+  return entry(&ctx, unit, flags | iof_extended | iof_control_list, items.list(), items.args(), extra...,
+               control.list(), control.args());
 }
 
 /// Flags that a Fortran 90 program passes: IOSTAT= is given, so that a failure comes back as a value.
