@@ -203,14 +203,10 @@ class Random_Direct_Unit {
   }
   void inquire() {
     i64 bytes = -7, next = -7;
+    ItemList items = ItemList().pointer(ITM_INTEGER8, &next).pair(KEY_NEXTREC, 0);
+    items.pointer(ITM_INTEGER8, &bytes).pair(KEY_SIZE, 0).end();
     For_Context ctx{};
-    ASSERT_EQ(first_call(for_inquire, ctx, kUnit, flags_,
-                         ItemList()
-                             .pointer(ITM_INTEGER8, &next)
-                             .pair(KEY_NEXTREC, 0)
-                             .pointer(ITM_INTEGER8, &bytes)
-                             .pair(KEY_SIZE, 0)),
-              0);
+    ASSERT_EQ(for_inquire(&ctx, kUnit, flags_, items.list(), items.args()), 0);
     EXPECT_EQ(next, next_);
     EXPECT_EQ(bytes, count() * size());
   }
