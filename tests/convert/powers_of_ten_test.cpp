@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
 //
-// Every row of the tables of powers of ten against exact arithmetic, and every entry of the maps against its rule.
+// Every row of the tables of powers of ten against exact arithmetic, every entry of the maps against its rule, and what
+// is composed of rows against the error that its roundings may leave.
 #include "convert/powers_of_ten.h"
 
 #include "convert/decimal_scale.h"
+#include "convert/power_product.h"
 #include "support/big_integer.h"
 
 #include <gtest/gtest.h>
@@ -11,7 +13,6 @@
 #include <math.h>
 
 #include <algorithm>
-#include <vector>
 
 namespace {
 
@@ -26,18 +27,19 @@ constexpr int kHuge128[] = {55, 110, 165, 219, 275, 315, 369, 425, 478, 534};
 struct Distance {
   Big_Integer error, unit;
   bool below;  // the row is less than 10^n
-  bool at_most(u64 num, u64 den) const {
+  bool at_most(u64 percent) const {
     Big_Integer e = error, u = unit;
-    e.multiply(den);
-    u.multiply(num);
+    e.multiply(100);
+    u.multiply(percent);
     return compare(e, u) <= 0;
   }
 };
 
-Distance distance(u64 high, u64 low, int bits, int bexp, int n) {
-  Big_Integer row = Big_Integer::from_words(high, low), unit(1), exact(1);
+Distance distance(unsigned __int128 mantissa, int bits, int bexp, int n) {
+  Big_Integer row = Big_Integer::from_words(static_cast<u64>(mantissa >> 64), static_cast<u64>(mantissa)), unit(1),
+              exact(1);
   (n < 0 ? row : exact) = (n < 0 ? row : exact) * Big_Integer::power_of_ten(abs(n));
-  if (n < 0) unit = unit * Big_Integer::power_of_ten(-n);
+  if (n < 0) unit = Big_Integer::power_of_ten(-n);
   const int shift = bexp - bits;
   if (shift >= 0) {
     row = row << shift, unit = unit << shift;
@@ -48,105 +50,90 @@ Distance distance(u64 high, u64 low, int bits, int bexp, int n) {
   return {below ? exact - row : row - exact, unit, below};
 }
 
-void expect_nearest(u64 high, u64 low, int bits, int bexp, int n) {
-  EXPECT_NE((bits == 128 ? high : low) >> 63, 0u) << n;
-  EXPECT_TRUE(distance(high, low, bits, bexp, n).at_most(1, 2)) << bits << " bits, 10^" << n;
+/// The top bit is set, and the error is a part of the last place.
+void expect_close(unsigned __int128 mantissa, int bits, int bexp, int n, u64 percent) {
+  EXPECT_EQ(static_cast<u64>(mantissa >> (bits - 1)), 1u) << n;
+  EXPECT_TRUE(distance(mantissa, bits, bexp, n).at_most(percent)) << bits << " bits, 10^" << n;
 }
+
+constexpr u64 kNearest = 50;
 
 void expect_nearest(double value, int n) {
   int bexp;
   const double fraction = frexp(value, &bexp);
-  EXPECT_TRUE(distance(0, static_cast<u64>(ldexp(fraction, 53)), 53, bexp, n).at_most(1, 2)) << "10^" << n;
+  expect_close(static_cast<u64>(ldexp(fraction, 53)), 53, bexp, n, kNearest);
 }
 
-template <size_t Rows>
-void expect_map(const u16* map, size_t entries, const int (&exponents)[Rows], bool tiny,
-                std::vector<std::pair<size_t, int>> exceptions = {}) {
-  for (size_t i = 0; i < entries; ++i) {
-    int row = 0;
-    if (tiny) {
-      row = std::find_if(exponents, exponents + Rows, [&](int p) { return p >= 8 * static_cast<int>(i); }) - exponents;
-    } else {
-      while (row + 1 < static_cast<int>(Rows) && exponents[row + 1] <= 8 * static_cast<int>(i)) ++row;
-    }
-    for (auto [index, special] : exceptions) {
-      if (index == i) row = special;
-    }
-    ASSERT_LT(row, static_cast<int>(Rows));
-    EXPECT_EQ(map[i], exponents[row] << 5 | row) << (tiny ? "tiny " : "huge ") << i;
-  }
-}
+unsigned __int128 wide(const u64 (&row)[2]) { return static_cast<unsigned __int128>(row[1]) << 64 | row[0]; }
 
-TEST(PowersOfTen, Words) {
-  u64 power = 1;
-  for (int n = 0; n < 20; ++n, power *= 10) EXPECT_EQ(cvtas_pten_word[n], power);
-}
-
-TEST(PowersOfTen, DoublesAreNearest) {
+TEST(PowersOfTen, RowsOfDoubles) {
   for (int n = -47; n <= 47; ++n) expect_nearest(cvtas_pten_t[n + kNearPower], n);
   EXPECT_EQ(cvtas_pten_t[95], 0.0);
   for (size_t i = 0; i < std::size(kTinyT); ++i) expect_nearest(cvtas_tiny_pten_t[i], -kTinyT[i]);
   for (size_t i = 0; i < std::size(kHugeT); ++i) expect_nearest(cvtas_huge_pten_t[i], kHugeT[i]);
 }
 
-TEST(PowersOfTen, WordsOf64BitsAreNearest) {
+TEST(PowersOfTen, RowsOf64Bits) {
+  constexpr u64 kSparse = 30;  // per cent
+  for (int n = 0; n < 20; ++n) EXPECT_TRUE(Big_Integer(cvtas_pten_word[n]) == Big_Integer::power_of_ten(n));
   for (int n = -47; n <= 47; ++n) {
-    expect_nearest(0, cvtas_pten_64[n + kNearPower], 64, cvtas_pten_64_bexp[n + kNearPower], n);
-    if (n >= 0 && n <= 27) {
-      EXPECT_TRUE(distance(0, cvtas_pten_64[n + 47], 64, cvtas_pten_64_bexp[n + 47], n).error.is_zero()) << n;
-    }
+    const int i = n + kNearPower;
+    expect_close(cvtas_pten_64[i], 64, cvtas_pten_64_bexp[i], n, n >= 0 && n <= 27 ? 0 : kNearest);
   }
   for (size_t i = 0; i < std::size(kTiny64); ++i) {
-    EXPECT_NE(cvtas_tiny_pten_64[i] >> 63, 0u);
-    EXPECT_TRUE(distance(0, cvtas_tiny_pten_64[i], 64, cvtas_tiny_pten_64_bexp[i], -kTiny64[i]).at_most(3, 10)) << i;
+    expect_close(cvtas_tiny_pten_64[i], 64, cvtas_tiny_pten_64_bexp[i], -kTiny64[i], kSparse);
   }
   for (size_t i = 0; i < std::size(kHuge64); ++i) {
-    EXPECT_NE(cvtas_huge_pten_64[i] >> 63, 0u);
-    EXPECT_TRUE(distance(0, cvtas_huge_pten_64[i], 64, cvtas_huge_pten_64_bexp[i], kHuge64[i]).at_most(3, 10)) << i;
+    expect_close(cvtas_huge_pten_64[i], 64, cvtas_huge_pten_64_bexp[i], kHuge64[i], kSparse);
   }
 }
 
-TEST(PowersOfTen, WordsOf128BitsAreNearest) {
+TEST(PowersOfTen, RowsOf128Bits) {
+  constexpr u64 kSparse = 25;
   for (int n = -27; n <= -1; ++n) {
-    expect_nearest(cvtas_pten_128[n + 27][1], cvtas_pten_128[n + 27][0], 128, cvtas_pten_128_bexp[n + 27], n);
+    expect_close(wide(cvtas_pten_128[n + 27]), 128, cvtas_pten_128_bexp[n + 27], n, kNearest);
   }
   for (int i = 0; i < 10; ++i) {
-    const u64 *tiny = cvtas_tiny_pten_128[i], *huge = cvtas_huge_pten_128[i];
-    EXPECT_NE(tiny[1] >> 63 & huge[1] >> 63, 0u);
-    EXPECT_TRUE(distance(tiny[1], tiny[0], 128, cvtas_tiny_pten_128_bexp[i], -kTiny128[i]).at_most(1, 4)) << i;
-    EXPECT_TRUE(distance(huge[1], huge[0], 128, cvtas_huge_pten_128_bexp[i], kHuge128[i]).at_most(1, 4)) << i;
+    expect_close(wide(cvtas_tiny_pten_128[i]), 128, cvtas_tiny_pten_128_bexp[i], -kTiny128[i], kSparse);
+    expect_close(wide(cvtas_huge_pten_128[i]), 128, cvtas_huge_pten_128_bexp[i], kHuge128[i], kSparse);
   }
   for (int i = 0; i < 4; ++i) {
-    const u64 *tiny = cvtas_tiny_tiny_pten_128[i], *huge = cvtas_huge_huge_pten_128[i];
-    expect_nearest(tiny[1], tiny[0], 128, cvtas_tiny_tiny_pten_128_bexp[i], -(512 << i));
-    expect_nearest(huge[1], huge[0], 128, cvtas_huge_huge_pten_128_bexp[i], 512 << i);
+    expect_close(wide(cvtas_tiny_tiny_pten_128[i]), 128, cvtas_tiny_tiny_pten_128_bexp[i], -(512 << i), kNearest);
+    expect_close(wide(cvtas_huge_huge_pten_128[i]), 128, cvtas_huge_huge_pten_128_bexp[i], 512 << i, kNearest);
+  }
+}
+
+// A tiny map names the first row at or beyond 8 times the index, a huge one the last row that is not beyond it.
+template <size_t Entries, size_t Rows>
+void expect_map(const u16 (&map)[Entries], const int (&exponents)[Rows], bool tiny) {
+  for (size_t i = 0; i < Entries; ++i) {
+    const int n = 8 * static_cast<int>(i);
+    int row = static_cast<int>((tiny ? std::lower_bound(exponents, exponents + Rows, n)
+                                     : std::max(std::upper_bound(exponents, exponents + Rows, n), exponents + 1) - 1) -
+                               exponents);
+    if (&map[0] == cvtas_tiny_pten_t_map && i >= 39) row = static_cast<int>(i) - 24;  // rows of denormals
+    if (&map[0] == cvtas_huge_pten_t_map && i == 23) row = 7;
+    EXPECT_EQ(map[i], exponents[row] << 5 | row) << (tiny ? "tiny " : "huge ") << i;
   }
 }
 
 TEST(PowersOfTen, Maps) {
-  expect_map(cvtas_tiny_pten_t_map, std::size(cvtas_tiny_pten_t_map), kTinyT, true, {{39, 15}, {40, 16}});
-  expect_map(cvtas_huge_pten_t_map, std::size(cvtas_huge_pten_t_map), kHugeT, false, {{23, 7}});
-  expect_map(cvtas_tiny_pten_64_map, std::size(cvtas_tiny_pten_64_map), kTiny64, true);
-  expect_map(cvtas_huge_pten_64_map, std::size(cvtas_huge_pten_64_map), kHuge64, false);
-  expect_map(cvtas_tiny_pten_128_map, std::size(cvtas_tiny_pten_128_map), kTiny128, true);
-  expect_map(cvtas_huge_pten_128_map, std::size(cvtas_huge_pten_128_map), kHuge128, false);
+  expect_map(cvtas_tiny_pten_t_map, kTinyT, true);
+  expect_map(cvtas_huge_pten_t_map, kHugeT, false);
+  expect_map(cvtas_tiny_pten_64_map, kTiny64, true);
+  expect_map(cvtas_huge_pten_64_map, kHuge64, false);
+  expect_map(cvtas_tiny_pten_128_map, kTiny128, true);
+  expect_map(cvtas_huge_pten_128_map, kHuge128, false);
 }
 
-// What remains beside a sparse row must lie in the small table of the same precision.
-TEST(PowersOfTen, SplitsLeaveASmallPower) {
-  for (int n = 48; n <= 345; ++n) {
-    const Power_Row below = power_row_below(cvtas_huge_pten_64_map, n);
-    const Power_Row above = power_row_above(cvtas_tiny_pten_64_map, n);
-    EXPECT_TRUE(below.exponent <= n && n - below.exponent <= 28) << n;
-    EXPECT_TRUE(above.exponent >= n && above.exponent - n <= 28) << n;
+TEST(PowersOfTen, ProductsOfRows) {
+  for (int n = kMinPower64; n <= kMaxPower64; ++n) {
+    const Scaled_64 power = power_of_ten_64(n);
+    expect_close(power.mantissa, 64, power.exponent, n, 80);
   }
-  for (int n = 55; n <= 534; ++n) {
-    const Power_Row below = power_row_below(cvtas_huge_pten_128_map, n);
-    EXPECT_TRUE(below.exponent <= n && n - below.exponent <= 55) << n;
-  }
-  for (int n = 28; n <= 534; ++n) {
-    const Power_Row above = power_row_above(cvtas_tiny_pten_128_map, n);
-    EXPECT_TRUE(above.exponent >= n && above.exponent - n <= 55) << n;
+  for (int n = kMinPower128; n <= kMaxPower128; n += n < -600 || n > 600 ? 7 : 1) {
+    const Scaled_128 power = power_of_ten_128(n);
+    expect_close(power.mantissa, 128, power.exponent, n, n >= -534 && n <= 534 ? 65 : 280);
   }
 }
 
@@ -154,7 +141,7 @@ TEST(PowersOfTen, DecimalScaleIsRoundedUp) {
   for (int n = kDecimalScaleFirst; n <= kDecimalScaleLast; ++n) {
     const Decimal_Scale& row = decimal_scale(n);
     EXPECT_NE(row.high >> 63, 0u) << n;
-    const Distance d = distance(row.high, row.low, 128, decimal_scale_bexp(n), n);
+    const Distance d = distance(wide({row.low, row.high}), 128, decimal_scale_bexp(n), n);
     EXPECT_EQ(d.error.is_zero(), n >= 0 && n <= kDecimalScaleLastExact) << n;
     EXPECT_FALSE(d.below) << n;
     EXPECT_TRUE(d.error < d.unit) << n;

@@ -8,7 +8,9 @@
 #include "tamrun/types.h"
 
 #include <math.h>
+#include <string.h>
 
+#include <algorithm>
 #include <string>
 
 enum class Rounding { nearest, zero, down, up, away };
@@ -20,11 +22,33 @@ struct Binary_Value {
   bool negative;
 };
 
+/// Any finite value but zero; narrower formats are exact in this one.
+inline Binary_Value binary_value(__float128 value) {
+  constexpr int kFraction = 112, kBias = 16383;
+  unsigned __int128 bits;
+  memcpy(&bits, &value, sizeof bits);
+  const int biased = static_cast<int>(bits >> kFraction) & 0x7FFF;
+  const unsigned __int128 hidden = static_cast<unsigned __int128>(1) << kFraction, fraction = bits & (hidden - 1);
+  return {biased != 0 ? hidden | fraction : fraction, std::max(biased, 1) - kBias - kFraction, bits >> 127 != 0};
+}
+
 /// 0.d1d2... * 10^exponent; no digits: zero.
 struct Decimal_Value {
   std::string digits;
   int exponent;
 };
+
+/// One more in the last digit. A carry out of the first one adds a digit and moves the point.
+inline void round_up(Decimal_Value& value) {
+  int i = static_cast<int>(value.digits.size()) - 1;
+  for (; i >= 0 && value.digits[i] == '9'; --i) value.digits[i] = '0';
+  if (i >= 0) {
+    ++value.digits[i];
+  } else {
+    value.digits.insert(0, 1, '1');
+    ++value.exponent;
+  }
+}
 
 class Exact_Decimal {
  public:
@@ -82,14 +106,7 @@ class Exact_Decimal {
     }
     if (!up) return result;
     if (count < 0) return {"1", exponent_ - count + 1};
-    int i = count - 1;
-    for (; i >= 0 && result.digits[i] == '9'; --i) result.digits[i] = '0';
-    if (i >= 0) {
-      ++result.digits[i];
-    } else {
-      result.digits.insert(0, 1, '1');
-      ++result.exponent;
-    }
+    round_up(result);
     return result;
   }
 
