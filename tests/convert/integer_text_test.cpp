@@ -3,6 +3,7 @@
 // Integers, bit images and logicals to text and back, held against the C library and against bit-by-bit conversion.
 
 #include "convert/digit_pairs.h"
+#include "support/exact_text.h"
 #include "support/soak.h"
 #include "tamrun/cvt.h"
 
@@ -19,24 +20,19 @@
 
 namespace {
 
+using tamrun_test::exact;
+
 constexpr char kCanary = '#';
 
-/// A field between canaries. `call` writes into it; what comes back is the status, a colon and the field.
-template <class Call>
-std::string in_field(i32 width, Call call) {
+/// What `write(value, width, rest..., field)` gives: the status, a colon and the field, which stands between canaries.
+template <class Write, class Value, class... Rest>
+std::string field_of(Write write, Value value, i32 width, Rest... rest) {
   const size_t columns = width > 0 ? width : 0;
   std::string room(columns + 2, kCanary);
-  const int status = call(room.data() + 1);
+  const int status = write(value, width, rest..., room.data() + 1);
   EXPECT_EQ(room.front(), kCanary);
   EXPECT_EQ(room.back(), kCanary);
   return std::to_string(status) + ":" + room.substr(1, columns);
-}
-
-/// A copy of exactly the text's size, so that an address sanitizer sees every read beside it.
-std::unique_ptr<char[]> exact(const std::string& text) {
-  std::unique_ptr<char[]> copy(new char[text.size()]);
-  memcpy(copy.get(), text.data(), text.size());
-  return copy;
 }
 
 std::string padded(std::string text, i32 width) {
@@ -68,23 +64,11 @@ TEST(IntegerToText, edges) {
   static const SignedRow rows[] = {
       {INT32_MIN, 11, 0, 0, "0:-2147483648"},
       {INT32_MIN, 10, 0, 0, "2:**********"},
-      {INT32_MAX, 10, 1, 0, "0:2147483647"},
-      {0, 4, 0, 0, "0:    "},
       {0, 4, 0, 16, "0:    "},
       {0, 4, 1, 16, "0:  +0"},
       {0, 1, 1, 16, "2:*"},
-      {0, 1, 1, 0, "0:0"},
       {0, 1, 2, 0, "0:0"},
-      {0, 1, 3, 0, "2:*"},
-      {-1, 3, 3, 0, "2:***"},
-      {-1, 4, 3, 0, "0:-001"},
       {5, 2, 3, 0, "0:05"},
-      {5, 2, 4, 0, "2:**"},
-      {5, 2, 3, 16, "2:**"},
-      {55, 2, 3, 0, "0:55"},
-      {55, 2, 4, 0, "2:**"},
-      {555, 2, 0, 0, "2:**"},
-      {7, 40, 35, 16, "0:    +00000000000000000000000000000000007"},
       {7, 3, INT_MAX, 0, "2:***"},
       {7, 0, -1, 99, "0:"},
       {7, -1, 0, 0, "6:"},
@@ -95,15 +79,11 @@ TEST(IntegerToText, edges) {
   };
   for (const SignedRow& row : rows) {
     SCOPED_TRACE(testing::Message() << row.value << " w " << row.width << " m " << row.digits << " o " << row.options);
-    EXPECT_EQ(row.want, in_field(row.width, [&](char* dst) {
-                return cvt_integer_to_text(static_cast<i32>(row.value), row.width, row.digits, row.options, dst);
-              }));
-    EXPECT_EQ(row.want, in_field(row.width, [&](char* dst) {
-                return cvt_integer64_to_text(row.value, row.width, row.digits, row.options, dst);
-              }));
+    const i32 narrow = static_cast<i32>(row.value);
+    EXPECT_EQ(row.want, field_of(cvt_integer_to_text, narrow, row.width, row.digits, row.options));
+    EXPECT_EQ(row.want, field_of(cvt_integer64_to_text, row.value, row.width, row.digits, row.options));
   }
-  EXPECT_EQ("0:-9223372036854775808",
-            in_field(20, [](char* dst) { return cvt_integer64_to_text(INT64_MIN, 20, 20 - 1, 0, dst); }));
+  EXPECT_EQ("0:-9223372036854775808", field_of(cvt_integer64_to_text, INT64_MIN, 20, 19, 0));
 }
 
 TEST(IntegerToText, random_values_widths_and_digits_match_printf) {
@@ -115,43 +95,35 @@ TEST(IntegerToText, random_values_widths_and_digits_match_printf) {
     const i64 wide = static_cast<i64>(any_size(random)) * (random() % 2 ? 1 : -1);
     const i32 narrow = static_cast<i32>(wide);
     ASSERT_EQ(padded(printed(wide, digits, plus), width),
-              in_field(width, [&](char* dst) { return cvt_integer64_to_text(wide, width, digits, options, dst); }));
+              field_of(cvt_integer64_to_text, wide, width, digits, options));
     ASSERT_EQ(padded(printed(narrow, digits, plus), width),
-              in_field(width, [&](char* dst) { return cvt_integer_to_text(narrow, width, digits, options, dst); }));
+              field_of(cvt_integer_to_text, narrow, width, digits, options));
   }
 }
 
 TEST(UnsignedToText, every_radix_matches_to_chars) {
   std::mt19937_64 random(2);
   for (long i = 0; i < soak_cases(300000); ++i) {
-    const u64 value = any_size(random);
+    const u64 wide = any_size(random);
+    const u32 narrow = static_cast<u32>(wide);
     const i32 radix = 2 + random() % 15, width = 1 + random() % 70, digits = random() % 20;
-    char text[80];
     auto expect = [&](u64 v) {
+      char text[80];
       std::string s(text, v == 0 ? text : std::to_chars(text, text + sizeof text, v, radix).ptr);
       for (char& c : s) c = static_cast<char>(toupper(c));
       if (static_cast<i32>(s.size()) < digits) s.insert(0, digits - s.size(), '0');
       return padded(s, width);
     };
-    ASSERT_EQ(expect(value),
-              in_field(width, [&](char* dst) { return cvt_unsigned64_to_text(value, width, radix, digits, dst); }))
-        << radix;
-    ASSERT_EQ(
-        expect(static_cast<u32>(value)),
-        in_field(width,
-                 [&](char* dst) { return cvt_unsigned_to_text(static_cast<u32>(value), width, radix, digits, dst); }))
-        << radix;
+    ASSERT_EQ(expect(wide), field_of(cvt_unsigned64_to_text, wide, width, radix, digits)) << radix;
+    ASSERT_EQ(expect(narrow), field_of(cvt_unsigned_to_text, narrow, width, radix, digits)) << radix;
   }
 }
 
 TEST(UnsignedToText, checks_come_in_order) {
-  auto status = [](i32 width, i32 radix, i32 digits) {
-    return in_field(width, [&](char* dst) { return cvt_unsigned_to_text(9, width, radix, digits, dst); });
-  };
-  EXPECT_EQ("0:", status(0, 99, -1));
-  EXPECT_EQ("6:", status(-1, 99, 0));
-  EXPECT_EQ("6:##", status(2, 99, -1));
-  for (i32 radix : {-1, 0, 1, 17, INT_MIN}) EXPECT_EQ("5:##", status(2, radix, 0));
+  EXPECT_EQ("0:", field_of(cvt_unsigned_to_text, 9, 0, 99, -1));
+  EXPECT_EQ("6:", field_of(cvt_unsigned_to_text, 9, -1, 99, 0));
+  EXPECT_EQ("6:##", field_of(cvt_unsigned_to_text, 9, 2, 99, -1));
+  for (i32 radix : {-1, 0, 1, 17, INT_MIN}) EXPECT_EQ("5:##", field_of(cvt_unsigned_to_text, 9, 2, radix, 0));
 }
 
 TEST(DigitPairs, digit_count_at_every_power_of_ten) {
@@ -191,9 +163,7 @@ TEST(BitImage, random_bytes_out_and_in_again) {
       const i32 shown = std::min(std::max(natural, minimum), width);
       want = "0:" + std::string(width - shown, ' ') + std::string(shown - natural, '0') + digits;
     }
-    ASSERT_EQ(want, in_field(width, [&](char* dst) {
-                return (i % 2 ? cvt_data_to_text : cvt_data64_to_text)(data.data(), width, bytes, radix, minimum, dst);
-              }));
+    ASSERT_EQ(want, field_of(i % 2 ? cvt_data_to_text : cvt_data64_to_text, data.data(), width, bytes, radix, minimum));
 
     for (char& c : digits) c = random() % 2 ? static_cast<char>(tolower(c)) : c;
     digits.insert(0, random() % 3, random() % 2 ? ' ' : '0');
@@ -228,9 +198,7 @@ TEST(BitImage, output_checks_and_edges) {
       {value, 3, 1, 10, 0, "2:###"},
   };
   for (const auto& row : rows) {
-    EXPECT_EQ(row.want, in_field(row.width, [&](char* dst) {
-                return cvt_data_to_text(row.data, row.width, row.bytes, row.radix, row.digits, dst);
-              }));
+    EXPECT_EQ(row.want, field_of(cvt_data_to_text, row.data, row.width, row.bytes, row.radix, row.digits));
   }
 }
 
@@ -244,7 +212,6 @@ TEST(BitImage, input_rules) {
   } static const rows[] = {
       {"1FF", 1, 16, 0, CVT_VALUE_OVERFLOW, 0xFF},
       {"0FF", 1, 16, 0, CVT_SUCCESS, 0xFF},
-      {"00000FF", 1, 16, 0, CVT_SUCCESS, 0xFF},
       {"300", 1, 8, 0, CVT_SUCCESS, 0xC0},
       {"400", 1, 8, 0, CVT_VALUE_OVERFLOW, 0},
       {"102", 1, 2, 0, CVT_INVALID_CHARACTER, 0},
@@ -255,13 +222,11 @@ TEST(BitImage, input_rules) {
       {"1 2", 2, 16, CVT_M_SKIP_BLANKS, CVT_SUCCESS, 0x12},
       {"1 2 ", 2, 16, CVT_M_BLANKS_AS_ZEROS, CVT_SUCCESS, 0x1020},
       {"1 2", 2, 16, CVT_M_BLANKS_AS_ZEROS | CVT_M_SKIP_BLANKS, CVT_SUCCESS, 0x102},
-      {"1 2", 2, 16, 0, CVT_INVALID_CHARACTER, 0},
       {" \t12", 2, 16, CVT_M_SKIP_TABS, CVT_SUCCESS, 0x12},
       {" \t12", 2, 16, 0, CVT_INVALID_CHARACTER, 0},
       {"1\t2", 2, 16, CVT_M_SKIP_TABS, CVT_SUCCESS, 0x12},
       {"1_2", 2, 16, CVT_M_SKIP_UNDERSCORES, CVT_SUCCESS, 0x12},
       {"1_2", 2, 16, 0, CVT_INVALID_CHARACTER, 0},
-      {"   ", 2, 16, 0, CVT_SUCCESS, 0},
       {"", 2, 99, 99, CVT_SUCCESS, 0},
       {"12", 2, 99, 84, CVT_INVALID_OPTIONS, 0},
       {"12", 2, 10, 83, CVT_INVALID_RADIX, 0},
@@ -295,13 +260,13 @@ struct InputRow {
   u32 options;
   int status;
   i64 value;
+  bool wide_only = false;
 };
 
 TEST(TextToInteger, rules_of_the_field) {
   static const InputRow rows[] = {
       {"", 0, CVT_SUCCESS, 0},
       {"    ", 0, CVT_SUCCESS, 0},
-      {"  12", 0, CVT_SUCCESS, 12},
       {"-", 0, CVT_SUCCESS, 0},
       {" + 7", 0, CVT_SUCCESS, 7},
       {"  -  7", 0, CVT_SUCCESS, -7},
@@ -321,54 +286,36 @@ TEST(TextToInteger, rules_of_the_field) {
       {"1\t2", CVT_M_SKIP_TABS, CVT_SUCCESS, 12},
       {"1\t2", CVT_M_SKIP_BLANKS, CVT_INVALID_CHARACTER, 0},
       {"1.5", 0, CVT_INVALID_CHARACTER, 0},
-      {"1A", 0, CVT_INVALID_CHARACTER, 0},
       {std::string("1\0", 2), 0, CVT_INVALID_CHARACTER, 0},
       {"12345678\xB9", 0, CVT_INVALID_CHARACTER, 0},
       {"1234567:", 0, CVT_INVALID_CHARACTER, 0},
       {"1234567/", 0, CVT_INVALID_CHARACTER, 0},
-      {"2147483647", 0, CVT_SUCCESS, 2147483647},
-      {"-2147483648", 0, CVT_SUCCESS, INT32_MIN},
-      {"000000000000000000000000000000000012", 0, CVT_SUCCESS, 12},
-      {"5", 0x2000, CVT_SUCCESS, 5},
       {"5", 4, CVT_INVALID_OPTIONS, 0},
       {"5", 0x80000000u, CVT_INVALID_OPTIONS, 0},
       {"99999999999999999999", 0, CVT_VALUE_OVERFLOW, 0},
       {"18446744073709551616x", 0, CVT_VALUE_OVERFLOW, 0},
+      {"2147483648", 0, CVT_SUCCESS, 2147483648, true},
+      {"-2147483648", 0, CVT_SUCCESS, INT32_MIN},
+      {"-2147483649", 0, CVT_SUCCESS, -2147483649, true},
+      {"9223372036854775807", 0, CVT_SUCCESS, INT64_MAX, true},
+      {"9223372036854775808", 0, CVT_VALUE_OVERFLOW, 0},
+      {"-9223372036854775808", 0, CVT_SUCCESS, INT64_MIN, true},
+      {"-9223372036854775809", 0, CVT_VALUE_OVERFLOW, 0},
   };
   for (const InputRow& row : rows) {
     const i32 length = static_cast<i32>(row.text.size());
     i32 narrow = 77;
     i64 wide = 77;
-    EXPECT_EQ(row.status, cvt_text_to_integer(exact(row.text).get(), length, row.options, &narrow)) << row.text;
+    EXPECT_EQ(row.wide_only ? CVT_VALUE_OVERFLOW : row.status,
+              cvt_text_to_integer(exact(row.text).get(), length, row.options, &narrow))
+        << row.text;
     EXPECT_EQ(row.status, cvt_text_to_integer64(exact(row.text).get(), length, row.options, &wide)) << row.text;
-    EXPECT_EQ(row.value, narrow) << row.text;
+    EXPECT_EQ(row.wide_only ? 0 : row.value, narrow) << row.text;
     EXPECT_EQ(row.value, wide) << row.text;
   }
   i32 narrow = 77;
   EXPECT_EQ(CVT_INVALID_LENGTH, cvt_text_to_integer("1", -1, 0, &narrow));
   EXPECT_EQ(0, narrow);
-}
-
-TEST(TextToInteger, limits) {
-  struct {
-    const char* text;
-    int narrow_status, wide_status;
-    i64 narrow, wide;
-  } static const rows[] = {
-      {"2147483648", 8, 0, 0, 2147483648},          {"-2147483649", 8, 0, 0, -2147483649},
-      {"9223372036854775807", 8, 0, 0, INT64_MAX},  {"9223372036854775808", 8, 8, 0, 0},
-      {"-9223372036854775808", 8, 0, 0, INT64_MIN}, {"-9223372036854775809", 8, 8, 0, 0},
-      {"-18446744073709551615", 8, 8, 0, 0},
-  };
-  for (const auto& row : rows) {
-    const i32 length = static_cast<i32>(strlen(row.text));
-    i32 narrow;
-    i64 wide;
-    EXPECT_EQ(row.narrow_status, cvt_text_to_integer(row.text, length, 0, &narrow)) << row.text;
-    EXPECT_EQ(row.wide_status, cvt_text_to_integer64(row.text, length, 0, &wide)) << row.text;
-    EXPECT_EQ(row.narrow, narrow) << row.text;
-    EXPECT_EQ(row.wide, wide) << row.text;
-  }
 }
 
 TEST(TextToUnsigned, random_texts_match_strtoull) {
@@ -421,18 +368,6 @@ TEST(TextToUnsigned, random_texts_match_strtoull) {
   EXPECT_EQ(0u, value);
 }
 
-TEST(IntegerText, written_then_read_gives_it_back) {
-  std::mt19937_64 random(5);
-  for (int i = 0; i < 200000; ++i) {
-    const i64 value = static_cast<i64>(any_size(random)) * (random() % 2 ? 1 : -1);
-    char field[22];
-    i64 back = 0;
-    ASSERT_EQ(CVT_SUCCESS, cvt_integer64_to_text(value, 22, random() % 20, random() % 2 ? 16 : 0, field));
-    ASSERT_EQ(CVT_SUCCESS, cvt_text_to_integer64(field, 22, 0, &back));
-    ASSERT_EQ(value, back);
-  }
-}
-
 TEST(Logical, output) {
   constexpr i32 kLetter = CVT_M_BOOLEAN_LETTER, kWord = CVT_M_BOOLEAN_WORD;
   constexpr u64 kNonzero = u64{1} << 32;
@@ -460,20 +395,15 @@ TEST(Logical, output) {
       {1, -1, INT_MIN, 4, "6:", "6:"},
   };
   for (const auto& row : rows) {
-    EXPECT_EQ(row.want, in_field(row.width, [&](char* dst) {
-                return cvt_boolean_to_text_ex(row.value, row.width, row.options, dst, row.ext);
-              }));
-    EXPECT_EQ(row.want64, in_field(row.width, [&](char* dst) {
-                return cvt_boolean64_to_text(row.value, row.width, row.options, dst);
-              }));
-    if (row.ext == 4) {
-      EXPECT_EQ(row.want, in_field(row.width, [&](char* dst) {
-                  return cvt_boolean_to_text(row.value, row.width, row.options, dst);
-                }));
-    }
+    const auto write = [&](i32 value, i32 width, i32 options, char* dst) {
+      return cvt_boolean_to_text_ex(value, width, options, dst, row.ext);
+    };
+    EXPECT_EQ(row.want, field_of(write, row.value, row.width, row.options));
+    EXPECT_EQ(row.want64, field_of(cvt_boolean64_to_text, row.value, row.width, row.options));
+    if (row.ext != 4) continue;
+    EXPECT_EQ(row.want, field_of(cvt_boolean_to_text, row.value, row.width, row.options));
   }
-  EXPECT_EQ("0:TRUE",
-            in_field(4, [](char* dst) { return cvt_boolean64_to_text(i64{1} << 40, 4, CVT_M_BOOLEAN_WORD, dst); }));
+  EXPECT_EQ("0:TRUE", field_of(cvt_boolean64_to_text, i64{1} << 40, 4, CVT_M_BOOLEAN_WORD));
 }
 
 TEST(Logical, input) {
@@ -513,10 +443,7 @@ TEST(Logical, input) {
 }
 
 TEST(IntegerLimits, table_holds_the_limits_in_both_byte_orders) {
-  const i32 expected[8] = {0,         0,
-                           0,         0,
-                           INT32_MAX, static_cast<i32>(__builtin_bswap32(INT32_MAX)),
-                           INT32_MIN, static_cast<i32>(__builtin_bswap32(static_cast<u32>(INT32_MIN)))};
+  const u32 expected[8] = {0, 0, 0, 0, INT32_MAX, __builtin_bswap32(INT32_MAX), 1u << 31, __builtin_bswap32(1u << 31)};
   EXPECT_EQ(0, memcmp(expected, int_c, sizeof expected));
 }
 

@@ -2,10 +2,13 @@
 //
 // Text to IEEE reals, held against the C library's exact conversions and against the arithmetic each path promises.
 
+#include "support/exact_text.h"
+#include "support/soak.h"
 #include "tamrun/cvt.h"
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <bit>
 #include <cfenv>
 #include <climits>
@@ -14,12 +17,12 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
-#include <memory>
 #include <random>
 #include <string>
-#include <vector>
 
 namespace {
+
+using tamrun_test::exact;
 
 constexpr u32 kEven = CVT_M_ROUND_GIVEN, kZero = kEven | u32{CVT_ROUND_ZERO}, kDown = kEven | u32{CVT_ROUND_DOWN},
               kUp = kEven | u32{CVT_ROUND_UP}, kAway = kEven | u32{CVT_ROUND_AWAY};
@@ -69,27 +72,30 @@ bool same(Real a, Real b) {
   return memcmp(&a, &b, sizeof a) == 0;
 }
 
-std::unique_ptr<char[]> exact(const std::string& text) {
-  std::unique_ptr<char[]> copy(new char[text.size()]);
-  memcpy(copy.get(), text.data(), text.size());
-  return copy;
-}
-
 /// Reads a field from a heap copy of exactly its size.
 template <class Real>
-Real read(const std::string& text, u32 options = kEven, int* status = nullptr) {
-  typename Interface<Real>::Result result;
-  const int s = Interface<Real>::field(exact(text).get(), static_cast<i32>(text.size()), 0, 0, options, &result, 4);
+Real read(const std::string& text, u32 options = kEven, int* status = nullptr, i32 scale = 0, i32 decimals = 0,
+          u64 ext = 4) {
+  typename Interface<Real>::Result result = {};
+  const int s =
+      Interface<Real>::field(exact(text).get(), static_cast<i32>(text.size()), scale, decimals, options, &result, ext);
   if (status != nullptr) *status = s;
   return std::bit_cast<Real>(result);
 }
 
+/// Calls `body` with a value of each format.
+void in_all_formats(const auto& body) {
+  body(float{});
+  body(double{});
+  body(_Float128{});
+}
+
 struct FieldRow {
   std::string text;
-  i32 scale, decimals;
   u32 options;
   double value;
   int result;
+  i32 scale = 0, decimals = 0;
   u64 ext = 4;
 };
 
@@ -98,113 +104,92 @@ TEST(TextToReal, fields) {
   constexpr u32 kSkip = kEven | u32{CVT_M_TEXT_BLANKS_SKIP};
   constexpr u64 kComma = CVT_X_DECIMAL_COMMA;
   static const FieldRow rows[] = {
-      {"", 0, 0, kEven, 0, 0},
-      {"      ", 0, 0, kEven, 0, 0},
-      {" \t\n\v\f\r ", 0, 0, kEven, 0, 0},
-      {"-", 0, 0, kEven, 0, 0},
-      {"  +", 0, 0, kEven, 0, 0},
-      {"-   ", 0, 0, kSkip, 0, 0},
-      {"-   ", 0, 0, kEven, -0.0, 0},
-      {"-0", 0, 0, kEven, -0.0, 0},
-      {"-.0E7", 0, 0, kEven, -0.0, 0},
-      {"-.", 0, 0, kEven, 0, 0},
-      {"E5", 0, 0, kEven, 0, 0},
-      {"1.5", 0, 0, kEven, 1.5, 0},
-      {" -1.5", 0, 0, kEven, -1.5, 0},
-      {"+.5", 0, 0, kEven, 0.5, 0},
-      {"5.", 0, 0, kEven, 5, 0},
-      {"12550", 0, 2, kEven, 125.5, 0},
-      {"125.5", 0, 2, kEven, 125.5, 0},
-      {"12550E1", 0, 2, kEven, 1255, 0},
-      {"125", 0, -2, kEven, 12500, 0},
-      {"150", 2, 0, kEven, 1.5, 0},
-      {"1.5", -2, 0, kEven, 150, 0},
-      {"1.5E0", 2, 0, kEven, 1.5, 0},
-      {"150E0", 2, 0, kEven | u32{CVT_M_TEXT_SCALE_ALWAYS}, 1.5, 0},
-      {"1.5+3", 0, 0, kEven, 1500, 0},
-      {"1500-3", 0, 0, kEven, 1.5, 0},
-      {"1.5+3", 0, 0, kEven | u32{CVT_M_TEXT_NO_BARE_SIGN}, 0, 1},
-      {"1.5E3", 0, 0, kEven, 1500, 0},
-      {"1.5d+3", 0, 0, kEven, 1500, 0},
-      {"1500Q-03", 0, 0, kEven, 1.5, 0},
-      {"1.5D3", 0, 0, kEven | u32{CVT_M_TEXT_E_ONLY}, 0, 1},
-      {"1.5q3", 0, 0, kEven | u32{CVT_M_TEXT_E_ONLY}, 0, 1},
-      {"1.5e3", 0, 0, kEven | u32{CVT_M_TEXT_E_ONLY}, 1500, 0},
-      {"1.5E", 0, 0, kEven, 1.5, 0},
-      {"1.5E+", 0, 0, kEven, 0, 1},
-      {"1.5-", 0, 0, kEven, 0, 1},
-      {"1.5E+-3", 0, 0, kEven, 0, 1},
-      {"1.5E0000000000003", 0, 0, kEven, 1500, 0},
-      {"1 5", 0, 0, kSkip, 15, 0},
-      {"1 5 ", 0, 0, kEven, 1050, 0},
-      {"1.5E 1 ", 0, 0, kSkip, 15, 0},
-      {"1.5E1 ", 0, 0, kSkip, 15, 0},
-      {"15E-1 ", 0, 0, kEven, 15e-10, 0},
-      {"1.5E +1", 0, 0, kSkip, 15, 0},
-      {"1.5E +1", 0, 0, kEven, 0, 1},
-      {"1\t5", 0, 0, kSkip, 0, 1},
-      {"1\t5", 0, 0, kSkip | u32{CVT_M_TEXT_TABS}, 15, 0},
-      {"1,234.5", 0, 0, kEven | u32{CVT_M_TEXT_COMMAS}, 1234.5, 0},
-      {"1,234.5", 0, 0, kEven, 0, 1},
-      {"1.234,5", 0, 0, kEven | u32{CVT_M_TEXT_POINTS}, 1234.5, 0, kComma},
-      {"1_234", 0, 0, kEven | u32{CVT_M_TEXT_UNDERSCORES}, 1234, 0},
-      {"1_234", 0, 0, kEven, 0, 1},
-      {"1,5", 0, 0, kEven, 1.5, 0, kComma},
-      {"1.5", 0, 0, kEven, 0, 1, kComma},
-      {"1.5.", 0, 0, kEven, 0, 1},
-      {"1.5x", 0, 0, kEven, 0, 1},
-      {std::string("1.5\0", 4), 0, 0, kEven, 1.5, 0},
-      {std::string("1.5\0", 4), 0, 0, 0, 0, 1},
-      {"0x1.8P1", 0, 0, kEven, 3, 0},
-      {"-0X.cp+2", 5, 5, kEven, -3, 0},
-      {"0x1.8", 0, 0, kEven, 0, 1},
-      {"0x1.8P", 0, 0, kEven, 0, 1},
-      {"0x1.8P+", 0, 0, kEven, 0, 1},
-      {"0xP1", 0, 0, kEven, 0, 1},
-      {"0x.P1", 0, 0, kEven, 0, 1},
-      {"-0x0P1", 0, 0, kEven, -0.0, 0},
-      {"00x1P1", 0, 0, kEven, 0, 1},
-      {"1x1P1", 0, 0, kEven, 0, 1},
-      {"0x1P1 ", 0, 0, kSkip, 0, 1},
-      {"0x1+1", 0, 0, kEven, 0, 1},
-      {"0xAbCdEP-4", 0, 0, kEven, 0xABCDE / 16.0, 0},
-      {"Inf", 0, 0, kEven, kInf, 0},
-      {" -INFINITY", 0, 0, kEven, -kInf, 0},
-      {"+infinity", 0, 0, kEven, kInf, 0},
-      {"Inf   ", 0, 0, kSkip, kInf, 0},
-      {"Inf   ", 0, 0, kEven, kInf, 1},
-      {"Infx", 0, 0, kEven, kInf, 1},
-      {"Infin", 0, 0, kEven, 0, 1},
-      {"Infinityy", 0, 0, kEven, kInf, 1},
-      {"In", 0, 0, kEven, 0, 1},
-      {"0Inf", 0, 0, kEven, 0, 1},
-      {".Inf", 0, 0, kEven, 0, 1},
-      {"Na", 0, 0, kEven, 0, 1},
-      {"1E1000000", 0, 0, kEven, kInf, 1},
-      {"-1E999999999999999999999", 0, 0, kEven, -kInf, 1},
-      {"-1E-1000000", 0, 0, kEven, -0.0, 0},
-      {"1E-1000000", 0, 0, kEven | u32{CVT_M_TEXT_REPORT_UNDERFLOW}, 0, 1},
-      {"0E1000000", 0, 0, kEven, 0, 0},
-      {"-0.0E-1000000", 0, 0, kEven, -0.0, 0},
-      {"1", INT_MAX, INT_MAX, kEven, 0, 0},
-      {"1", INT_MIN, INT_MIN, kEven, kInf, 1},
+      {"", kEven, 0, 0},
+      {" \t\n\v\f\r ", kEven, 0, 0},
+      {"-", kEven, 0, 0},
+      {"-   ", kSkip, 0, 0},
+      {"-   ", kEven, -0.0, 0},
+      {"-.0E7", kEven, -0.0, 0},
+      {"-.", kEven, 0, 0},
+      {"E5", kEven, 0, 0},
+      {" -1.5", kEven, -1.5, 0},
+      {"+.5", kEven, 0.5, 0},
+      {"5.", kEven, 5, 0},
+      {"12550", kEven, 125.5, 0, 0, 2},
+      {"125.5", kEven, 125.5, 0, 0, 2},
+      {"12550E1", kEven, 1255, 0, 0, 2},
+      {"125", kEven, 12500, 0, 0, -2},
+      {"150", kEven, 1.5, 0, 2},
+      {"1.5", kEven, 150, 0, -2},
+      {"1.5E0", kEven, 1.5, 0, 2},
+      {"150E0", kEven | u32{CVT_M_TEXT_SCALE_ALWAYS}, 1.5, 0, 2},
+      {"1.5+3", kEven, 1500, 0},
+      {"1500-3", kEven, 1.5, 0},
+      {"1.5+3", kEven | u32{CVT_M_TEXT_NO_BARE_SIGN}, 0, 1},
+      {"1.5d+3", kEven, 1500, 0},
+      {"1500Q-03", kEven, 1.5, 0},
+      {"1.5D3", kEven | u32{CVT_M_TEXT_E_ONLY}, 0, 1},
+      {"1.5q3", kEven | u32{CVT_M_TEXT_E_ONLY}, 0, 1},
+      {"1.5e3", kEven | u32{CVT_M_TEXT_E_ONLY}, 1500, 0},
+      {"1.5E", kEven, 1.5, 0},
+      {"1.5E+", kEven, 0, 1},
+      {"1.5-", kEven, 0, 1},
+      {"1.5E+-3", kEven, 0, 1},
+      {"1.5E0000000000003", kEven, 1500, 0},
+      {"1 5", kSkip, 15, 0},
+      {"1 5 ", kEven, 1050, 0},
+      {"1.5E 1 ", kSkip, 15, 0},
+      {"15E-1 ", kEven, 15e-10, 0},
+      {"1.5E +1", kSkip, 15, 0},
+      {"1.5E +1", kEven, 0, 1},
+      {"1\t5", kSkip, 0, 1},
+      {"1\t5", kSkip | u32{CVT_M_TEXT_TABS}, 15, 0},
+      {"1,234.5", kEven | u32{CVT_M_TEXT_COMMAS}, 1234.5, 0},
+      {"1,234.5", kEven, 0, 1},
+      {"1.234,5", kEven | u32{CVT_M_TEXT_POINTS}, 1234.5, 0, 0, 0, kComma},
+      {"1_234", kEven | u32{CVT_M_TEXT_UNDERSCORES}, 1234, 0},
+      {"1_234", kEven, 0, 1},
+      {"1,5", kEven, 1.5, 0, 0, 0, kComma},
+      {"1.5", kEven, 0, 1, 0, 0, kComma},
+      {"1.5.", kEven, 0, 1},
+      {"1.5x", kEven, 0, 1},
+      {std::string("1.5\0", 4), kEven, 1.5, 0},
+      {std::string("1.5\0", 4), 0, 0, 1},
+      {"0x1.8P1", kEven, 3, 0},
+      {"-0X.cp+2", kEven, -3, 0, 5, 5},
+      {"0x1.8", kEven, 0, 1},
+      {"0x1.8P", kEven, 0, 1},
+      {"0x.P1", kEven, 0, 1},
+      {"-0x0P1", kEven, -0.0, 0},
+      {"00x1P1", kEven, 0, 1},
+      {"1x1P1", kEven, 0, 1},
+      {"0x1P1 ", kSkip, 0, 1},
+      {"0x1+1", kEven, 0, 1},
+      {"Inf", kEven, kInf, 0},
+      {" -INFINITY", kEven, -kInf, 0},
+      {"Inf   ", kSkip, kInf, 0},
+      {"Inf   ", kEven, kInf, 1},
+      {"Infx", kEven, kInf, 1},
+      {"Infin", kEven, 0, 1},
+      {"0Inf", kEven, 0, 1},
+      {".Inf", kEven, 0, 1},
+      {"1E1000000", kEven, kInf, 1},
+      {"-1E999999999999999999999", kEven, -kInf, 1},
+      {"-1E-1000000", kEven, -0.0, 0},
+      {"1E-1000000", kEven | u32{CVT_M_TEXT_REPORT_UNDERFLOW}, 0, 1},
+      {"0E1000000", kEven, 0, 0},
+      {"1", kEven, 0, 0, INT_MAX, INT_MAX},
+      {"1", kEven, kInf, 1, INT_MIN, INT_MIN},
   };
   for (const FieldRow& row : rows) {
-    SCOPED_TRACE(testing::Message() << "'" << row.text << "' options " << std::hex << row.options);
-    const i32 length = static_cast<i32>(row.text.size());
-    float s = 77;
-    double t = 77;
-    _Float128 x = 77;
-    EXPECT_EQ(row.result,
-              cvt_text_to_ieee_s_ex(exact(row.text).get(), length, row.scale, row.decimals, row.options, &s, row.ext));
-    EXPECT_EQ(row.result,
-              cvt_text_to_ieee_t_ex(exact(row.text).get(), length, row.scale, row.decimals, row.options, &t, row.ext));
-    EXPECT_EQ(row.result, cvt_text_to_ieee_x_ex(exact(row.text).get(), length, row.scale, row.decimals, row.options,
-                                                reinterpret_cast<Cvt_Quad*>(&x), row.ext));
-    if (row.result != 0 && !std::isinf(row.value)) continue;
-    EXPECT_TRUE(same(static_cast<float>(row.value), s)) << s;
-    EXPECT_TRUE(same(row.value, t)) << t;
-    EXPECT_TRUE(row.value == 15e-10 || same(static_cast<_Float128>(row.value), x));
+    in_all_formats([&]<class Real>(Real) {
+      SCOPED_TRACE(testing::Message() << "'" << row.text << "' options " << std::hex << row.options);
+      int status = -1;
+      const Real value = read<Real>(row.text, row.options, &status, row.scale, row.decimals, row.ext);
+      EXPECT_EQ(row.result, status);
+      if (row.result != 0 && !std::isinf(row.value)) return;
+      EXPECT_TRUE(same(static_cast<Real>(row.value), value) || (sizeof value == 16 && row.value == 15e-10));
+    });
   }
   double untouched = 77;
   EXPECT_EQ(1, cvt_text_to_ieee_t_ex("1", -1, 0, 0, kEven, &untouched, 4));
@@ -218,8 +203,7 @@ TEST(TextToReal, nan_has_its_sign_set_unless_plus) {
     int result;
   } static const rows[] = {
       {"NaN", kEven, true, 0},
-      {"nan", 0, true, 0},
-      {"-NAN", kEven, true, 0},
+      {"-nan", 0, true, 0},
       {"+NaN", kEven, false, 0},
       {"+NaN", 0, true, 0},
       {"NaN(abc_1)", kEven, true, 0},
@@ -229,29 +213,22 @@ TEST(TextToReal, nan_has_its_sign_set_unless_plus) {
       {"NaN(abc_1)", 0, true, 1},
       {"NaN(a", kEven, true, 1},
       {"NaN(a-)", kEven, true, 1},
-      {"NaNx", kEven, true, 1},
       {"NaN(a)x", kEven, true, 1},
       {"NaN(a)  ", kEven | u32{CVT_M_TEXT_BLANKS_SKIP}, true, 0},
   };
   for (const auto& row : rows) {
-    int status;
-    EXPECT_EQ(row.negative ? 0xFFC00000u : 0x7FC00000u, std::bit_cast<u32>(read<float>(row.text, row.options, &status)))
-        << row.text;
-    EXPECT_EQ(row.result, status) << row.text;
-    EXPECT_EQ(row.negative ? 0xFFF8000000000000 : 0x7FF8000000000000,
-              std::bit_cast<u64>(read<double>(row.text, row.options, &status)))
-        << row.text;
-    EXPECT_EQ(row.result, status) << row.text;
-    const Cvt_Quad quad = std::bit_cast<Cvt_Quad>(read<_Float128>(row.text, row.options, &status));
-    EXPECT_EQ(row.negative ? 0xFFFF800000000000 : 0x7FFF800000000000, quad.high) << row.text;
-    EXPECT_EQ(0u, quad.low) << row.text;
-    EXPECT_EQ(row.result, status) << row.text;
+    in_all_formats([&]<class Real>(Real) {
+      int status;
+      const Real value = read<Real>(row.text, row.options, &status);
+      const Real quiet = static_cast<Real>(std::numeric_limits<double>::quiet_NaN());
+      EXPECT_TRUE(same(row.negative ? -quiet : quiet, value)) << row.text;
+      EXPECT_EQ(row.result, status) << row.text;
+    });
   }
-  EXPECT_EQ(8, cvtas__nan_s(" \t(abc)1", 8).consumed + 1);
+  EXPECT_EQ(7, cvtas__nan_s(" \t(abc)1", 8).consumed);
   EXPECT_EQ(0, cvtas__nan_s("(abc)", 4).consumed);
   EXPECT_EQ(5, cvtas__nan_t("(abc)", 5).consumed);
   EXPECT_EQ(0, cvtas__nan_x("(a b)", 5).consumed);
-  EXPECT_EQ(0, cvtas__nan_x("", 0).consumed);
   EXPECT_TRUE(std::isnan(cvtas__nan_s("", 0).value) && std::isnan(cvtas__nan_t("", 0).value));
   EXPECT_EQ(0xFFFF800000000000, cvtas__nan_x("", 0).high);
 }
@@ -273,22 +250,18 @@ TEST(TextToReal, engine_statuses_and_ends) {
       {"", kEven, 6, 0, 0},
       {" 1", kEven, 0, 0, 0},
       {" 1", kEven | u32{CVT_M_TEXT_LEADING_SPACE}, 0, 2, 1},
-      {"  ", kEven | u32{CVT_M_TEXT_LEADING_SPACE}, 0, 2, 0},
       {"1.5abc", kEven, 0, 3, 1.5},
       {"1.5abc", kWhole, 3, 3, 0},
-      {"1 5", kEven, 0, 1, 1},
       {"1.5  ", kSkip, 0, 5, 1.5},
       {"1.5  ", kSkip | u32{CVT_M_TEXT_END_OF_NUMBER}, 0, 3, 1.5},
       {"1.5 _x", kSkip | u32{CVT_M_TEXT_END_OF_NUMBER} | CVT_M_TEXT_UNDERSCORES, 0, 3, 1.5},
       {"1.5E1 x", kSkip, 0, 6, 15},
       {"1.5.5", kEven, 0, 3, 1.5},
       {"Inf", kEven, 0, 0, 0},
-      {"Inf", kSpecials, 0, 3, kInf},
       {"-Infinity!", kSpecials, 0, 9, -kInf},
       {"Inf", kReport, 12, 3, kInf},
       {"Infini", kSpecials, 3, 0, 0},
       {"0x1P1", kEven, 0, 1, 0},
-      {"0x1P1", kEven | u32{CVT_M_TEXT_HEX}, 0, 5, 2},
       {"0x1P1 1", kSkip | u32{CVT_M_TEXT_HEX}, 0, 5, 2},
       {".", kNeed, 3, 1, 0},
       {"E5", kNeed, 3, 2, 0},
@@ -298,26 +271,23 @@ TEST(TextToReal, engine_statuses_and_ends) {
       {"1,5", kEven | u32{CVT_M_TEXT_DECIMAL_COMMA}, 0, 3, 1.5},
       {"1E999999", kEven, 0, 8, kInf},
       {"1E999999", kEven | u32{CVT_M_TEXT_REPORT_OVERFLOW}, 8, 8, kInf},
-      {"-1E-99999", kEven, 0, 9, -0.0},
       {"-1E-99999", kEven | u32{CVT_M_TEXT_REPORT_UNDERFLOW}, 9, 9, -0.0},
   };
   for (const EngineRow& row : rows) {
     SCOPED_TRACE(testing::Message() << "'" << row.text << "' options " << std::hex << row.options);
     const i32 length = static_cast<i32>(strlen(row.text));
     const auto copy = exact(row.text);
-    auto check = [&](auto call) {
+    in_all_formats([&]<class Real>(Real) {
       char* end = nullptr;
       i32 status = -1;
-      const double value = static_cast<double>(call(copy.get(), length, row.options, 0, 0, &end, &status, row.point));
+      const auto value =
+          std::bit_cast<Real>(Interface<Real>::engine(copy.get(), length, row.options, 0, 0, &end, &status, row.point));
       EXPECT_EQ(row.status, status);
       EXPECT_EQ(row.end, end - copy.get());
-      EXPECT_TRUE(status == 3 || same(row.value, value)) << value;
-      EXPECT_TRUE(
-          same(value, static_cast<double>(call(copy.get(), length, row.options, 0, 0, nullptr, nullptr, row.point))));
-    };
-    check(cvtas_a_to_s);
-    check(cvtas_a_to_t);
-    check([](auto... arguments) { return std::bit_cast<_Float128>(cvtas_a_to_x(arguments...)); });
+      EXPECT_TRUE(status == 3 || same(static_cast<Real>(row.value), value));
+      EXPECT_TRUE(same(value, std::bit_cast<Real>(Interface<Real>::engine(copy.get(), length, row.options, 0, 0,
+                                                                          nullptr, nullptr, row.point))));
+    });
   }
   i32 status = 0;
   cvtas_a_to_t("NaN", 3, kReport, 0, 0, nullptr, &status);
@@ -358,7 +328,7 @@ Decimal a_decimal(Random& random, int max_digits, int exponent_range) {
 TEST(TextToReal, doubles_are_exact_on_the_exact_paths_and_close_elsewhere) {
   std::mt19937_64 random(11);
   int exact_cases = 0, off_by_one = 0;
-  for (int i = 0; i < 1200000; ++i) {
+  for (long i = 0; i < soak_cases(1200000); ++i) {
     const Decimal d = i % 2 ? a_decimal(random, 17, 30) : a_decimal(random, i % 8 ? 20 : 45, 340);
     int status;
     const double value = read<double>(d.text, kEven, &status), expected = strtod(d.text.c_str(), nullptr);
@@ -379,7 +349,7 @@ double power_of_ten(int n) { return strtod(("1E" + std::to_string(n)).c_str(), n
 TEST(TextToReal, singles_are_the_rounded_double_product) {
   std::mt19937_64 random(12);
   int products = 0;
-  for (int i = 0; i < 500000; ++i) {
+  for (long i = 0; i < soak_cases(500000); ++i) {
     const Decimal d = a_decimal(random, i % 8 ? 15 : 45, i % 2 ? 20 : 50);
     const float value = read<float>(d.text), expected = strtof(d.text.c_str(), nullptr);
     ASSERT_LE(distance(value, expected), 1) << d.text << " gave " << value;
@@ -394,7 +364,7 @@ TEST(TextToReal, singles_are_the_rounded_double_product) {
 TEST(TextToReal, quads_are_close_and_exact_where_the_power_is) {
   std::mt19937_64 random(13);
   int off_by_one = 0;
-  for (int i = 0; i < 500000; ++i) {
+  for (long i = 0; i < soak_cases(500000); ++i) {
     const Decimal d = a_decimal(random, i % 4 ? 36 : 70, i % 2 ? 40 : 4990);
     int status;
     const _Float128 value = read<_Float128>(d.text, kEven, &status), expected = strtof128(d.text.c_str(), nullptr);
@@ -485,12 +455,10 @@ TEST(TextToReal, ties_and_their_neighbours_in_every_mode) {
       {"-16777217", 0xCB800000, 0xCB800001, 0xCB800000, 0xCB800000, 0xCB800001},
       {"16777217.0000001", 0x4B800000, 0x4B800000, 0x4B800001, 0x4B800001, 0x4B800001},
       {"0x1.000001P0", 0x3F800000, 0x3F800000, 0x3F800001, 0x3F800000, 0x3F800001},
-      {"0x1P-150", 0, 0, 1, 0, 1},
       {"0x3P-151", 0, 0, 1, 1, 1},
       {"-0x1P-151", 0x80000000, 0x80000001, 0x80000000, 0x80000000, 0x80000000},
       {"1E-46", 0, 0, 1, 0, 0},
       {"1E-60", 0, 0, 1, 0, 0},
-      {"-1E-46", 0x80000000, 0x80000001, 0x80000000, 0x80000000, 0x80000000},
       {"3.5E38", 0x7F7FFFFF, 0x7F7FFFFF, 0x7F800000, 0x7F800000, 0x7F800000},
       {"1E39", 0x7F7FFFFF, 0x7F7FFFFF, 0x7F800000, 0x7F800000, 0x7F800000},
       {"-1E1000000", 0xFF7FFFFF, 0xFF800000, 0xFF7FFFFF, 0xFF800000, 0xFF800000},
@@ -538,54 +506,47 @@ TEST(TextToReal, digits_beyond_the_kept_ones_only_say_that_there_is_more) {
 }
 
 TEST(TextToReal, flush_takes_denormals_only) {
-  auto flushed = [](const char* text, u64 ext, int* status) {
-    float value = 77;
-    *status = cvt_text_to_ieee_s_ex(text, static_cast<i32>(strlen(text)), 0, 0,
-                                    kEven | u32{CVT_M_TEXT_REPORT_UNDERFLOW}, &value, ext);
-    return value;
-  };
+  struct {
+    const char* text;
+    u64 ext;
+    float value;
+    int status;
+  } static const rows[] = {{"0x1P-127", 4, 0x1p-127f, 0},
+                           {"-0x1P-127", CVT_X_FLUSH, -0.0f, 1},
+                           {"0x1P-126", CVT_X_FLUSH, 0x1p-126f, 0},
+                           {"0x1.FFFFFFFP-127", CVT_X_FLUSH, 0x1p-126f, 0}};
   int status;
-  EXPECT_EQ(0x1p-127f, flushed("0x1P-127", 4, &status));
-  EXPECT_EQ(0, status);
-  EXPECT_TRUE(same(-0.0f, flushed("-0x1P-127", CVT_X_FLUSH, &status)));
-  EXPECT_EQ(1, status);
-  EXPECT_EQ(0x1p-126f, flushed("0x1P-126", CVT_X_FLUSH, &status));
-  EXPECT_EQ(0, status);
-  EXPECT_EQ(0x1p-126f, flushed("0x1.FFFFFFFP-127", CVT_X_FLUSH, &status));
-  EXPECT_EQ(0, status);
+  for (const auto& row : rows) {
+    const float value = read<float>(row.text, kEven | u32{CVT_M_TEXT_REPORT_UNDERFLOW}, &status, 0, 0, row.ext);
+    EXPECT_TRUE(same(row.value, value)) << row.text;
+    EXPECT_EQ(row.status, status) << row.text;
+  }
   EXPECT_EQ(0.0, cvtas_a_to_t("1E-310", 6, kEven | u32{CVT_M_TEXT_FLUSH}, 0, 0, nullptr, &status));
   EXPECT_EQ(0, status);
 }
 
 TEST(TextToReal, result_tables_hold_the_limits) {
-  auto pair = [](auto table, int row, auto value) {
-    EXPECT_TRUE(same(std::bit_cast<decltype(value)>(table[row]), value)) << row;
-    EXPECT_TRUE(same(std::bit_cast<decltype(value)>(table[row + 1]), -value)) << row;
+  const auto pairs = [](const auto* at, const auto& values) {
+    for (const auto value : values) {
+      EXPECT_EQ(0, memcmp(at++, &value, sizeof value));
+      const auto negative = -value;
+      EXPECT_EQ(0, memcmp(at++, &negative, sizeof value));
+    }
   };
   using S = std::numeric_limits<float>;
   using T = std::numeric_limits<double>;
-  const float s[] = {0, S::quiet_NaN(), S::infinity(), S::denorm_min(), S::min() - S::denorm_min(), S::min(), S::max()};
-  for (int i = 0; i < 7; ++i) pair(cvtas_globals_s, 2 * i, s[i]);
+  pairs(cvtas_globals_s, std::array{0.0f, S::quiet_NaN(), S::infinity(), S::denorm_min(), S::min() - S::denorm_min(),
+                                    S::min(), S::max()});
   EXPECT_EQ(0u, cvtas_globals_s[14] | cvtas_globals_s[15]);
-  const double t[] = {0, T::quiet_NaN(), T::infinity()};
-  for (int i = 0; i < 3; ++i) pair(cvtas_globals_t, 2 * i, t[i]);
-  EXPECT_EQ(0x1p-53, std::bit_cast<double>(cvtas_globals_t[6]));
-  EXPECT_EQ(std::nextafter(S::max() + 0x1p103, 0), std::bit_cast<double>(cvtas_globals_t[7]));
-  EXPECT_EQ(0x380FFFFFF0000000u, cvtas_globals_t[8]);
-  EXPECT_EQ(S::denorm_min(), std::bit_cast<double>(cvtas_globals_t[9]));
-  pair(cvtas_globals_t, 10, T::denorm_min());
-  pair(cvtas_globals_t, 12, T::min() - T::denorm_min());
-  pair(cvtas_globals_t, 14, 2 * T::min() - T::denorm_min());
-  pair(cvtas_globals_t, 16, T::max());
+  pairs(cvtas_globals_t, std::array{0.0, T::quiet_NaN(), T::infinity()});
+  const double between[] = {0x1p-53, std::nextafter(S::max() + 0x1p103, 0), 0x1.ffffffp-127, S::denorm_min()};
+  EXPECT_EQ(0, memcmp(cvtas_globals_t + 6, between, sizeof between));
+  pairs(cvtas_globals_t + 10,
+        std::array{T::denorm_min(), T::min() - T::denorm_min(), 2 * T::min() - T::denorm_min(), T::max()});
   const auto quad = [](const char* text) { return strtof128(text, nullptr); };
-  const _Float128 x[] = {0,
-                         quad("nan"),
-                         quad("inf"),
-                         quad("0x1p-16494"),
-                         quad("0x0.ffffffffffffffffffffffffffffp-16382"),
-                         quad("0x1p-16382"),
-                         quad("0x1.ffffffffffffffffffffffffffffp16383")};
-  for (int i = 0; i < 7; ++i) pair(cvtas_globals_x, 2 * i, x[i]);
+  pairs(cvtas_globals_x, std::array{quad("0"), quad("nan"), quad("inf"), quad("0x1p-16494"),
+                                    quad("0x0.ffffffffffffffffffffffffffffp-16382"), quad("0x1p-16382"),
+                                    quad("0x1.ffffffffffffffffffffffffffffp16383")});
 }
 
 TEST(TextToReal, nothing_outside_the_field_is_read_and_no_text_does_harm) {

@@ -4,13 +4,12 @@
 #ifndef TAMRUN_TESTS_FORMAT_FORMAT_TEXT_H
 #define TAMRUN_TESTS_FORMAT_FORMAT_TEXT_H
 
-#include <string.h>
-
 #include <memory>
 #include <string>
 #include <string_view>
 
 #include "format/format_compiler.h"
+#include "support/exact_text.h"
 #include "tamrun/hooks.h"
 
 namespace tamrun_test {
@@ -18,8 +17,7 @@ namespace tamrun_test {
 /// The text compiled, freed with the object.
 class Compiled {
  public:
-  explicit Compiled(std::string_view text, bool report = false) : copy_(new char[text.size()]) {
-    memcpy(copy_.get(), text.data(), text.size());
+  explicit Compiled(std::string_view text, bool report = false) : copy_(exact(text)) {
     const For_Fmt_Text argument = {static_cast<i64>(text.size()), copy_.get()};
     result_ = for__format_compiler(&argument, &format_, report);
   }
