@@ -39,58 +39,59 @@ TEST(ReverseElements, AllSizesAtAnyAddress) {
   }
 }
 
+/// What the values of a kind of variable go through on their way. Null: nothing.
+struct Road {
+  Routine read, write;
+};
+constexpr Road kNone = {}, kVaxF = {cvt_vax_f_to_ieee_single, cvt_ieee_single_to_vax_f},
+               kVaxD = {cvt_vax_d_to_ieee_double, cvt_ieee_double_to_vax_d},
+               kVaxG = {cvt_vax_g_to_ieee_double, cvt_ieee_double_to_vax_g},
+               kIbmShort = {cvt_ibm_short_to_ieee_single, cvt_ieee_single_to_ibm_short},
+               kIbmLong = {cvt_ibm_long_to_ieee_double, cvt_ieee_double_to_ibm_long},
+               kCray = {cvt_cray_to_ieee_double, cvt_ieee_double_to_cray};
+
 struct Connection {
   const char* name;
   u8 format;
   bool big_endian;
-  // By kind of the variable: what a value goes through. Null: nothing.
-  Routine read_single, read_double, write_single, write_double;
+  Road single, wide;
   bool reverse_integers, reverse_reals, reverse_quads;
 };
 
 const Connection kConnections[] = {
-    {"little", FOREIGN_NONE, false, nullptr, nullptr, nullptr, nullptr, false, false, false},
-    {"big", FOREIGN_NONE, true, nullptr, nullptr, nullptr, nullptr, true, true, true},
-    {"VAXG", FOREIGN_VAXG, false, cvt_vax_f_to_ieee_single, cvt_vax_g_to_ieee_double, cvt_ieee_single_to_vax_f,
-     cvt_ieee_double_to_vax_g, false, false, false},
-    {"VAXD", FOREIGN_VAXD, false, cvt_vax_f_to_ieee_single, cvt_vax_d_to_ieee_double, cvt_ieee_single_to_vax_f,
-     cvt_ieee_double_to_vax_d, false, false, false},
-    {"IBM", FOREIGN_IBM, true, cvt_ibm_short_to_ieee_single, cvt_ibm_long_to_ieee_double, cvt_ieee_single_to_ibm_short,
-     cvt_ieee_double_to_ibm_long, true, false, true},
-    {"CRAY", FOREIGN_CRAY, true, nullptr, cvt_cray_to_ieee_double, nullptr, cvt_ieee_double_to_cray, true, false, true},
-    {"FDX", FOREIGN_FDX, false, cvt_vax_f_to_ieee_single, cvt_vax_d_to_ieee_double, cvt_ieee_single_to_vax_f,
-     cvt_ieee_double_to_vax_d, false, false, false},
-    {"FGX", FOREIGN_FGX, false, cvt_vax_f_to_ieee_single, cvt_vax_g_to_ieee_double, cvt_ieee_single_to_vax_f,
-     cvt_ieee_double_to_vax_g, false, false, false},
-    {"a number that names no format", 254, true, nullptr, nullptr, nullptr, nullptr, true, false, false},
+    {"little", FOREIGN_NONE, false, kNone, kNone, false, false, false},
+    {"big", FOREIGN_NONE, true, kNone, kNone, true, true, true},
+    {"VAXG", FOREIGN_VAXG, false, kVaxF, kVaxG, false, false, false},
+    {"VAXD", FOREIGN_VAXD, false, kVaxF, kVaxD, false, false, false},
+    {"IBM", FOREIGN_IBM, true, kIbmShort, kIbmLong, true, false, true},
+    {"CRAY", FOREIGN_CRAY, true, kNone, kCray, true, false, true},
+    {"FDX", FOREIGN_FDX, false, kVaxF, kVaxD, false, false, false},
+    {"FGX", FOREIGN_FGX, false, kVaxF, kVaxG, false, false, false},
+    {"a number that names no format", 254, true, kNone, kNone, true, false, false},
 };
 
 struct Type {
   u32 type;
   int length;
   enum { INTEGER, SINGLE, DOUBLE, QUAD, VAX, CHARACTER } kind;
-  Routine vax_read, vax_write;  // a VAX variable without a foreign format
+  Road vax = {};  // of a VAX variable the other way round, as long as the file has no foreign format
 };
 
 const Type kTypes[] = {
-    {ITM_INTEGER1, 1, Type::INTEGER, nullptr, nullptr},
-    {ITM_INTEGER2, 2, Type::INTEGER, nullptr, nullptr},
-    {ITM_UNSIGNED4, 4, Type::INTEGER, nullptr, nullptr},
-    {ITM_INTEGER4, 3, Type::INTEGER, nullptr, nullptr},
-    {ITM_LOGICAL8, 8, Type::INTEGER, nullptr, nullptr},
-    {ITM_REAL4, 4, Type::SINGLE, nullptr, nullptr},
-    {ITM_COMPLEX8, 4, Type::SINGLE, nullptr, nullptr},
-    {ITM_COMPLEX8_ALT, 4, Type::SINGLE, nullptr, nullptr},
-    {ITM_REAL8, 8, Type::DOUBLE, nullptr, nullptr},
-    {ITM_COMPLEX16, 8, Type::DOUBLE, nullptr, nullptr},
-    {ITM_COMPLEX16_ALT, 8, Type::DOUBLE, nullptr, nullptr},
-    {ITM_REAL16, 16, Type::QUAD, nullptr, nullptr},
-    {ITM_COMPLEX32, 16, Type::QUAD, nullptr, nullptr},
-    {ITM_REAL4_VAX, 4, Type::VAX, cvt_ieee_single_to_vax_f, cvt_vax_f_to_ieee_single},
-    {ITM_COMPLEX8_VAX, 4, Type::VAX, cvt_ieee_single_to_vax_f, cvt_vax_f_to_ieee_single},
-    {ITM_REAL8_VAXD, 8, Type::VAX, cvt_ieee_double_to_vax_d, cvt_vax_d_to_ieee_double},
-    {ITM_COMPLEX16_VAXG, 8, Type::VAX, cvt_ieee_double_to_vax_g, cvt_vax_g_to_ieee_double},
-    {ITM_CHARACTER, 8, Type::CHARACTER, nullptr, nullptr},
+    {ITM_INTEGER1, 1, Type::INTEGER},
+    {ITM_INTEGER2, 2, Type::INTEGER},
+    {ITM_INTEGER4, 3, Type::INTEGER},
+    {ITM_LOGICAL8, 8, Type::INTEGER},
+    {ITM_REAL4, 4, Type::SINGLE},
+    {ITM_COMPLEX8_ALT, 4, Type::SINGLE},
+    {ITM_REAL8, 8, Type::DOUBLE},
+    {ITM_COMPLEX16, 8, Type::DOUBLE},
+    {ITM_REAL16, 16, Type::QUAD},
+    {ITM_COMPLEX32, 16, Type::QUAD},
+    {ITM_REAL4_VAX, 4, Type::VAX, kVaxF},
+    {ITM_REAL8_VAXD, 8, Type::VAX, kVaxD},
+    {ITM_COMPLEX16_VAXG, 8, Type::VAX, kVaxG},
+    {ITM_CHARACTER, 8, Type::CHARACTER},
 };
 
 /// Bytes that are a number in every format, and backwards too.
@@ -117,18 +118,18 @@ TEST(ForeignData, EveryTypeOnEveryConnection) {
       lub.lub_convert = c.format;
       lub.lub_f_big_endian_words = c.big_endian;
       const bool plain = c.format == FOREIGN_NONE;
-      Routine read = nullptr, write = nullptr;
+      Road road = kNone;
       bool reverse = false;
       if (t.kind == Type::INTEGER) reverse = c.reverse_integers;
-      if (t.kind == Type::SINGLE) read = c.read_single, write = c.write_single, reverse = c.reverse_reals;
-      if (t.kind == Type::DOUBLE) read = c.read_double, write = c.write_double, reverse = c.reverse_reals;
+      if (t.kind == Type::SINGLE) road = c.single, reverse = c.reverse_reals;
+      if (t.kind == Type::DOUBLE) road = c.wide, reverse = c.reverse_reals;
       if (t.kind == Type::QUAD) reverse = c.reverse_quads;
-      if (t.kind == Type::VAX && plain) read = t.vax_read, write = t.vax_write, reverse = c.reverse_reals;
+      if (t.kind == Type::VAX && plain) road = {t.vax.write, t.vax.read}, reverse = c.reverse_reals;
 
       const Bytes source(kBytes, kBytes + t.length);
       Bytes read_result = reverse ? reversed(source) : source, write_result = source;
-      if (read != nullptr) read_result = through(read, read_result);
-      if (write != nullptr) write_result = through(write, write_result);
+      if (road.read != nullptr) read_result = through(road.read, read_result);
+      if (road.write != nullptr) write_result = through(road.write, write_result);
       if (reverse) write_result = reversed(write_result);
 
       Bytes variable = source;
@@ -136,7 +137,8 @@ TEST(ForeignData, EveryTypeOnEveryConnection) {
       item.val_data = variable.data();
       item.val_type = t.type;
       item.val_elem = t.length;
-      const bool treated = t.length > 1 && t.kind != Type::CHARACTER && (c.big_endian || reverse || write != nullptr);
+      const bool treated =
+          t.length > 1 && t.kind != Type::CHARACTER && (c.big_endian || reverse || road.write != nullptr);
       EXPECT_EQ(for__cvt_foreign_check(&item, &lub) != 0, treated);
       Bytes target(16, 0xEE);
       EXPECT_EQ(for__cvt_foreign_write(&item, t.length, &lub, target.data()), 0);

@@ -310,20 +310,17 @@ struct Case {
 const Case kCases[] = {
     // 1.0: VAX F, D and G hold 0.5 x 2^1, IBM 1/16 x 16^1, Cray 0.5 x 2^1.
     {cvt_ieee_single_to_vax_f, "0000803F", 0, 0, "80400000"},
-    {cvt_ieee_double_to_vax_d, "000000000000F03F", 0, 0, "8040000000000000"},
     {cvt_ieee_double_to_vax_g, "000000000000F03F", 0, 0, "1040000000000000"},
     {cvt_ieee_double_to_vax_h, "000000000000F03F", 0, 0, "01400000000000000000000000000000"},
     {cvt_ieee_single_to_ibm_short, "0000803F", 0, 0, "41100000"},
     {cvt_ieee_double_to_ibm_long, "3FF0000000000000", CVT_M_BIG_ENDIAN, 0, "4110000000000000"},
     {cvt_ieee_single_to_cray, "0000803F", 0, 0, "4001800000000000"},
-    {cvt_ieee_double_to_cray, "000000000000F03F", 0, 0, "4001800000000000"},
     // -118.625: the usual example of the hexadecimal format.
     {cvt_ieee_single_to_ibm_short, "0040EDC2", 0, 0, "C276A000"},
     {cvt_ibm_short_to_ieee_single, "C276A000", CVT_M_BIG_ENDIAN, 0, "C2ED4000"},
     // VAX: exponent 0 is zero whatever the fraction; with a sign it is the reserved operand.
     {cvt_vax_f_to_ieee_single, "7F00FFFF", 0, 0, "00000000"},
     {cvt_vax_f_to_ieee_single, "00800000", 0, 13, "FFFFBF7F"},
-    {cvt_vax_h_to_ieee_double, "00800000000000000000000000000001", 0, 13, "FFFFFFFFFFFFF77F"},
     {cvt_vax_d_to_ieee_double, "0080000000000000", CVT_M_BIG_ENDIAN, 13, "7FF7FFFFFFFFFFFF"},
     // Zeros with a sign.
     {cvt_ieee_single_to_vax_f, "00000080", 0, 0, "00000000"},
@@ -332,34 +329,24 @@ const Case kCases[] = {
     {cvt_cray_to_ieee_single, "8000000000000000", CVT_M_BIG_ENDIAN, 0, "80000000"},
     // Infinities and NaN.
     {cvt_ieee_single_to_vax_f, "0000807F", 0, 15, "00800000"},
-    {cvt_ieee_double_to_vax_h, "000000000000F0FF", 0, 16, "00800000000000000000000000000000"},
     {cvt_ieee_single_to_ibm_short, "0000807F", 0, 0, "7FFFFFFF"},
-    {cvt_ieee_double_to_ibm_long, "000000000000F0FF", 0, 0, "FFFFFFFFFFFFFFFF"},
     {cvt_ieee_double_to_cray, "000000000000F07F", 0, 15, "6000000000000000"},
-    {cvt_ieee_single_to_cray, "000080FF", 0, 16, "E000000000000000"},
     {cvt_ieee_single_to_ibm_short, "0100807F", 0, 13, "FF000000"},
-    {cvt_ieee_double_to_cray, "010000000000F8FF", 0, 13, "6000000000000000"},
     // What is not normalised.
     {cvt_ibm_short_to_ieee_single, "410FFFFF", 0, 13, "FFFFBF7F"},
-    {cvt_ibm_short_to_ieee_single, "41000000", 0, 13, "FFFFBF7F"},
     {cvt_cray_to_ieee_double, "40017FFFFFFFFFFF", 0, 13, "FFFFFFFFFFFFF77F"},
-    {cvt_cray_to_ieee_double, "1FFF800000000000", 0, 13, "FFFFFFFFFFFFF77F"},
     // A carry out of the fraction overflows.
     {cvt_cray_to_ieee_single, "4080FFFFFFFFFFFF", 0, 8, "0000807F"},
     {cvt_cray_to_ieee_single, "C080FFFFFFFFFFFF", CVT_M_BIG_ENDIAN, 8, "FF800000"},
-    {cvt_cray_to_ieee_single, "4080FFFFFFFFFFFF", CVT_M_TRUNCATE, 0, "FFFF7F7F"},
     // 2^127 has no VAX F.
     {cvt_ieee_single_to_vax_f, "0000007F", 0, 8, "00800000"},
     {cvt_ieee_single_to_vax_f, "0000007F", CVT_M_TRUNCATE, 8, "FF7FFFFF"},
-    {cvt_ieee_single_to_vax_f, "000000FF", CVT_M_ROUND_TO_POS, 8, "FFFFFFFF"},
     // Exponent field 1 of VAX F is a subnormal of 22 bits: ties go to even, and in the VAX manner away from zero.
     {cvt_vax_f_to_ieee_single, "80000200", 0, 0, "00002000"},
     {cvt_vax_f_to_ieee_single, "80000200", CVT_M_VAX_ROUNDING, 0, "01002000"},
     // An underflow is told of on demand.
     {cvt_ieee_double_to_vax_d, "0000000000000080", CVT_M_REPORT_UNDERFLOW, 0, "0000000000000000"},
     {cvt_ieee_double_to_vax_d, "000000000000F083", CVT_M_REPORT_UNDERFLOW, 9, "0000000000000000"},
-    {cvt_ieee_double_to_vax_d, "000000000000F083", 0, 0, "0000000000000000"},
-    {cvt_ibm_short_to_ieee_single, "8110000000000000", CVT_M_REPORT_UNDERFLOW, 9, "00000080"},
     // Options that do not go together leave the target alone.
     {cvt_ieee_single_to_vax_f, "0000803F", CVT_M_TRUNCATE | CVT_M_ROUND_TO_NEAREST, 4, "EEEEEEEE"},
     {cvt_ieee_single_to_vax_f, "0000803F", 1, 4, "EEEEEEEE"},

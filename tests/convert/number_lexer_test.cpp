@@ -83,13 +83,8 @@ TEST(NumberLexer, words_letter_by_letter) {
       const std::string part = text.substr(0, n);
       EXPECT_EQ(n, lex(part).accepted) << part;
       EXPECT_EQ(std::regex_match(part, grammar()), lex(part).complete) << part;
-      for (int c = 0; c < 256; ++c) {
-        const std::string longer = part + static_cast<char>(c);
-        if (n == text.size()) {
-          EXPECT_EQ(n, lex(longer).accepted) << longer;
-        }
-      }
     }
+    for (int c = 0; c < 256; ++c) EXPECT_EQ(text.size(), lex(text + static_cast<char>(c)).accepted) << text << c;
   }
 }
 
@@ -107,9 +102,9 @@ TEST(NumberLexer, decimal_character_is_the_callers) {
   EXPECT_EQ(1u, lex("1.5", kComma).accepted);
   EXPECT_EQ(1u, lex("1,5").accepted);
   EXPECT_EQ(3u, lex("1,5,5", kComma).accepted);
-  EXPECT_EQ(3u, lex("1\xA7"
+  EXPECT_EQ(3u, lex("1\247"
                     "5",
-                    0xA7u << 12)
+                    0247u << 12)
                     .accepted);
 }
 
