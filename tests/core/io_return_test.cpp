@@ -25,11 +25,13 @@ using tamrun_test::run_child;
 
 char file_name[] = "data.txt";
 
-/// A connected formatted unit 7 in the middle of a statement.
+enum Given : unsigned { kErr = 1, kEnd = 2, kEor = 4, kIostat = 8, kIgnore = 16, kLegacy = 32, kAfterEndfile = 64 };
+
+/// A connected formatted unit 7 in the middle of a statement with these specifiers.
 struct Unit {
   For_Lub lub = {};
   For_File_Info info = {};
-  Unit() {
+  explicit Unit(unsigned given = 0) {
     lub.lub_unit = 7;
     lub.lub_fd = 9;
     lub.lub_a_file_name = file_name;
@@ -37,19 +39,31 @@ struct Unit {
     lub.lub_f_connected = 1;
     lub.lub_f_formatted = 1;
     lub.lub_a_file_info = &info;
+    lub.lub_a_message_arg = "RECL=";
+    lub.lub_f_err = (given & kErr) != 0;
+    lub.lub_f_end = (given & kEnd) != 0;
+    lub.lub_f_eor = (given & kEor) != 0;
+    lub.lub_f_iostat = (given & kIostat) != 0;
+    lub.lub_f_ignore_conv_error = (given & kIgnore) != 0;
+    lub.lub_f_legacy_defaults = (given & kLegacy) != 0;
+    lub.lub_f_after_endfile = (given & kAfterEndfile) != 0;
   }
+  /// Fails with the message and gives the value of an IOMSG= variable that held `text`.
+  std::string iomsg_after(std::string text, int message, int user_code) {
+    lub.lub_a_iomsg = text.data();
+    lub.lub_iomsg_len = static_cast<i64>(text.size());
+    fail(message, user_code);
+    return text;
+  }
+  int fail(int message, int user_code, int disposition = FOR_IOR_NONE) {
+    return for__io_return(disposition, message, user_code, &lub);
+  }
+  int fail(int message) { return fail(message, message); }
 };
 
-enum Given : unsigned { kErr = 1, kEnd = 2, kEor = 4, kIostat = 8, kIgnore = 16, kLegacy = 32, kAfterEndfile = 64 };
-
-void give(For_Lub& lub, unsigned given) {
-  lub.lub_f_err = (given & kErr) != 0;
-  lub.lub_f_end = (given & kEnd) != 0;
-  lub.lub_f_eor = (given & kEor) != 0;
-  lub.lub_f_iostat = (given & kIostat) != 0;
-  lub.lub_f_ignore_conv_error = (given & kIgnore) != 0;
-  lub.lub_f_legacy_defaults = (given & kLegacy) != 0;
-  lub.lub_f_after_endfile = (given & kAfterEndfile) != 0;
+std::string padded(std::string text, size_t length) {
+  text.resize(length, ' ');
+  return text;
 }
 
 constexpr int kUnhandled = 9999;
@@ -70,38 +84,25 @@ constexpr int kKeeps = 2, kClears = 3;
 
 const Row kRows[] = {
     // ERR= takes errors and neither ends nor ends of record.
-    {STMT_READ, kErr, MSG_READ_ERROR, 39, 39, 0},
     {STMT_READ, kErr, MSG_READ_ERROR, 31, 31, 0},
     {STMT_WRITE, kErr, MSG_TOO_MANY_RECORDS, 27, 27, 0},
     {STMT_READ, kErr, MSG_TOO_MANY_RECORDS, 27, kUnhandled, 0},
     {STMT_READ, kErr, MSG_END_OF_FILE, 24, kUnhandled, 0},
     {STMT_READ, kErr, MSG_END_OF_RECORD, 268, kUnhandled, 0},
-    {STMT_READ, kErr, MSG_END_OF_FILE_ENCOUNTERED, 613, kUnhandled, 0},
-    {STMT_READ, kErr, MSG_END_OF_RECORD_ENCOUNTERED, 758, kUnhandled, 0},
     {STMT_READ, kErr, MSG_READ_ERROR, 39, 39, kKeeps},
     // Conversion errors.
     {STMT_WRITE_SEQ, kIgnore, MSG_OUTPUT_CONVERSION, 63, 63, 0},
-    {STMT_WRITE_SEQ, kIgnore | kErr, MSG_OUTPUT_CONVERSION, 63, 63, 0},
     {STMT_WRITE_SEQ, kIgnore, MSG_WRITE_ERROR, 38, kUnhandled, 0},
-    {STMT_WRITE_SEQ, 0, MSG_OUTPUT_CONVERSION, 63, kUnhandled, 0},
     // END=.
     {STMT_READ, kEnd, MSG_END_OF_FILE, 24, -1, 1},
     {STMT_READ, kEnd, MSG_END_OF_FILE_ENCOUNTERED, 613, -1, 1},
     {STMT_READ, kEnd | kErr | kIostat, MSG_END_OF_FILE, 24, -1, 1},
     {STMT_READ, kEnd | kLegacy, MSG_END_OF_FILE, 24, -1, kClears},
     {STMT_READ, kEnd | kLegacy | kAfterEndfile, MSG_END_OF_FILE, 24, -1, 1},
-    {STMT_READ, kEnd | kAfterEndfile, MSG_END_OF_FILE, 24, -1, 1},
     {STMT_READ, kEnd, MSG_READ_ERROR, 39, kUnhandled, 0},
-    {STMT_READ, kEnd, MSG_END_OF_RECORD, 268, kUnhandled, 0},
     {STMT_READ_LIST, kEnd, MSG_TOO_MANY_RECORDS, 27, -1, 1},
-    {STMT_READ_NML, kEnd, MSG_TOO_MANY_RECORDS, 27, -1, 1},
-    {STMT_READ_24, kEnd, MSG_TOO_MANY_RECORDS, 27, -1, 1},
-    {STMT_READ_25, kEnd, MSG_TOO_MANY_RECORDS, 27, -1, 1},
-    {STMT_READ_32, kEnd, MSG_TOO_MANY_RECORDS, 27, -1, 1},
-    {STMT_PORT_READ, kEnd, MSG_TOO_MANY_RECORDS, 27, -1, 1},
     {STMT_READ_34, kEnd, MSG_TOO_MANY_RECORDS, 27, -1, 1},
     {STMT_WRITE, kEnd, MSG_TOO_MANY_RECORDS, 27, kUnhandled, 0},
-    {STMT_REWRITE, kEnd, MSG_TOO_MANY_RECORDS, 27, kUnhandled, 0},
     // EOR=.
     {STMT_READ, kEor, MSG_END_OF_RECORD, 268, -2, kClears},
     {STMT_READ, kEor, MSG_END_OF_RECORD_ENCOUNTERED, 758, -2, kClears},
@@ -109,16 +110,12 @@ const Row kRows[] = {
     {STMT_READ, kEor | kAfterEndfile | kLegacy, MSG_END_OF_RECORD, 268, -2, kClears},
     {STMT_READ, kEor, MSG_END_OF_FILE, 24, kUnhandled, 0},
     // IOSTAT= takes all.
-    {STMT_READ, kIostat, MSG_READ_ERROR, 39, 39, 0},
     {STMT_READ, kIostat, MSG_READ_ERROR, 31, 31, 0},
     {STMT_READ, kIostat, MSG_END_OF_FILE, 24, -1, 1},
-    {STMT_READ, kIostat, MSG_END_OF_FILE_ENCOUNTERED, 613, -1, 1},
     {STMT_READ, kIostat | kLegacy, MSG_END_OF_FILE, 24, -1, kClears},
     {STMT_READ, kIostat, MSG_TOO_MANY_RECORDS, 27, -1, 1},
     {STMT_WRITE, kIostat, MSG_TOO_MANY_RECORDS, 27, 27, 0},
     {STMT_READ, kIostat, MSG_END_OF_RECORD, 268, -2, 0},
-    {STMT_READ, kIostat, MSG_END_OF_RECORD_ENCOUNTERED, 758, -2, 0},
-    {STMT_WRITE_SEQ, kIostat, MSG_OUTPUT_CONVERSION, 63, 63, 0},
     {STMT_READ, kIostat, MSG_READ_ERROR, 39, 39, kKeeps},
     // A child's routine speaks through the user code.
     {STMT_READ, kEnd, MSG_UDIO_ERROR, -1, -1, 1},
@@ -126,7 +123,6 @@ const Row kRows[] = {
     {STMT_READ, kErr, MSG_UDIO_ERROR, 5, 5, 0},
     {STMT_READ, kErr, MSG_UDIO_ERROR, -1, kUnhandled, 0},
     {STMT_READ, kIostat, MSG_UDIO_ERROR, -1, -1, 1},
-    {STMT_READ, kIostat, MSG_UDIO_ERROR, -2, -2, 0},
     {STMT_READ, kIostat, MSG_UDIO_ERROR, 127, 127, 0},
 };
 
@@ -135,13 +131,12 @@ TAMRUN_CHILD_TEST(IoReturn, EveryCodeMeetsItsSpecifier) {
   for (const Row& row : kRows) {
     SCOPED_TRACE(testing::Message() << "statement " << row.statement << " given " << row.given << " code " << row.code
                                     << "/" << row.user_code);
-    Unit unit;
-    give(unit.lub, row.given);
+    Unit unit(row.given);
     unit.lub.lub_statement = static_cast<u8>(row.statement);
     unit.lub.lub_f_at_eof = row.eof >= kKeeps;
     unit.lub.lub_errno = ENOSPC;
     issued = 0;
-    const int answer = for__io_return(FOR_IOR_NONE, row.code, row.user_code, &unit.lub);
+    const int answer = unit.fail(row.code, row.user_code);
     if (row.answer == kUnhandled) {
       EXPECT_EQ(issued, row.code);
       EXPECT_EQ(answer, row.code == MSG_UDIO_ERROR ? row.user_code : row.code);
@@ -164,24 +159,17 @@ TAMRUN_CHILD_TEST(IoReturn, WithoutASpecifierTheDiagnosticIsPrinted) {
       {MSG_READ_ERROR, 39, EIO, 39,
        "tamrtl: Input/output error\ntamrtl: severe (39): error during read, unit 7, file data.txt\n"},
       {MSG_END_OF_FILE, 24, 0, 24, "tamrtl: severe (24): end-of-file during read, unit 7, file data.txt\n"},
-      {MSG_OUTPUT_CONVERSION, 63, 0, 0, "tamrtl: error (63): output conversion error, unit 7, file data.txt\n"},
       {MSG_CONNECTED_SPECIFIER_VALUE, 104, 0, 104,
-       "tamrtl: severe (104): incorrect FORM= specifier value for connected file, unit 7, file data.txt\n"},
+       "tamrtl: severe (104): incorrect RECL= specifier value for connected file, unit 7, file data.txt\n"},
       {MSG_UDIO_ERROR, -1, 0, 127,
        "tamrtl: severe (127): User Defined I/O procedure returned error 24, message: 'end-of-file during read, unit 7, "
        "file data.txt'\n"},
-      {MSG_UDIO_ERROR, -2, 0, 127,
-       "tamrtl: severe (127): User Defined I/O procedure returned error 268, message: 'end of record during read, unit "
-       "7, file data.txt'\n"},
   };
   for (const auto& row : rows) {
     const Child_Result child = run_child([&] {
       Unit unit;
       unit.lub.lub_errno = row.saved_errno;
-      unit.lub.lub_a_message_arg = "FORM=";
-      const int answer = for__io_return(FOR_IOR_NONE, row.code, row.user_code, &unit.lub);
-      EXPECT_EQ(answer, row.code);
-      EXPECT_EQ(for__user_iomsg_len, 0);
+      EXPECT_EQ(unit.fail(row.code, row.user_code), row.code);
     });
     EXPECT_EQ(child.status, row.status);
     EXPECT_EQ(child.err, row.err);
@@ -193,15 +181,9 @@ TAMRUN_CHILD_TEST(IoReturn, EveryNumberCanBeShown) {
   for__establish_user_error_handler(take_diagnostic, nullptr, nullptr, nullptr);
   for (int number = -5; number <= 800; ++number) {
     for (int message : {int{MSG_UDIO_ERROR}, int{MSG_CONNECTED_SPECIFIER}, int{MSG_READ_ERROR}}) {
-      Unit unit;
-      char iomsg[200];
-      give(unit.lub, number % 2 == 0 ? kIostat : 0u);
-      unit.lub.lub_a_message_arg = "FORM=";
-      for__io_return(FOR_IOR_NONE, message, number, &unit.lub);
-      unit.lub.lub_a_iomsg = iomsg;
-      unit.lub.lub_iomsg_len = sizeof iomsg;
-      memset(iomsg, ' ', sizeof iomsg);
-      for__io_return(FOR_IOR_NONE, message, number, &unit.lub);
+      Unit unit(number % 2 == 0 ? kIostat : 0u);
+      unit.fail(message, number);
+      unit.iomsg_after(std::string(200, ' '), message, number);
     }
   }
 }
@@ -214,115 +196,90 @@ TAMRUN_CHILD_TEST(IoReturn, NamesOfUnitsWithoutOneAndPlacesInNamelists) {
   } rows[] = {{nullptr, false, "error during read, unit 7, file \"Unknown\""},
               {file_name, true, "error during read, unit 7, file data.txt, line 4, position 3"}};
   for (const auto& row : rows) {
-    Unit unit;
+    Unit unit(kIostat);
     u8 record[8];
-    char iomsg[80];
-    give(unit.lub, kIostat);
     unit.lub.lub_a_file_name = const_cast<char*>(row.name);
     unit.lub.lub_f_nml_position = row.namelist;
     unit.lub.lub_next_rec = 5;
     unit.lub.lub_a_data_start = record;
     unit.lub.lub_a_cursor = record + 3;
-    unit.lub.lub_a_iomsg = iomsg;
-    unit.lub.lub_iomsg_len = sizeof iomsg;
-    EXPECT_EQ(for__io_return(FOR_IOR_NONE, MSG_READ_ERROR, MSG_READ_ERROR, &unit.lub), 39);
-    EXPECT_EQ(std::string(iomsg, strlen(row.text)), row.text);
+    EXPECT_EQ(unit.iomsg_after(std::string(80, '?'), MSG_READ_ERROR, MSG_READ_ERROR), padded(row.text, 80));
     EXPECT_EQ(unit.lub.lub_f_nml_position, 0u);
   }
   // A name as long as a path may be, and longer.
   for (size_t length : {4096u, 9000u}) {
-    Unit unit;
-    std::string name(length, 'p'), iomsg(length + 100, '?');
-    give(unit.lub, kIostat);
+    Unit unit(kIostat);
+    std::string name(length, 'p');
     unit.lub.lub_a_file_name = name.data();
-    unit.lub.lub_a_iomsg = iomsg.data();
-    unit.lub.lub_iomsg_len = static_cast<i64>(iomsg.size());
-    EXPECT_EQ(for__io_return(FOR_IOR_NONE, MSG_READ_ERROR, MSG_READ_ERROR, &unit.lub), 39);
-    std::string expected = "error during read, unit 7, file " + name.substr(0, 4145);
-    expected.resize(iomsg.size(), ' ');
-    EXPECT_EQ(iomsg, expected);
+    EXPECT_EQ(unit.iomsg_after(std::string(length + 100, '?'), MSG_READ_ERROR, MSG_READ_ERROR),
+              padded("error during read, unit 7, file " + name.substr(0, 4145), length + 100));
   }
-}
-
-/// Runs a failing statement with an IOMSG= variable of `text`'s length and gives its value afterwards.
-std::string iomsg_after(std::string text, int message, int user_code, unsigned given = kIostat,
-                        bool child_text = false) {
-  Unit unit;
-  give(unit.lub, given);
-  unit.lub.lub_a_iomsg = text.data();
-  unit.lub.lub_iomsg_len = static_cast<i64>(text.size());
-  unit.lub.lub_a_message_arg = "RECL=";
-  unit.lub.lub_f_child_iomsg = child_text;
-  for__io_return(FOR_IOR_NONE, message, user_code, &unit.lub);
-  return text;
-}
-
-std::string padded(std::string text, size_t length) {
-  text.resize(length, ' ');
-  return text;
 }
 
 TAMRUN_CHILD_TEST(IoReturn, IomsgIsPaddedOrCut) {
   const std::string read_error = "error during read, unit 7, file data.txt";
-  for (size_t length : {1u, 10u, 40u, 41u, 200u})
-    EXPECT_EQ(iomsg_after(std::string(length, '?'), MSG_READ_ERROR, MSG_READ_ERROR), padded(read_error, length));
-  EXPECT_EQ(iomsg_after(std::string(90, '?'), MSG_CONNECTED_SPECIFIER, MSG_CONNECTED_SPECIFIER),
-            padded("incorrect RECL= specifier for connected file, unit 7, file data.txt", 90));
-  // The text follows the user code.
-  EXPECT_EQ(iomsg_after(std::string(60, '?'), MSG_STREAM_NOT_ALLOWED, MSG_READ_ERROR), padded(read_error, 60));
-  EXPECT_EQ(iomsg_after(std::string(5, '?'), MSG_READ_ERROR, MSG_READ_ERROR, kIostat, true), "?????");
+  const struct {
+    size_t length;
+    int message, user_code;
+    unsigned given;
+    std::string text;
+  } rows[] = {{1, MSG_READ_ERROR, 39, kIostat, read_error},
+              {40, MSG_READ_ERROR, 39, kIostat, read_error},
+              {200, MSG_READ_ERROR, 39, kIostat, read_error},
+              {90, MSG_CONNECTED_SPECIFIER, 103, kIostat,
+               "incorrect RECL= specifier for connected file, unit 7, file data.txt"},
+              {60, MSG_STREAM_NOT_ALLOWED, 39, kIostat, read_error},  // the text follows the user code
+              {60, MSG_OUTPUT_CONVERSION, 63, 0, "output conversion error, unit 7, file data.txt"}};
+  for (const auto& row : rows) {
+    EXPECT_EQ(Unit(row.given).iomsg_after(std::string(row.length, '?'), row.message, row.user_code),
+              padded(row.text, row.length));
+    EXPECT_EQ(for__user_iomsg_buf, nullptr);
+    EXPECT_EQ(for__user_iomsg_len, 0);
+  }
 }
 
 TAMRUN_CHILD_TEST(IoReturn, IomsgOfAChildIsQuotedInTheParents) {
+  const auto parents = [](const std::string& text, size_t length, unsigned given = kIostat) {
+    return Unit(given).iomsg_after(padded(text, length), MSG_UDIO_ERROR, 5);
+  };
   const std::string head = "User Defined I/O procedure returned error 5, message: '";
-  EXPECT_EQ(iomsg_after(padded("too hot", 80), MSG_UDIO_ERROR, 5), padded(head + "too hot'", 80));
-  EXPECT_EQ(iomsg_after(padded("", 80), MSG_UDIO_ERROR, 5), padded(head + "'", 80));
+  EXPECT_EQ(parents("too hot", 80), padded(head + "too hot'", 80));
+  EXPECT_EQ(parents("", 80), padded(head + "'", 80));
   const Child_Result child = run_child([&] {
     // One byte of room less than the text needs; then none at all.
-    EXPECT_EQ(iomsg_after(padded("1234567", 7 + head.size()), MSG_UDIO_ERROR, 5), head + "123456'");
-    EXPECT_EQ(iomsg_after("fire", MSG_UDIO_ERROR, 5), "User");
-    EXPECT_EQ(iomsg_after(padded("1234567", 8 + head.size()), MSG_UDIO_ERROR, 5), head + "1234567'");
+    EXPECT_EQ(parents("1234567", 7 + head.size()), head + "123456'");
+    EXPECT_EQ(parents("fire", 4), "User");
+    EXPECT_EQ(parents("1234567", 8 + head.size()), head + "1234567'");
   });
   const std::string cut = "User Defined I/O procedure's IOMSG was truncated to fit IOMSG variable.\n";
   EXPECT_EQ(child.out, cut + cut);
 
-  const Child_Result printed = run_child([] { iomsg_after("too hot", MSG_UDIO_ERROR, 5, 0); });
+  const Child_Result printed = run_child([&] { parents("too hot", 7, 0); });
   EXPECT_EQ(printed.status, MSG_UDIO_ERROR);
   EXPECT_EQ(printed.err, "tamrtl: severe (127): User Defined I/O procedure returned error 5, message: 'too hot'\n");
-}
 
-TAMRUN_CHILD_TEST(IoReturn, AChildsTextCountsForOneFailureOnly) {
-  Unit unit;
-  give(unit.lub, kIostat);
-  std::string iomsg = padded("too hot", 90);
-  unit.lub.lub_a_iomsg = iomsg.data();
-  unit.lub.lub_iomsg_len = static_cast<i64>(iomsg.size());
-  unit.lub.lub_f_child_iomsg = 1;
-  EXPECT_EQ(for__io_return(FOR_IOR_NONE, MSG_UDIO_ERROR, 5, &unit.lub), 5);
-  EXPECT_EQ(for__io_return(FOR_IOR_NONE, MSG_READ_ERROR, MSG_READ_ERROR, &unit.lub), 39);
-  EXPECT_EQ(iomsg, padded("error during read, unit 7, file data.txt", 90));
-}
-
-TAMRUN_CHILD_TEST(IoReturn, ADiagnosticThatReturnsStillFillsIomsg) {
-  EXPECT_EQ(iomsg_after(std::string(60, '?'), MSG_OUTPUT_CONVERSION, 63, 0),
-            padded("output conversion error, unit 7, file data.txt", 60));
-  EXPECT_EQ(for__user_iomsg_buf, nullptr);
+  // The child's text counts for one failure only.
+  Unit unit(kIostat);
+  for (const char* text : {"?????", "error"}) {
+    unit.lub.lub_f_child_iomsg = text[0] == '?';
+    EXPECT_EQ(unit.iomsg_after("?????", MSG_READ_ERROR, MSG_READ_ERROR), text);
+    EXPECT_EQ(unit.lub.lub_f_child_iomsg, 0u);
+  }
 }
 
 TAMRUN_CHILD_TEST(IoReturn, TheLastFailureIsRemembered) {
   For_Thread_Storage* storage;
   ASSERT_EQ(thread_storage(&storage), 0);
-  Unit unit;
-  give(unit.lub, kIostat);
+  Unit unit(kIostat);
   const std::string keyword(100, 'K');
   unit.lub.lub_a_message_arg = keyword.c_str();
   unit.lub.lub_errno = EACCES;
-  for__io_return(FOR_IOR_NONE, MSG_CONNECTED_SPECIFIER, 31, &unit.lub);
+  unit.fail(MSG_CONNECTED_SPECIFIER, 31);
   EXPECT_EQ(storage->ts_errsns.user_code, 31u);
   EXPECT_EQ(storage->ts_errsns.saved_errno, static_cast<u32>(EACCES));
   EXPECT_EQ(storage->ts_errsns.unit, 7u);
   EXPECT_EQ(std::string(storage->ts_errsns_text, kErrsnsTextLength), keyword.substr(0, kErrsnsTextLength));
-  for__io_return(FOR_IOR_NONE, MSG_END_OF_FILE, MSG_END_OF_FILE, &unit.lub);
+  unit.fail(MSG_END_OF_FILE);
   EXPECT_EQ(storage->ts_errsns.user_code, 24u);
   EXPECT_EQ(storage->ts_errsns.saved_errno, 0u);
   EXPECT_EQ(storage->ts_errsns_text[0], 'K');
@@ -331,11 +288,10 @@ TAMRUN_CHILD_TEST(IoReturn, TheLastFailureIsRemembered) {
 TAMRUN_CHILD_TEST(IoReturn, AHeldRecordIsForgottenButForConversionErrors) {
   for (bool formatted : {true, false}) {
     for (int code : {int{MSG_READ_ERROR}, int{MSG_OUTPUT_CONVERSION}}) {
-      Unit unit;
-      give(unit.lub, kIostat);
+      Unit unit(kIostat);
       unit.lub.lub_f_formatted = formatted;
       unit.info.fi_record_open = 1;
-      for__io_return(FOR_IOR_NONE, code, code, &unit.lub);
+      unit.fail(code);
       EXPECT_EQ(unit.info.fi_record_open, !formatted || code == MSG_OUTPUT_CONVERSION);
     }
   }
@@ -351,38 +307,25 @@ TAMRUN_CHILD_TEST(IoReturn, Dispositions) {
               {FOR_IOR_CLOSE, {"close_default 7 1"}}};
   for (const auto& row : rows) {
     doubles() = {};
-    Unit unit;
-    give(unit.lub, kIostat);
-    EXPECT_EQ(for__io_return(row.disposition, MSG_READ_ERROR, MSG_READ_ERROR, &unit.lub), 39);
+    EXPECT_EQ(Unit(kIostat).fail(MSG_READ_ERROR, MSG_READ_ERROR, row.disposition), 39);
     EXPECT_EQ(doubles().calls, row.calls);
   }
-  const Child_Result wrong = run_child([] {
-    Unit unit;
-    give(unit.lub, kIostat);
-    for__io_return(4, MSG_READ_ERROR, MSG_READ_ERROR, &unit.lub);
-  });
+  const Child_Result wrong = run_child([] { Unit(kIostat).fail(MSG_READ_ERROR, MSG_READ_ERROR, 4); });
   EXPECT_EQ(wrong.status, MSG_INTERNAL_CONSISTENCY);
 }
 
 TAMRUN_CHILD_TEST(IoReturn, APendingLineOnStandardOutputEndsBeforeAFailureOnStandardError) {
-  const struct {
+  struct Row {
     int failing_fd;
     bool writes_fail;
     std::vector<std::string> calls;
-  } rows[] = {
-      // Unit 6 owes nothing, -2 is not to be had, 0 owes on the failing descriptor, -1 owes on descriptor 1.
-      {2,
-       false,
-       {"acquire 6 15", "release 6", "acquire -2 15", "acquire 0 15", "release 0", "acquire -1 15", "write -1",
-        "release -1"}},
-      {2,
-       true,
-       {"acquire 6 15", "release 6", "acquire -2 15", "acquire 0 15", "release 0", "acquire -1 15", "write -1",
-        "release -1"}},
-      {9,
-       false,
-       {"acquire 6 15", "release 6", "acquire -2 15", "acquire 0 15", "release 0", "acquire -1 15", "release -1"}},
   };
+  // Unit 6 owes nothing, -2 is not to be had, 0 owes on the failing descriptor, -1 owes on descriptor 1.
+  const std::vector<std::string> searched = {"acquire 6 15", "release 6",     "acquire -2 15", "acquire 0 15",
+                                             "release 0",    "acquire -1 15", "release -1"};
+  std::vector<std::string> written = searched;
+  written.insert(written.end() - 1, "write -1");
+  const Row rows[] = {{2, false, written}, {2, true, written}, {9, false, searched}};
   for (const auto& row : rows) {
     const Child_Result child = run_child([&] {
       Unit failing, unit6, unit0, print;
@@ -396,7 +339,7 @@ TAMRUN_CHILD_TEST(IoReturn, APendingLineOnStandardOutputEndsBeforeAFailureOnStan
       doubles().units = {{6, &unit6.lub}, {0, &unit0.lub}, {-1, &print.lub}};
       doubles().write_fails = row.writes_fail;
       errno = ENOSPC;
-      for__io_return(FOR_IOR_NONE, MSG_OUTPUT_CONVERSION, MSG_OUTPUT_CONVERSION, &failing.lub);
+      failing.fail(MSG_OUTPUT_CONVERSION);
       EXPECT_EQ(doubles().calls, row.calls);
       EXPECT_EQ(doubles().written, row.failing_fd == 2 && !row.writes_fail ? "\n" : "");
       EXPECT_EQ(print.info.fi_cc_after_prompt, row.failing_fd != 2);
@@ -408,15 +351,14 @@ TAMRUN_CHILD_TEST(IoReturn, APendingLineOnStandardOutputEndsBeforeAFailureOnStan
     Unit failing;
     failing.lub.lub_unit = 6;
     failing.lub.lub_fd = 1;
-    for__io_return(FOR_IOR_RELEASE, MSG_OUTPUT_CONVERSION, MSG_OUTPUT_CONVERSION, &failing.lub);
+    failing.fail(MSG_OUTPUT_CONVERSION, MSG_OUTPUT_CONVERSION, FOR_IOR_RELEASE);
     EXPECT_EQ(doubles().calls,
               (std::vector<std::string>{"acquire -2 15", "acquire 0 15", "acquire -1 15", "release 6"}));
   });
 }
 
 TAMRUN_CHILD_TEST(ReportFailure, AsynchronousUnitsTakeTheirOwnRoad) {
-  Unit unit;
-  give(unit.lub, kErr | kIostat);
+  Unit unit(kErr | kIostat);
   doubles() = {};
   EXPECT_EQ(report_failure(FOR_IOR_RELEASE, MSG_READ_ERROR, 31, &unit.lub), 31);
   EXPECT_EQ(doubles().calls, (std::vector<std::string>{"release 7"}));
