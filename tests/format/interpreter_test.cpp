@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <optional>
 #include <vector>
 
 #include "core/failure.h"
@@ -26,7 +27,13 @@ struct Unit {
   For_Fmt_Isb isb = {};
   For_Context context = {};
   u8 record[kRecord] = {};
+  std::optional<Compiled> compiled;
 
+  explicit Unit(const char* text) : Unit(static_cast<const u8*>(nullptr)) {
+    compiled.emplace(text);
+    EXPECT_EQ(compiled->result(), 0) << text;
+    isb.isb_fmt_pc = compiled->format();
+  }
   explicit Unit(const u8* format) {
     isb.isb_lub = &lub;
     isb.isb_fmt_pc = format;
@@ -82,15 +89,12 @@ TEST(Interpreter, StopsAndReversion) {
   };
   for (const Row& row : kRows) {
     SCOPED_TRACE(row.text);
-    const Compiled compiled(row.text);
-    ASSERT_EQ(compiled.result(), 0);
-    EXPECT_EQ(Unit(compiled.format()).stops(row.count), row.stops);
+    EXPECT_EQ(Unit(row.text).stops(row.count), row.stops);
   }
 }
 
 TEST(Interpreter, LongFormatsRevertFarFromTheirStart) {
-  const Compiled compiled("('" + std::string(70000, 'x') + "',I1,(I2),2(I3))");
-  Unit unit(compiled.format());
+  Unit unit(("('" + std::string(70000, 'x') + "',I1,(I2),2(I3))").c_str());
   EXPECT_EQ(unit.next(), 0);
   EXPECT_EQ(unit.next(), 0);
   EXPECT_EQ(unit.stops(8), "37:1 37:2 37:3 37:3 2 37:3 37:3 2");
@@ -102,12 +106,10 @@ TEST(Interpreter, MarksOfAPass) {
     int to_end;  ///< stops up to the end of the format
     bool data_seen, empty;
   };
-  for (const Row& row : {Row{"()", 1, false, true}, Row{"(I5)", 2, true, false}, Row{"(1X)", 1, false, false},
-                         Row{"(I5,(1X))", 2, false, false}, Row{"('x')", 2, false, false}, Row{"(DT)", 2, false, false},
-                         Row{"(EX9.1)", 2, true, false}}) {
+  for (const Row& row : {Row{"()", 1, false, true}, Row{"(I5)", 2, true, false}, Row{"(I5,(1X))", 2, false, false},
+                         Row{"('x')", 2, false, false}, Row{"(EX9.1)", 2, true, false}}) {
     SCOPED_TRACE(row.text);
-    const Compiled compiled(row.text);
-    Unit unit(compiled.format());
+    Unit unit(row.text);
     unit.isb.isb_flags = ISB_DATA_EDIT_SEEN;
     unit.stops(row.to_end);
     EXPECT_EQ(unit.isb.isb_code, FMT_END);
@@ -133,8 +135,7 @@ TEST(Interpreter, Modes) {
         Row{"(RP:)", 0, 0, ROUND_PROCESSOR_DEFINED, 0}, Row{"(DC,:)", 0, ISB2_DC, 0, 0},
         Row{"(DC,DP,:)", 0, ISB2_DP, 0, 0}, Row{"(3P:)", 0, 0, 0, 3}, Row{"(-128P:)", 0, 0, 0, -128}}) {
     SCOPED_TRACE(row.text);
-    const Compiled compiled(row.text);
-    Unit unit(compiled.format());
+    Unit unit(row.text);
     unit.isb.isb_flags = kOther;
     unit.isb.isb_flags2 = ISB2_W_ZERO;
     ASSERT_EQ(unit.next(), 0);
@@ -284,6 +285,14 @@ Bytes dt_block(const std::string& tag_and_text) {
   return out;
 }
 
+void expect_derived_type(Unit& unit, const char* iotype, const char* vlist, i64 repeat) {
+  ASSERT_EQ(unit.next(), 0);
+  EXPECT_EQ(unit.isb.isb_code, FMT_DT);
+  EXPECT_EQ(unit.isb.isb_repeat, repeat);
+  EXPECT_STREQ(unit.isb.isb_dt_iotype, iotype);
+  EXPECT_STREQ(unit.isb.isb_dt_vlist, vlist);
+}
+
 TEST(Interpreter, DerivedTypeElementsOfCompiledCode) {
   Bytes count(16);
   count[0] = 't';
@@ -311,29 +320,16 @@ TEST(Interpreter, DerivedTypeElementsOfCompiledCode) {
     put(head, 24, row.repeat);
     const Bytes format = kStart + head + row.blocks + long_element(FMT_A_W, 1, 9) + kEnd;
     Unit unit(format.data());
-    ASSERT_EQ(unit.next(), 0);
-    EXPECT_EQ(unit.isb.isb_code, FMT_DT);
-    EXPECT_EQ(unit.isb.isb_repeat, row.expected);
-    EXPECT_STREQ(unit.isb.isb_dt_iotype, row.iotype);
-    EXPECT_STREQ(unit.isb.isb_dt_vlist, row.vlist);
+    expect_derived_type(unit, row.iotype, row.vlist, row.expected);
     EXPECT_EQ(unit.stops(2), "29:9 2");
   }
 }
 
 TEST(Interpreter, DerivedTypeElementsOfText) {
-  const Compiled compiled("(DT,2DT'list'(10, -2),DT(3),A)");
-  Unit unit(compiled.format());
-  const struct {
-    const char *iotype, *vlist;
-    i64 repeat;
-  } rows[] = {{nullptr, nullptr, 1}, {"list", "10, -2", 2}, {nullptr, "3", 1}};
-  for (const auto& row : rows) {
-    ASSERT_EQ(unit.next(), 0);
-    EXPECT_EQ(unit.isb.isb_code, FMT_DT);
-    EXPECT_EQ(unit.isb.isb_repeat, row.repeat);
-    EXPECT_STREQ(unit.isb.isb_dt_iotype, row.iotype);
-    EXPECT_STREQ(unit.isb.isb_dt_vlist, row.vlist);
-  }
+  Unit unit("(DT,2DT'list'(10, -2),DT(3),A)");
+  expect_derived_type(unit, nullptr, nullptr, 1);
+  expect_derived_type(unit, "list", "10, -2", 2);
+  expect_derived_type(unit, nullptr, "3", 1);
   EXPECT_EQ(unit.stops(2), "19 2");
 }
 
@@ -492,8 +488,7 @@ TEST(Position, FromColumnTen) {  // counted from 0, of a record of 40
                          Row{"(T43,T41:)", 40, 0}, Row{"(T43,T7,2X:)", 8, 0},
                          Row{"(TL3:)", 7, 0}}) {
     SCOPED_TRACE(row.text);
-    const Compiled compiled(row.text);
-    Unit unit(compiled.format());
+    Unit unit(row.text);
     unit.lub.lub_f_pad_in_force = row.padded >= 0;
     unit.lub.lub_a_cursor += 10;
     ASSERT_EQ(unit.next(), 0);
@@ -507,9 +502,8 @@ TEST(Position, HugeMovesStayWithinBounds) {
   for (const char* text : {"(T9223372036854775807:)", "(TR9223372036854775807:)", "(9223372036854775807X:)",
                            "(2000(TR9223372036854775807):)", "(T18446744073709551615:)"}) {
     SCOPED_TRACE(text);
-    const Compiled compiled(text);
     for (const bool pad : {false, true}) {
-      Unit unit(compiled.format());
+      Unit unit(text);
       unit.lub.lub_f_pad_in_force = pad;
       ASSERT_EQ(unit.next(), 0);
       EXPECT_GE(unit.column(), 0);
@@ -539,8 +533,7 @@ TEST(Position, RecordThatCannotGrow) {
   for (const Row& row : kRows) {
     SCOPED_TRACE(row.text);
     const auto child = tamrun_test::run_child([&] {
-      const Compiled compiled(row.text);
-      Unit unit(compiled.format());
+      Unit unit(row.text);
       unit.lub.lub_a_cursor += 10;
       unit.lub.lub_unit = row.unit;
       unit.lub.lub_statement = static_cast<u8>(row.statement);
