@@ -24,15 +24,11 @@ using tamrun_test::run_child;
 constexpr i64 kImpossible = i64{1} << 62;
 
 TEST(Heap, SizesAtTheEdge) {
-  void* p = &p;
-  EXPECT_EQ(for__get_vm(0, 0, &p), 0);
-  EXPECT_EQ(p, nullptr);
-  p = &p;
-  EXPECT_EQ(for__get_vm(-1, 0, &p), MSG_NO_MEMORY);
-  EXPECT_EQ(p, nullptr);
-  p = &p;
-  EXPECT_EQ(for__get_vm(kImpossible, 0, &p), MSG_NO_MEMORY);
-  EXPECT_EQ(p, nullptr);
+  for (const i64 size : {i64{0}, i64{-1}, kImpossible}) {
+    void* p = &p;
+    EXPECT_EQ(for__get_vm(size, 0, &p), size == 0 ? 0 : MSG_NO_MEMORY);
+    EXPECT_EQ(p, nullptr);
+  }
   EXPECT_EQ(for__free_vm(nullptr), 0);
 }
 
@@ -49,15 +45,13 @@ TEST(Heap, ReallocKeepsTheContentAndOnFailureTheBlock) {
   EXPECT_EQ(for__free_vm(p), 0);
 }
 
-TEST(Heap, DisabledItFreesNothing) {
-  run_child([] {
-    void* p;
-    ASSERT_EQ(for__get_vm(64, 0, &p), 0);
-    memset(p, 7, 64);
-    for__disable_vm();
-    EXPECT_EQ(for__free_vm(p), 0);
-    EXPECT_EQ(static_cast<char*>(p)[63], 7);  // the address sanitizer would object to a freed block
-  });
+TAMRUN_CHILD_TEST(Heap, DisabledItFreesNothing) {
+  void* p;
+  ASSERT_EQ(for__get_vm(64, 0, &p), 0);
+  memset(p, 7, 64);
+  for__disable_vm();
+  EXPECT_EQ(for__free_vm(p), 0);
+  EXPECT_EQ(static_cast<char*>(p)[63], 7);  // the address sanitizer would object to a freed block
 }
 
 std::atomic<long> put_off, delivered;
@@ -102,14 +96,12 @@ TEST(Heap, ASignalInsideIsDeliveredOnceBehindIt) {
   });
 }
 
-TEST(Heap, OutsideAndAfterClearingNothingIsHeldBack) {
-  run_child([] {
-    EXPECT_EQ(for__set_signal_ops_during_vm(SIGUSR1), 1);
-    for__clear_signal_ops_during_vm();
-    void* p;
-    ASSERT_EQ(for__get_vm(1, 0, &p), 0);
-    for__free_vm(p);
-  });
+TAMRUN_CHILD_TEST(Heap, OutsideNothingIsHeldBack) {
+  EXPECT_EQ(for__set_signal_ops_during_vm(SIGUSR1), 1);
+  void* p;
+  for__clear_signal_ops_during_vm();
+  ASSERT_EQ(for__get_vm(1, 0, &p), 0);
+  for__free_vm(p);
 }
 
 TEST(Environment, Booleans) {
@@ -123,10 +115,10 @@ TEST(Environment, Booleans) {
     setenv("TAMRUN_TEST_SWITCH", row.value, 1);
     EXPECT_EQ(for_check_env_name("TAMRUN_TEST_SWITCH"), row.answer) << row.value;
   }
-  setenv("TAMRUN_TEST_SWITCH", std::string(260, 'T').c_str(), 1);
-  EXPECT_EQ(for_check_env_name("TAMRUN_TEST_SWITCH"), 1);
-  setenv("TAMRUN_TEST_SWITCH", std::string(261, 'T').c_str(), 1);
-  EXPECT_EQ(for_check_env_name("TAMRUN_TEST_SWITCH"), 0);
+  for (const size_t length : {260, 261}) {
+    setenv("TAMRUN_TEST_SWITCH", std::string(length, 'T').c_str(), 1);
+    EXPECT_EQ(for_check_env_name("TAMRUN_TEST_SWITCH"), length == 260);
+  }
   unsetenv("TAMRUN_TEST_SWITCH");
   EXPECT_EQ(for_check_env_name("TAMRUN_TEST_SWITCH"), 0);
   EXPECT_EQ(for_check_env_name(nullptr), 0);

@@ -48,12 +48,16 @@ bool blocked(int signal) {
 }
 
 TEST(Reentrancy, AskingLeavesTheModeAlone) {
-  int ask = FOR_K_REENTRANCY_INFO, none = FOR_K_REENTRANCY_NONE, threaded = FOR_K_REENTRANCY_THREADED;
-  EXPECT_EQ(for_set_reentrancy(&ask), FOR_K_REENTRANCY_THREADED);
-  EXPECT_EQ(for_set_reentrancy(&none), FOR_K_REENTRANCY_THREADED);
-  EXPECT_EQ(for_set_reentrancy(&ask), FOR_K_REENTRANCY_NONE);
-  EXPECT_EQ(for_set_reentrancy(&threaded), FOR_K_REENTRANCY_NONE);
-  EXPECT_EQ(for_set_reentrancy(&ask), FOR_K_REENTRANCY_THREADED);
+  const auto asked = [] {
+    int mode = FOR_K_REENTRANCY_INFO;
+    return for_set_reentrancy(&mode);
+  };
+  EXPECT_EQ(asked(), FOR_K_REENTRANCY_THREADED);
+  {
+    Mode scope(FOR_K_REENTRANCY_NONE);
+    EXPECT_EQ(asked(), FOR_K_REENTRANCY_NONE);
+  }
+  EXPECT_EQ(asked(), FOR_K_REENTRANCY_THREADED);
 }
 
 std::atomic<int> once_runs, once_finished;

@@ -205,39 +205,28 @@ std::string outcome(const Bytes& element) {
 }
 
 TEST(Interpreter, ShortFormsAreTheirLongTwins) {
+  struct Layout {
+    u8 category;
+    Bytes operands;  ///< of the short form
+    u32 repeat, width;
+    u8 d;
+  };
+  const Layout layouts[] = {{FMTC_BARE, {0, 0, 0}, 0, 0, 0},
+                            {FMTC_REPEAT, {0, 3, 2}, 0x0203, 0, 0},
+                            {FMTC_WIDTH, {0, 4, 0}, 0, 4, 0},
+                            {FMTC_REPEAT_WIDTH, {7, 9, 1}, 7, 0x0109, 0},
+                            {FMTC_REPEAT_WD, {7, 12, 5}, 7, 12, 5}};
   int forms = 0;
   for (u8 code = 53; code <= 107; ++code) {
     SCOPED_TRACE(int{code});
-    const For_Fmt_Cat row = fmt_cat[code];
-    const u8 twin = row.operation;
-    Bytes brief = {code, 0, 0, 0}, full;
-    switch (row.category) {
-      case FMTC_BARE:
-        full = long_element(twin);
-        break;
-      case FMTC_REPEAT:
-        put<u16>(brief, 2, 0x0203);
-        full = long_element(twin, 0x0203);
-        break;
-      case FMTC_WIDTH:
-        put<u16>(brief, 2, 0x0004);
-        full = long_element(twin, 0, 0x0004);
-        break;
-      case FMTC_REPEAT_WIDTH:
-        brief[1] = 7;
-        put<u16>(brief, 2, 0x0109);
-        full = long_element(twin, 7, 0x0109);
-        break;
-      case FMTC_REPEAT_WD:
-        brief = {code, 7, 12, 5};
-        full = long_element(twin, 7, 12, 5);
-        break;
-      default:
-        FAIL();
-    }
     if (code == 54 || code == 55) continue;  // the frame of a format, below
-    EXPECT_EQ(outcome(brief), outcome(full));
-    ++forms;
+    const For_Fmt_Cat row = fmt_cat[code];
+    for (const Layout& layout : layouts) {
+      if (row.category != layout.category) continue;
+      EXPECT_EQ(outcome(Bytes{code} + layout.operands),
+                outcome(long_element(row.operation, layout.repeat, layout.width, layout.d)));
+      ++forms;
+    }
   }
   EXPECT_EQ(forms, 53);
   EXPECT_EQ(outcome({53, 0, 0, 0}).substr(0, 3), "62:");
