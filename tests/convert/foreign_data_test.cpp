@@ -213,17 +213,4 @@ TEST(ForeignData, Failures) {
   }
 }
 
-TEST(ForeignData, KindsOfRealTypes) {
-  constexpr int kKinds[7][3] = {{25, 31, 0},  {42, 45, 0},  {43, 46, 0}, {47, 51, 0},
-                                {26, 28, 29}, {40, 44, 48}, {50, 52, 0}};
-  i32 expected[28];
-  for (i32& kind : expected) kind = -1;
-  for (int kind = 0; kind < 7; ++kind) {
-    for (const int type : kKinds[kind]) {
-      if (type != 0) expected[type - ITM_REAL4_VAX] = kind;
-    }
-  }
-  for (int i = 0; i < 28; ++i) EXPECT_EQ(forfloat_to_cvtfloat[i], expected[i]) << i + ITM_REAL4_VAX;
-}
-
 }  // namespace

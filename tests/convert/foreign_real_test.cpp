@@ -407,19 +407,6 @@ TEST(ForeignReal, TablesOfSpecialValues) {
   };
   twins(Ieee_Single, ieee_s);
   twins(Ieee_Double, ieee_t);
-  const auto rows = [](const u8* table, size_t row, std::initializer_list<const char*> heads) {
-    for (const char* head : heads) {
-      // Two bytes, the second of which goes on to the end of the row.
-      std::string expected = std::string(head).substr(0, 2);
-      while (expected.size() < 2 * row) expected += head + 2;
-      EXPECT_EQ(hexadecimal(table, row), expected);
-      table += row;
-    }
-  };
-  for (const auto& [table, row] : {std::pair{ibm_s[0], sizeof ibm_s[0]}, {ibm_l[0], sizeof ibm_l[0]}}) {
-    rows(table, row, {"FF00", "0000", "8000", "7FFF", "FFFF", "7FFF", "FFFF", "0000"});
-  }
-  rows(cray[0], sizeof cray[0], {"6000", "0000", "8000", "5FFF", "DFFF", "6000", "E000", "0000"});
   EXPECT_EQ(hexadecimal(vax_c[0], 64),
             "0080" + std::string(60, '0') + "FF7F" + std::string(28, 'F') + std::string(32, 'F'));
 }

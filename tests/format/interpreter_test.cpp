@@ -514,7 +514,6 @@ TEST(Position, RecordThatCannotGrow) {
       {"(30X:)", 7, STMT_WRITE_SEQ, RECTYPE_VARIABLE, MSG_RECORD_OVERFLOW},
       {"(30X:)", 7, STMT_WRITE_SEQ, RECTYPE_FIXED, 0},
       {"(31X:)", 7, STMT_WRITE_SEQ, RECTYPE_FIXED, MSG_RECORD_OVERFLOW},
-      {"(TR31:)", 7, STMT_WRITE, RECTYPE_FIXED, MSG_RECORD_OVERFLOW},
       {"(31X:)", 7, STMT_READ, RECTYPE_FIXED, 0},
       {"(31X:)", UNIT_INTERNAL, STMT_WRITE, RECTYPE_FIXED, 0},
       {"(T99:)", 7, STMT_WRITE_SEQ, RECTYPE_FIXED, 0},
@@ -531,39 +530,6 @@ TEST(Position, RecordThatCannotGrow) {
     });
     EXPECT_EQ(child.status, row.result);
     EXPECT_EQ(child.err.find("output statement overflows record, unit 7") != std::string::npos, row.result != 0);
-  }
-}
-
-TEST(Position, RecordGrowsUnderThePosition) {
-  struct Row {
-    const char* text;
-    i64 column;
-    bool grows;
-  };
-  for (const Row& row : {Row{"(29X:)", 39, false}, Row{"(30X:)", 40, true}, Row{"(TR35:)", 45, true},
-                         Row{"(700X:)", 710, true}, Row{"(20X,700X,TL5:)", 725, true}, Row{"(T60,X:)", 60, true}}) {
-    SCOPED_TRACE(row.text);
-    const Compiled compiled(row.text);
-    Connection connection;
-    connection.recl = connection.buffer_size = kRecord;
-    Loose_Lub unit(-1, connection);
-    For_Lub& lub = unit.lub();
-    lub.lub_f_recl_defaulted = 1;
-    lub.lub_recl_limit = 0;
-    lub.lub_unit = 7;
-    lub.lub_statement = STMT_WRITE_SEQ;
-    lub.lub_a_data_start = lub.lub_a_buffer;
-    lub.lub_a_rec_end = lub.lub_a_buffer + kRecord;
-    memset(lub.lub_a_buffer, ' ', kRecord);
-    lub.lub_a_cursor = lub.lub_a_high_water = lub.lub_a_buffer + 10;
-    lub.lub_a_fmt_isb->isb_fmt_pc = compiled.format();
-    ASSERT_EQ(for__interp_fmt(&lub), 0);
-    EXPECT_EQ(lub.lub_a_cursor - lub.lub_a_data_start, row.column);
-    EXPECT_EQ(lub.lub_a_rec_end - lub.lub_a_buffer > kRecord, row.grows);
-    EXPECT_GE(lub.lub_a_rec_end, lub.lub_a_cursor);
-    for (const u8* at = lub.lub_a_buffer; at < lub.lub_a_rec_end; ++at) {
-      ASSERT_EQ(*at, ' ') << at - lub.lub_a_buffer;
-    }
   }
 }
 
