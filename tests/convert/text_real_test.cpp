@@ -483,6 +483,7 @@ TEST(TextToReal, digits_beyond_the_kept_ones_only_say_that_there_is_more) {
   const std::string tie = "42535295865117312655288308798616240128", zeros(40, '0');
   EXPECT_EQ(0x1p125, read<double>(tie + "." + zeros));
   EXPECT_EQ(0x1.0000000000001p125, read<double>(tie + "." + zeros + "1"));
+  EXPECT_EQ(0x1.0000000000001p125, read<double>(tie + "." + zeros + "10"));
   EXPECT_EQ(0x1.0000000000001p125, read<double>(tie + zeros + "1E-41"));
   EXPECT_EQ(0x1p24f, read<float>("16777217." + zeros));
   EXPECT_EQ(0x1.000002p24f, read<float>("16777217." + zeros + "000001"));

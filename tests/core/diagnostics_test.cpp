@@ -9,6 +9,7 @@
 #include <sys/resource.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "core/failure.h"
@@ -313,27 +314,20 @@ TEST(FindIomsg, IsFoundBehindTheBadKeyword) {
   const u8 keys[] = {ITM_CHARACTER, 4, KEY_FORM,  0, ITM_INTEGER4,      3, KEY_RECL, 0,
                      ITM_CHARACTER, 4, KEY_IOMSG, 0, ITM_END_STATEMENT, 0};
   u64 words[] = {3, 0, 0, sizeof text, reinterpret_cast<u64>(text)};
-  const u8* at = keys;
-  void* values = words;
-  char* buffer = nullptr;
-  i64 length = 0;
-  for__find_iomsg(&at, &values, &buffer, &length);
-  EXPECT_EQ(buffer, text);
-  EXPECT_EQ(length, 10);
-
-  u8 bad[sizeof keys];
-  for (int key : {1, 88, int{ITM_END_STATEMENT}}) {  // a key outside the range, or an earlier end, stops the walk
-    memcpy(bad, keys, sizeof keys);
-    if (key == ITM_END_STATEMENT) {
-      bad[4] = ITM_END_STATEMENT;
-    } else {
-      bad[6] = static_cast<u8>(key);
-    }
-    at = bad;
-    values = words;
-    buffer = nullptr;
+  const auto found = [&](const u8* at) {
+    void* values = words;
+    char* buffer = nullptr;
+    i64 length = 0;
     for__find_iomsg(&at, &values, &buffer, &length);
-    EXPECT_EQ(buffer, nullptr) << key;
+    return std::pair(buffer, length);
+  };
+  EXPECT_EQ(found(keys), std::pair(text, i64{10}));
+  // A key outside the range, or an earlier end, stops the walk.
+  for (const auto& [index, byte] : {std::pair{6, 1}, {6, 88}, {4, int{ITM_END_STATEMENT}}}) {
+    u8 bad[sizeof keys];
+    memcpy(bad, keys, sizeof keys);
+    bad[index] = static_cast<u8>(byte);
+    EXPECT_EQ(found(bad).first, nullptr) << byte;
   }
 }
 

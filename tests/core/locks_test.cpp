@@ -181,9 +181,8 @@ TEST(Semaphore, BelowThreadedModeIsAPlainFlag) {
   Mode scope(FOR_K_REENTRANCY_NONE);
   u32 word = 0;
   {
-    Semaphore_Guard guard(word);
+    Semaphore_Guard guard(word), again(word);
     EXPECT_EQ(word, 1u);
-    Semaphore_Guard again(word);
     EXPECT_EQ(again.status(), 0);
   }
   EXPECT_EQ(word, 0u);
