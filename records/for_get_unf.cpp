@@ -136,7 +136,8 @@ int begin_subrecord(For_Lub& lub) {
   const i64 length = there >= kLengthWord ? length_word(lub, lub.lub_a_read_next) : -1;
   // Most records are in the buffer already, to the last byte.
   if (length < 0 || length > there - 2 * kLengthWord) return begin_incomplete_subrecord(lub);
-  lub.lub_f_rec_continued = lub.lub_f_large_record = 0;
+  // Seldom set: a test costs less than a store beside flags that have just been stored.
+  if (lub.lub_f_rec_continued || lub.lub_f_large_record) lub.lub_f_rec_continued = lub.lub_f_large_record = 0;
   lub.lub_rec_left = 0;
   u8* const data = lub.lub_a_read_next + kLengthWord;
   take_record(lub, data, data + length, data + length + kLengthWord);

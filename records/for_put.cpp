@@ -324,14 +324,17 @@ void turn_into_prompt(For_Lub& lub) {
 }
 
 int finish_formatted_record(For_Lub& lub, Record_End end) {
+  const bool bare = end == Record_End::folded && lub.lub_f_stream;
   const u8 cc = lub.lub_cc, rectype = lub.lub_rectype;
-  if (end == Record_End::folded && lub.lub_f_stream) {
+  if (bare) {
     lub.lub_cc = CC_NONE;
     lub.lub_rectype = RECTYPE_STREAM;
   }
   const int code = for__put_sf(&lub);
-  lub.lub_cc = cc;
-  lub.lub_rectype = rectype;
+  if (bare) {
+    lub.lub_cc = cc;
+    lub.lub_rectype = rectype;
+  }
   if (code != 0) return code;
   if (lub.lub_f_read_ahead) {
     if (int failed = for__flush_readahead(&lub, 0)) return failed;
