@@ -127,6 +127,7 @@ int get_stream(For_Lub& lub) {
     lub.lub_span_left = 0;
     lub.lub_a_cursor = lub.lub_a_read_end = lub.lub_a_buffer;
     lub.lub_read_ahead = 0;
+    lub.lub_f_read_ahead = 1;
   }
   lub.lub_a_rec_end = lub.lub_a_read_end;
   lub.lub_a_read_next = nullptr;
@@ -265,13 +266,33 @@ int trim_record(For_Lub& lub) {
   return may_end && lone ? end_of_file_mark(lub) : 0;
 }
 
+/// How for__read_input and fill_window go on behind a read that has brought less than it asked for.
+enum class Short_Read : u8 { goes_on, ends };
+
+/// 1, or 0 with errno when a read has failed.
+int read_bytes(const For_Lub& lub, int fd, u8* data, i64 length, Short_Read short_read, i64* got) {
+  *got = 0;
+  if (input_belongs_to_other_image(lub)) return 1;
+  while (*got < length) {
+    const i64 asked = std::min(length - *got, transfer_chunk(lub));
+    const ssize_t count = read(fd, data + *got, asked);
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) return 0;
+    *got += count;
+    if (count == 0 || !lub.lub_f_seekable) break;  // a pipe or terminal gives what it has
+    if (count < asked && short_read == Short_Read::ends) break;
+  }
+  return 1;
+}
+
 }  // namespace
 
 int fill_window(For_Lub& lub, i64 wanted, i64* got) {
   const i64 kept = unread_bytes(lub);
   if (kept > 0 && lub.lub_a_read_next != lub.lub_a_buffer) memmove(lub.lub_a_buffer, lub.lub_a_read_next, kept);
   lub.lub_disk_pos += lub.lub_rec_buffered;
-  const int ok = for__read_input(lub.lub_fd, lub.lub_a_buffer + kept, wanted, got, &lub);
+  // Whoever needs more asks again: most short reads end with the file, and the one behind them would bring nothing.
+  const int ok = read_bytes(lub, lub.lub_fd, lub.lub_a_buffer + kept, wanted, Short_Read::ends, got);
   if (!ok) lub.lub_errno = errno;
   lub.lub_rec_buffered = *got;
   lub.lub_span_left = kept;
@@ -297,16 +318,7 @@ int bring_more_bytes(For_Lub& lub, i64 needed) {
 }
 
 int for__read_input(int fd, u8* data, i64 length, i64* got, For_Lub* lub) {
-  *got = 0;
-  if (input_belongs_to_other_image(*lub)) return 1;
-  while (*got < length) {
-    const ssize_t count = read(fd, data + *got, std::min(length - *got, transfer_chunk(*lub)));
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) return 0;
-    *got += count;
-    if (count == 0 || !lub->lub_f_seekable) break;  // a pipe or terminal gives what it has
-  }
-  return 1;
+  return read_bytes(*lub, fd, data, length, Short_Read::goes_on, got);
 }
 
 int extend_stream_input(For_Lub& lub, bool* more) {

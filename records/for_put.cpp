@@ -206,13 +206,35 @@ int write_held(For_Lub& lub) {
   return result < 0 ? -1 : 0;
 }
 
+/// True when an open record can go out in parts. Others have their length to tell, or a control character to act on,
+/// when they end.
+bool goes_out_in_parts(const For_Lub& lub) {
+  return lub.lub_cc != CC_FORTRAN && lub.lub_rectype != RECTYPE_FIXED && !is_variable(lub);
+}
+
+/// Writes what is held in front of the open record, which moves to the buffer's start.
+int flush_before_open_record(For_Lub& lub) {
+  u8* const base = record_base(lub);
+  const i64 shift = base - lub.lub_a_buffer;
+  if (shift == 0) return 1;
+  const i64 length = std::min(lub.lub_rec_bytes, lub.lub_a_buffer + lub.lub_buffer_size - base);
+  u8* const rec_end = lub.lub_a_rec_end;
+  const int result = write_held(lub);
+  memmove(lub.lub_a_buffer, base, length);
+  lub.lub_a_rec_end = rec_end - shift;
+  for (u8** pointer : {&lub.lub_a_cursor, &lub.lub_a_high_water, &lub.lub_a_data_start, &lub.lub_a_item_start}) {
+    if (*pointer != nullptr && *pointer >= base) *pointer -= shift;
+  }
+  return result;
+}
+
 /// Puts what is held, and the open record as far as it goes, out to the file.
 int flush_output(For_Lub& lub) {
   const bool held = lub.lub_f_buffer_held && lub.lub_a_rec_start != nullptr;
   For_File_Info none{};
   const For_File_Info& fi = line_state(lub, none);
   const bool open = fi.fi_record_open && fi.saved_lub == &lub && !lub.lub_f_read_ahead;
-  if (open && lub.lub_cc == CC_FORTRAN) return 1;  // its control character cannot be acted on before the line ends
+  if (open && !goes_out_in_parts(lub)) return flush_before_open_record(lub);
   u8* end = held ? lub.lub_a_rec_start : lub.lub_a_buffer;
   i64 uncounted = 0;
   if (open && lub.lub_a_high_water > end) {
@@ -240,17 +262,20 @@ bool may_hold(const For_Lub& lub, const u8* data, i64 length) {
   return has_room_to_hold(lub, std::max<const u8*>(lub.lub_a_cursor, data + length));
 }
 
+/// True when the record has to cut the file: the first one of those held has cut it where all of them go.
+bool cuts_file(const For_Lub& lub) { return lub.lub_f_truncate_on_write && !lub.lub_f_buffer_held; }
+
 /// A line that waits in the buffer of an ordinary file and owes nothing to lines before it: false, with nothing done, for
 /// all other records.
 bool put_held_line(For_Lub& lub) {
   const For_File_Info* fi = lub.lub_a_file_info;
   if (!is_plain_line(lub) || fi == nullptr || fi->fi_cc_after_cr || fi->fi_cc_after_prompt) return false;
-  if (lub.lub_stream_kind == STREAM_CONSOLE_OUT || lub.lub_f_no_terminator || lub.lub_f_truncate_on_write) return false;
+  if (lub.lub_stream_kind == STREAM_CONSOLE_OUT || lub.lub_f_no_terminator || cuts_file(lub)) return false;
   u8* const base = record_base(lub);
   u8* end = lub.lub_a_high_water != nullptr ? lub.lub_a_high_water : lub.lub_a_cursor;
   if (!has_room_to_hold(lub, std::max(lub.lub_a_cursor, end + 1))) return false;
   *end++ = kLf;
-  lub.lub_f_after_endfile = 0;
+  lub.lub_f_after_endfile = lub.lub_f_truncate_on_write = 0;
   lub.lub_rec_buffered = lub.lub_partial_bytes = 0;
   hold_output(lub, end, end - base);
   return true;
@@ -278,6 +303,7 @@ int for__put_sf(For_Lub* lub_pointer) {
     if (lub.lub_stream_kind == STREAM_CONSOLE_OUT) fi.fi_cc_unterminated = record_left_open(lub, fi);
   }
 
+  if (!cuts_file(lub)) lub.lub_f_truncate_on_write = 0;
   const int result = record.length() > 0 ? for__write_output(&lub, record.start, record.length()) : 0;
   lub.lub_f_after_endfile = 0;
   if (result < 0) {

@@ -99,7 +99,11 @@ int write_end_record(For_Lub& lub) {
 
 /// Cuts the file at the position: 0 or MSG_ENDFILE_ERROR.
 int cut_file(For_Lub& lub) {
-  if (const int code = give_read_ahead_back(lub, MSG_ENDFILE_ERROR)) return code;
+  // Inside a record that ADVANCE='NO' has left half read a stream has its position, others are behind the record.
+  const bool half_read = lub.lub_f_stream && lub.lub_a_file_info != nullptr && lub.lub_a_file_info->fi_read_open;
+  const bool moves = half_read && lub.lub_f_read_ahead && lub.lub_f_seekable;
+  const int code = moves ? move_file(lub, lub.lub_file_pos) : give_read_ahead_back(lub, MSG_ENDFILE_ERROR);
+  if (code != 0) return MSG_ENDFILE_ERROR;
   lub.lub_f_truncate_on_write = 1;
   lub.lub_cache_first_rec = lub.lub_cache_end_rec = 0;
   return truncate_if_asked(lub) == 0 ? 0 : MSG_ENDFILE_ERROR;

@@ -12,7 +12,9 @@ namespace {
 /// 0 or a message number.
 int flush_connected(For_Lub& lub) {
   if (const int code = write_held_output(lub, MSG_WRITE_ERROR)) return code;
-  return lub.lub_f_seekable ? for__flush_readahead(&lub, 0) : 0;
+  // What ADVANCE='NO' has left of a record stays for the next READ.
+  const bool half_read = lub.lub_a_file_info != nullptr && lub.lub_a_file_info->fi_read_open;
+  return lub.lub_f_seekable && !half_read ? for__flush_readahead(&lub, 0) : 0;
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 #include "core/failure.h"
 #include "records/buffer.h"
 #include "records/for_get.h"
+#include "records/input_window.h"
 #include "records/record_frame.h"
 #include "statements/for_desc_item.h"
 #include "tamrun/open_args.h"
@@ -252,7 +253,12 @@ Statement_Start begin_statement(const Statement_Rule& rule, For_Context* ctx, in
 
 int position_stream_output(For_Lub& lub) {
   if (!lub.lub_f_stream) return 0;
-  if (lub.lub_pos_request != lub.lub_file_pos) {
+  const For_File_Info* fi = lub.lub_a_file_info;
+  const bool moves = lub.lub_pos_request != lub.lub_file_pos;
+  // A READ leaves the file behind the buffer, and inside the record that goes on here when it has left that open.
+  const bool behind_buffer = lub.lub_f_read_ahead && lub.lub_f_seekable;
+  if (behind_buffer && !moves && fi != nullptr && fi->fi_read_open && lub.lub_next_rec > 1) --lub.lub_next_rec;
+  if (moves || behind_buffer) {
     if (lub.lub_f_buffer_held) {
       if (int code = for__flush_file_buffer(&lub)) return code;
     }
@@ -296,12 +302,40 @@ namespace {
 
 /// Makes the byte of the file at `position` the next to be read, if the buffer holds it.
 bool move_within_buffer(For_Lub& lub, i64 position) {
-  if (!lub.lub_f_read_ahead || lub.lub_a_read_next == nullptr) return false;
+  const bool bytes = lub.lub_rectype == RECTYPE_STREAM;  // what comes next is at the cursor then
+  if (!lub.lub_f_read_ahead || lub.lub_a_read_end == nullptr || (!bytes && lub.lub_a_read_next == nullptr))
+    return false;
   const i64 offset = position - (lub.lub_disk_pos - lub.lub_span_left);
   if (offset < 0 || offset >= lub.lub_a_read_end - lub.lub_a_buffer) return false;
-  lub.lub_a_cursor = lub.lub_a_read_next = lub.lub_a_buffer + offset;
+  lub.lub_a_cursor = lub.lub_a_buffer + offset;
+  if (bytes) {
+    lub.lub_a_rec_end = lub.lub_a_read_end;
+  } else {
+    lub.lub_a_read_next = lub.lub_a_cursor;
+  }
   lub.lub_read_ahead = lub.lub_a_read_end - lub.lub_a_cursor;
+  lub.lub_file_pos = position;
   return true;
+}
+
+constexpr i64 kFewBytes = 8192;
+
+/// True when the position has nothing to do with what the buffer holds: then the next one may stand anywhere too.
+bool is_far_away(const For_Lub& lub, i64 position) {
+  if (!lub.lub_f_seekable || !lub.lub_f_read_ahead || lub.lub_buffer_size <= kFewBytes) return false;
+  const i64 distance = position - lub.lub_disk_pos;
+  return distance < -lub.lub_buffer_size || distance > 2 * lub.lub_buffer_size;
+}
+
+/// Fills the start of the buffer, which is empty: 0 or MSG_READ_ERROR.
+int read_few_bytes(For_Lub& lub) {
+  i64 got = 0;
+  if (int code = fill_window(lub, kFewBytes, &got)) return code;
+  if (lub.lub_rectype == RECTYPE_STREAM) {
+    lub.lub_a_rec_end = lub.lub_a_read_end;
+    lub.lub_a_read_next = nullptr;
+  }
+  return 0;
 }
 
 }  // namespace
@@ -322,6 +356,7 @@ int position_stream_input(For_Lub& lub) {
   if (stays && (!lub.lub_f_seekable || (fi != nullptr && fi->fi_read_open))) return 0;
   if (fi != nullptr) fi->fi_read_open = 0;
   if (lub.lub_f_seekable && move_within_buffer(lub, position)) return 0;
+  const bool far = is_far_away(lub, position);
   if (lseek(lub.lub_fd, position, SEEK_SET) < 0) {
     lub.lub_errno = errno;
     return MSG_READ_ERROR;
@@ -331,7 +366,7 @@ int position_stream_input(For_Lub& lub) {
   lub.lub_read_ahead = 0;
   lub.lub_f_read_ahead = 0;
   lub.lub_a_read_next = lub.lub_a_read_end = nullptr;
-  return 0;
+  return far ? read_few_bytes(lub) : 0;
 }
 
 int next_input_record(For_Lub& lub) {

@@ -8,7 +8,6 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <fstream>
 #include <random>
 #include <string>
 #include <vector>
@@ -157,17 +156,6 @@ TEST(StepBack, FindsTheRecordBeforeFromEveryState) {
       close(lub.lub_fd);
     }
   }
-}
-
-/// Calls of read(2) that the process has made.
-i64 read_calls() {
-  std::ifstream io("/proc/self/io");
-  std::string name;
-  i64 count = 0;
-  while (io >> name >> count) {
-    if (name == "syscr:") return count;
-  }
-  return -1;
 }
 
 TEST(StepBack, CostsReadsByBytesNotByRecords) {

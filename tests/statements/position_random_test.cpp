@@ -60,6 +60,7 @@ class Random_Unit {
   ~Random_Unit() { close(); }
 
   void step() {
+    if (model_.write_open && random_() % 4 == 0) return flush();
     switch (random_() % 16) {
       case 0:
       case 1:
@@ -82,7 +83,7 @@ class Random_Unit {
       case 13:
         return random_() % 4 == 0 ? rewind() : backspace();
       case 14:
-        return random_() % 8 == 0 ? endfile() : ask_end();
+        return random_() % 8 == 0 ? endfile() : random_() % 2 == 0 ? flush() : ask_end();
       default:
         return random_() % 16 == 0 ? reopen() : inquire();
     }
@@ -120,6 +121,7 @@ class Random_Unit {
     model_.at_eof = model_.read_open = false;
   }
 
+  bool is_stream() const { return std::string(layout_.access) == "STREAM"; }
   bool is_fixed() const { return std::string(layout_.recordtype) == "FIXED"; }
 
   std::string some_text() {
@@ -149,7 +151,11 @@ class Random_Unit {
     if (open) items.text("NO");
     items.text(text);
     ASSERT_EQ(transfer(true, "(a)", !open, items), 0);
-    if (continues) {
+    if (model_.read_open && is_stream()) {  // the position counts, not the record
+      model_.records.resize(model_.at);
+      model_.records.back().resize(model_.read_rest);
+      model_.records.back() += text;
+    } else if (continues) {
       model_.records.back() += text;
     } else {
       model_.records.resize(model_.at);
@@ -229,12 +235,18 @@ class Random_Unit {
     model_.at_eof = appended_ = false;
   }
   void endfile() {
+    if (is_stream() && model_.read_open) return;  // cuts the record
     // Unformatted FIXED files have no end to mark.
     const bool refused = is_fixed() && !layout_.formatted;
     ASSERT_EQ(position(for_endfile), refused ? int{MSG_ENDFILE_ERROR} : 0);
     if (refused) return;
     model_.records.resize(model_.at);
     model_.at_eof = true;
+  }
+  /// Records that ADVANCE='NO' has left open go on behind it.
+  void flush() {
+    For_Context ctx{};
+    ASSERT_EQ(for_flush(&ctx, kUnit, kIostat | layout_.flags), 0);
   }
   void ask_end() {
     end_written();
@@ -284,6 +296,7 @@ constexpr File_Layout kRandomLayouts[] = {
     {"STREAM_CRLF", "SEQUENTIAL", 2, true, 8192},
     {"FIXED", "SEQUENTIAL", 0, false, 512},
     {"FIXED", "SEQUENTIAL", 0, true, 512},
+    {"VARIABLE", "SEQUENTIAL", 8, true, 512},
     {"STREAM_LF", "STREAM", 1, false, 512},
     {"STREAM_LF", "STREAM", 1, true, 512},
     {"VARIABLE", "SEQUENTIAL", 8, false, 512, false},

@@ -9,6 +9,8 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <fstream>
+
 #include <gtest/gtest.h>
 
 #include "core/heap.h"
@@ -155,4 +157,14 @@ std::string contents(int fd) {
     all.append(piece, got);
     at += got;
   }
+}
+
+i64 read_calls() {
+  std::ifstream io("/proc/self/io");
+  std::string name;
+  i64 count = 0;
+  while (io >> name >> count) {
+    if (name == "syscr:") return count;
+  }
+  return -1;
 }

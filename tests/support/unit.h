@@ -71,5 +71,7 @@ class Connected_Unit {
 int memory_file();
 /// Everything in a file.
 std::string contents(int fd);
+/// Calls of read(2) that the process has made, with a few of its own; -1 where the system does not count.
+i64 read_calls();
 
 #endif
