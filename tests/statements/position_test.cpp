@@ -10,7 +10,9 @@
 
 #include <string>
 
+#include "core/failure.h"
 #include "core/start.h"
+#include "exceptions/for_stop.h"
 #include "memory_unit.h"
 #include "records/buffer.h"
 #include "support/child.h"
@@ -97,6 +99,29 @@ TEST(Position, EndfileAtTheStartCutsTheFileMarkToo) {
   EXPECT_EQ(move(for_write_seq, "kept"), 0);
   EXPECT_EQ(close_unit(40), 0);
   EXPECT_EQ(read_file(file), "K\4kept\4\x82");
+}
+
+TEST(Position, EveryEndOfAProgramMarksALengthByteFile) {
+  const For_IO_Flags flags = kIostat | iof_msf_layout;
+  void (*const ends[])() = {[] { for_stop_core("", 0, iof_f90_rtl, 0, 0); }, [] { (void)for_rtl_finish_(); },
+                            [] { for__issue_diagnostic(MSG_WRITE_ERROR, 2, 40, "gone"); }};
+  for (const auto end : ends) {
+    for (const char* buffered : {"YES", "NO"}) {
+      Temp_Dir dir;
+      const std::string file = dir.file("data");
+      run_child([&] {
+        KeyList keys;
+        keys.file(file).status("NEW").form("UNFORMATTED").text(KEY_BUFFERED, buffered);
+        EXPECT_EQ(open_unit(40, keys.end(), flags), 0);
+        For_Context ctx{};
+        ItemList items;
+        items.text("kept").end();
+        EXPECT_EQ(for_write_seq(&ctx, 40, flags, items.list(), items.args()), 0);
+        end();
+      });
+      EXPECT_EQ(read_file(file), "K\4kept\4\x82") << buffered;
+    }
+  }
 }
 
 TEST(Position, RewindEndsAppending) {

@@ -7,10 +7,11 @@
 #include <random>
 #include <string>
 
-#include "fmt_unit.h"
 #include "support/child.h"
 #include "support/open_list.h"
 #include "support/soak.h"
+#include "support/unit.h"
+#include "tamrun/fmt_isb.h"
 #include "tamrun/messages.h"
 #include "tamrun/tamrun.h"
 
@@ -48,47 +49,52 @@ class Random_Stream {
     if (what == 15 && !ends) at_ = 0, known_ = true;
   }
 
+  /// What a REWRITE of one byte gives.
+  int rewrite() {
+    ItemList items;
+    items.text("!").end();
+    const For_Fmt_Text format = {3, "(A)"};
+    For_Context ctx{};
+    return formatted_ ? for_rewrite_fmt(&ctx, kUnit, kIostat | iof_format_text, items.list(), items.args(), &format)
+                      : for_rewrite(&ctx, kUnit, kIostat, items.list(), items.args());
+  }
   void read_near_the_start() {
     char byte = '?';
     const i64 at = static_cast<i64>(random_() % 4000);
     control_ = {};
-    control_.pos(at + 1).end();
+    control_.pos(at + 1);
     ItemList items;
     items.scalar(ITM_CHARACTER, &byte, 1).end();
-    ASSERT_EQ(start(false, items, "(A1)", kText, &control_), 0);
+    ASSERT_EQ(start(false, items, "(A1)", kIostat, control_), 0);
     ASSERT_EQ(byte, file_[at] == '\n' && formatted_ ? ' ' : file_[at]);
   }
 
  private:
   /// POS= of most statements, which are near each other.
-  ControlList* choose_position() {
+  const ControlList& choose_position() {
     control_ = {};
     const unsigned kind = random_() % 8;
-    if (known_ && kind < 3) return nullptr;
+    if (known_ && kind < 3) return control_;
     const size_t far = kind < 7 ? file_.size() : file_.size() + 20;
     at_ = kind < 6 ? std::min(at_ + random_() % 300, far) - std::min<size_t>(at_, random_() % 300)
                    : random_() % (far + 1);
     at_ = std::min(at_, far);
-    control_.pos(static_cast<i64>(at_) + 1).end();
-    return &control_;
+    control_.pos(static_cast<i64>(at_) + 1);
+    return control_;
   }
   int transfer(bool writes, bool open, std::string& text, const std::string& format) {
-    ControlList* const control = choose_position();
+    const ControlList& control = choose_position();
     ItemList items;
     if (open) items.text("NO");
     items.scalar(ITM_CHARACTER, text.data(), static_cast<i64>(text.size())).end();
-    return start(writes, items, format, kText | (open ? iof_advance_given : For_IO_Flags{0}), control);
+    return start(writes, items, format, kIostat | (open ? iof_advance_given : For_IO_Flags{0}), control);
   }
-  int start(bool writes, ItemList& items, const std::string& format, For_IO_Flags flags, ControlList* control) {
+  int start(bool writes, ItemList& items, const std::string& format, For_IO_Flags flags, const ControlList& control) {
     For_Context ctx{};
-    if (formatted_) {
-      const For_Fmt_Text given = {static_cast<i64>(format.size()), format.data()};
-      return formatted_call(writes ? for_write_seq_fmt : for_read_seq_fmt, ctx, kUnit, flags, items, &given, control);
-    }
-    const auto entry = writes ? for_write_seq : for_read_seq;
-    if (control == nullptr) return entry(&ctx, kUnit, kIostat, items.list(), items.args());
-    return entry(&ctx, kUnit, kIostat | iof_extended | iof_control_list, items.list(), items.args(), control->list(),
-                 control->args());
+    if (!formatted_) return first_call(writes ? for_write_seq : for_read_seq, ctx, kUnit, kIostat, items, control);
+    const For_Fmt_Text given = {static_cast<i64>(format.size()), format.data()};
+    return first_call(writes ? for_write_seq_fmt : for_read_seq_fmt, ctx, kUnit, flags | iof_format_text, items,
+                      control, &given);
   }
   std::string some_text() {
     std::string text(random_() % 16 == 0 ? random_() % 1500 : 1 + random_() % 40, '?');
@@ -167,6 +173,7 @@ TEST(StreamPositions, WithinTheBufferCostNoRead) {
     const i64 before = read_calls();
     for (int i = 0; i < kReads; ++i) unit.read_near_the_start();
     EXPECT_LT(read_calls() - before, 30);
+    EXPECT_EQ(unit.rewrite(), MSG_MIXED_ACCESS);  // there is no record to take the place of another
   }
 }
 
