@@ -190,12 +190,10 @@ TEST(BitImage, output_checks_and_edges) {
     i32 width, bytes, radix, digits;
     const char* want;
   } static const rows[] = {
-      {zero, 4, 8, 16, 1, "0:   0"},  {zero, 4, 8, 16, 0, "0:    "},  {zero, 2, 8, 2, 9, "0:00"},
-      {value, 4, 2, 16, 4, "0:021F"}, {value, 3, 2, 16, 9, "0:21F"},  {value, 2, 2, 16, 0, "2:**"},
-      {value, 4, 2, 8, 0, "0:1037"},  {value, 3, 1, 16, 0, "0: 1F"},  {value, 0, -1, 99, -1, "0:"},
-      {value, -1, 1, 16, 0, "6:"},    {value, 3, 1, 16, -1, "6:###"}, {value, 3, 0, 16, 0, "6:###"},
-      {value, 3, -5, 16, 0, "6:###"}, {value, 3, 1, 17, 0, "5:###"},  {value, 3, 1, 1, 0, "5:###"},
-      {value, 3, 1, 10, 0, "2:###"},
+      {zero, 4, 8, 16, 1, "0:   0"}, {zero, 4, 8, 16, 0, "0:    "},  {value, 3, 1, 16, 0, "0: 1F"},
+      {value, 0, -1, 99, -1, "0:"},  {value, -1, 1, 16, 0, "6:"},    {value, 3, 1, 16, -1, "6:###"},
+      {value, 3, 0, 16, 0, "6:###"}, {value, 3, -5, 16, 0, "6:###"}, {value, 3, 1, 17, 0, "5:###"},
+      {value, 3, 1, 1, 0, "5:###"},  {value, 3, 1, 10, 0, "2:###"},
   };
   for (const auto& row : rows) {
     EXPECT_EQ(row.want, field_of(cvt_data_to_text, row.data, row.width, row.bytes, row.radix, row.digits));
@@ -234,24 +232,19 @@ TEST(BitImage, input_rules) {
   };
   for (const auto& row : rows) {
     u64 value = ~u64{0};
-    u8 bytes[8];
-    memcpy(bytes, &value, 8);
+    u8* const bytes = reinterpret_cast<u8*>(&value);
     const i32 length = static_cast<i32>(row.text.size());
     EXPECT_EQ(row.status, cvt_text_to_data(exact(row.text).get(), length, row.bytes, row.radix, row.options, bytes))
         << row.text;
     for (int b = row.bytes; b < 8; ++b) EXPECT_EQ(0xFF, bytes[b]) << row.text;
-    memset(bytes + row.bytes, 0, 8 - row.bytes);
-    memcpy(&value, bytes, 8);
-    if (row.status != CVT_INVALID_CHARACTER) {
-      EXPECT_EQ(row.value, value) << row.text;
-    }
+    if (row.status == CVT_INVALID_CHARACTER) continue;
+    EXPECT_EQ(row.value, value & ~(~u64{0} << 8 * row.bytes)) << row.text;
   }
   u8 untouched = 7;
   EXPECT_EQ(CVT_INVALID_LENGTH, cvt_text_to_data("1", -1, 1, 16, 0, &untouched));
   EXPECT_EQ(0, untouched);
   untouched = 7;
-  EXPECT_EQ(CVT_INVALID_LENGTH, cvt_text_to_data("1", 1, 0, 16, 0, &untouched));
-  EXPECT_EQ(CVT_INVALID_LENGTH, cvt_text_to_data("1", 1, -3, 16, 0, &untouched));
+  for (const i32 bytes : {0, -3}) EXPECT_EQ(CVT_INVALID_LENGTH, cvt_text_to_data("1", 1, bytes, 16, 0, &untouched));
   EXPECT_EQ(7, untouched);
 }
 
@@ -267,16 +260,13 @@ TEST(TextToInteger, rules_of_the_field) {
   static const InputRow rows[] = {
       {"", 0, CVT_SUCCESS, 0},
       {"    ", 0, CVT_SUCCESS, 0},
-      {"-", 0, CVT_SUCCESS, 0},
       {" + 7", 0, CVT_SUCCESS, 7},
       {"  -  7", 0, CVT_SUCCESS, -7},
       {"-\t7", CVT_M_SKIP_TABS, CVT_SUCCESS, -7},
       {"-\t7", 0, CVT_INVALID_CHARACTER, 0},
-      {"\t7", 0, CVT_INVALID_CHARACTER, 0},
       {" \t 7", CVT_M_SKIP_TABS, CVT_SUCCESS, 7},
       {"--7", 0, CVT_INVALID_CHARACTER, 0},
       {"1 2", 0, CVT_INVALID_CHARACTER, 0},
-      {"12 ", 0, CVT_INVALID_CHARACTER, 0},
       {"1 2 ", CVT_M_SKIP_BLANKS, CVT_SUCCESS, 12},
       {"1 2 ", CVT_M_BLANKS_AS_ZEROS, CVT_SUCCESS, 1020},
       {" 1 2 ", CVT_M_BLANKS_AS_ZEROS | CVT_M_SKIP_BLANKS, CVT_SUCCESS, 1020},
@@ -378,8 +368,6 @@ TEST(Logical, output) {
   } static const rows[] = {
       {0, 3, 0, 4, "0:  1", "0:  1"},
       {1, 3, 0, 4, "0:  0", "0:  0"},
-      {2, 3, 0, 4, "0:  1", "0:  1"},
-      {-1, 1, 0, 4, "0:0", "0:0"},
       {-1, 4, kLetter, 4, "0:   T", "0:   T"},
       {2, 4, kLetter, 4, "0:   F", "0:   F"},
       {2, 4, kLetter, kNonzero, "0:   T", "0:   F"},
@@ -387,7 +375,6 @@ TEST(Logical, output) {
       {3, 40, kLetter | kWord, 4, "0:                                       T",
        "0:                                       T"},
       {2, 6, kWord, 4, "0:  TRUE", "0:  TRUE"},
-      {0, 6, kWord, 4, "0: FALSE", "0: FALSE"},
       {0, 4, kWord, 4, "2:****", "2:****"},
       {1, 3, 8, 4, "0:###", "0:###"},
       {1, 3, INT_MIN, 4, "4:###", "4:###"},

@@ -92,17 +92,4 @@ TEST(FieldTables, Coercions) {
   }
 }
 
-TEST(FieldTables, ElementRowsAgree) {
-  for (int code = 0; code < kFmtCodes; ++code) {
-    SCOPED_TRACE(code);
-    const For_Fmt_Cat row = fmt_cat[code];
-    // The long form of an operation is its own operation, and an upgrade leads to a code that takes more.
-    const bool is_long = row.category >= FMTC_LONG_FIRST && row.category <= FMTC_LONG_LAST;
-    EXPECT_TRUE(!is_long || row.operation == code);
-    EXPECT_TRUE(row.operation == 0 || fmt_cat[row.operation].operation == row.operation);
-    const For_Fmt_Check check = fmt_check[code];
-    EXPECT_TRUE(check.upgrade == 0 || fmt_check[check.upgrade].operands > check.operands);
-  }
-}
-
 }  // namespace

@@ -13,48 +13,29 @@ namespace {
 
 using tamrun_test::Compiled;
 
-/// Reads the elements by the published layout alone, without the library's decoder: code, then what is not 0.
+/// The elements: a W before wide ones, the code, what is not 0, texts in brackets.
 std::string listing(const u8* at) {
   std::string out;
-  for (;;) {
-    const u8 code = at[0];
-    i64 repeat = 0, width = 0, size;
-    std::string text;
-    if (code == 28) {
-      u16 length;
-      memcpy(&length, at + 2, 2);
-      text.assign(reinterpret_cast<const char*>(at + 4), length);
-      size = 4 + (length + 3) / 4 * 4;
-    } else if (code == 119) {
-      memcpy(&repeat, at + 8, 8);
-      const std::string iotype = reinterpret_cast<const char*>(at + 16);
-      const std::string vlist = reinterpret_cast<const char*>(at + 16 + iotype.size() + 1);
-      text = iotype + "|" + vlist;
-      size = 20 + ((iotype.size() + vlist.size() + 1) & ~size_t{3});
-    } else if (at[1] & 0x10) {
-      memcpy(&repeat, at + 8, 8);
-      memcpy(&width, at + 16, 8);
-      out += "W";
-      size = 24;
+  const auto note = [&](const char* name, i64 value) {
+    if (value != 0) out += name + std::to_string(value);
+  };
+  for (For_Fmt_Element element;; at += element.size) {
+    if (!decode_fmt_element(at, element)) return out + "no element";
+    const bool wide = (at[1] & FMTL_WIDE) != 0;
+    out += (wide ? "W" : "") + std::to_string(element.code);
+    note(" r", element.repeat);
+    if (element.code == FMT_LITERAL) {
+      out += " <" + std::string(element.text, element.width) + ">";
+    } else if (element.code == FMT_DT_RUNTIME) {
+      const auto text = [](const char* t) { return std::string(t != nullptr ? t : ""); };
+      out += " <" + text(element.text) + "|" + text(element.vlist) + ">";
     } else {
-      u32 narrow[2];
-      memcpy(narrow, at + 4, 8);
-      repeat = narrow[0];
-      width = narrow[1];
-      size = 12;
+      note(" w", element.width);
+      note(" d", element.d);
+      note(" e", element.e);
     }
-    out += std::to_string(code);
-    if (repeat != 0) out += " r" + std::to_string(repeat);
-    if (code != 28 && code != 119) {
-      if (width != 0) out += " w" + std::to_string(width);
-      if (at[3] != 0) out += " d" + std::to_string(at[3]);
-      if (at[2] != 0) out += " e" + std::to_string(at[2]);
-    } else {
-      out += " <" + text + ">";
-    }
-    if (code == 2) return out;
+    if (element.code == FMT_END) return out;
     out += "; ";
-    at += size;
   }
 }
 
