@@ -12,6 +12,9 @@
 
 #include <math.h>
 
+#include <algorithm>
+#include <iterator>
+
 namespace {
 
 constexpr int kTinyT[] = {22, 45, 66, 85, 107, 127, 150, 173, 187, 206, 220, 243, 266, 289, 305, 306, 307};
@@ -98,6 +101,20 @@ TEST(PowersOfTen, RowsOf128Bits) {
   for (int i = 0; i < 4; ++i) {
     expect_close(wide(cvtas_tiny_tiny_pten_128[i]), 128, cvtas_tiny_tiny_pten_128_bexp[i], -(512 << i), kNearest);
     expect_close(wide(cvtas_huge_huge_pten_128[i]), 128, cvtas_huge_huge_pten_128_bexp[i], 512 << i, kNearest);
+  }
+}
+
+// The map of the tiny doubles names the first row at or beyond 8 times the index, that of the huge ones the last row
+// not beyond it.
+TEST(PowersOfTen, MapsOfDoubles) {
+  for (int i = 0; i < static_cast<int>(std::size(cvtas_tiny_pten_t_map)); ++i) {
+    const auto row = i < 39 ? std::lower_bound(kTinyT, std::end(kTinyT), 8 * i) - kTinyT : i - 24;  // denormals
+    EXPECT_EQ(cvtas_tiny_pten_t_map[i], kTinyT[row] << 5 | row) << i;
+  }
+  for (int i = 0; i < static_cast<int>(std::size(cvtas_huge_pten_t_map)); ++i) {
+    const auto beyond = std::max(std::upper_bound(kHugeT, std::end(kHugeT), 8 * i) - kHugeT, 1l);
+    const auto row = i == 23 ? 7 : beyond - 1;
+    EXPECT_EQ(cvtas_huge_pten_t_map[i], kHugeT[row] << 5 | row) << i;
   }
 }
 
