@@ -43,6 +43,7 @@ struct Model {
   size_t at = 0;
   bool at_eof = false;
   bool write_open = false;  ///< the last record written is still open
+  bool flushed = false;     ///< and FLUSH has put a part of it out
   size_t read_rest = 0;     ///< bytes taken of the record before `at`, which is still open for reading
   bool read_open = false;
 
@@ -146,6 +147,9 @@ class Random_Unit {
     // A record of FIXED length may not become longer.
     const bool continues = model_.write_open;
     std::string text = some_text();
+    // What has left the buffer makes it no larger, and BACKSPACE refuses lines longer than the buffer.
+    model_.flushed &= continues;
+    if (model_.flushed) text.resize(std::min<size_t>(text.size(), 20));
     if (continues && is_fixed()) text.resize(std::min(text.size(), kFixed - model_.records.back().size()));
     ItemList items;
     if (open) items.text("NO");
@@ -245,6 +249,8 @@ class Random_Unit {
   }
   /// Records that ADVANCE='NO' has left open go on behind it.
   void flush() {
+    if (model_.write_open && model_.records.back().size() > 200) return;
+    model_.flushed = model_.write_open;
     For_Context ctx{};
     ASSERT_EQ(for_flush(&ctx, kUnit, kIostat | layout_.flags), 0);
   }
