@@ -4,6 +4,7 @@
 
 #include "records/for_put_unf.h"
 
+#include <fcntl.h>
 #include <string.h>
 #include <unistd.h>
 
@@ -189,7 +190,11 @@ int move_record_to_front(For_Lub& lub) {
   return 0;
 }
 
-bool may_write_through(const For_Lub& lub) { return lub.lub_f_write_through || lseek(lub.lub_fd, 0, SEEK_CUR) >= 0; }
+bool may_write_through(const For_Lub& lub) {
+  if (lub.lub_f_write_through) return true;
+  const int flags = fcntl(lub.lub_fd, F_GETFL);
+  return flags >= 0 && (flags & O_APPEND) == 0 && lseek(lub.lub_fd, 0, SEEK_CUR) >= 0;
+}
 
 int write_UFSEQD_record_to_file(For_Lub* lub_pointer, const u8* data, i64 length) {
   For_Lub& lub = *lub_pointer;

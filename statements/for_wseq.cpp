@@ -22,7 +22,7 @@ bool is_length_byte_form(const For_Lub& lub) { return lub.lub_stream_kind == STR
 
 /// A single item that is a whole record goes out from the variable, if it would gain nothing in the buffer.
 bool goes_from_variable(For_Lub& lub, const u8* item_list, void* item_args) {
-  const bool fixed = lub.lub_rectype == RECTYPE_FIXED && !lub.lub_f_buffered;
+  const bool fixed = lub.lub_rectype == RECTYPE_FIXED && !lub.lub_f_buffered && !is_marked_relative(lub);
   if ((!fixed && !is_variable(lub)) || in_child_statement(lub)) return false;
   if (!fixed && item_list != nullptr && !item_is_array(item_list[1]) && item_list[1] != ACC_SCALAR) return false;
   Unf_Block block;

@@ -87,13 +87,20 @@ int put_run(For_Lub& lub, u32 type, bool converts, const Item_Run& run) {
   return 0;
 }
 
-/// One run of values out of the record. What the record still holds is taken before it is found too short.
+/// True when the record is known to have so many bytes more, in the buffer or behind it.
+bool has_bytes(const For_Lub& lub, i64 bytes) {
+  const i64 behind = is_variable(lub) && !lub.lub_f_direct ? lub.lub_rec_left : 0;
+  return bytes <= lub.lub_a_rec_end - lub.lub_a_cursor + behind;
+}
+
+/// One run of values out of the record. What the record still holds is taken, value by value, before it is found too
+/// short.
 int take_run(For_Lub& lub, u32 type, bool converts, Item_Run run) {
   const bool side_by_side = run.stride == run.elem || run.count == 1;
   if (side_by_side && !converts) return take_unformatted(lub, run.data, run.elem * run.count);
   if (run.elem == 0) return 0;
   const i64 room = (lub.lub_a_rec_end - lub.lub_a_cursor) / run.elem;
-  if (side_by_side && room < run.count) {
+  if (side_by_side && room < run.count && has_bytes(lub, run.elem * run.count)) {
     if (int code = take_unformatted(lub, run.data, run.elem * run.count)) return code;
     convert_after_read(lub, type, run.elem, run.count, run.data, run.data);
     return 0;

@@ -6,6 +6,7 @@
 #include <signal.h>
 #include <sys/resource.h>
 
+#include <numeric>
 #include <random>
 #include <thread>
 
@@ -59,23 +60,54 @@ TEST(UnformattedFailures, CtrlZAtTheEndOfTheBuffer) {
 
 // What has been read keeps its value, and the next statement takes the next record.
 TEST(UnformattedFailures, AListTooLongTakesWhatThereIs) {
-  for (Layout layout : {Layout::variable, Layout::segmented, Layout::fixed}) {
+  constexpr i64 kValue = sizeof(i64);
+  for (Layout layout : {Layout::variable, Layout::variable_big_endian, Layout::segmented, Layout::fixed}) {
     for (i64 buffer_size : {64, 8192}) {
-      const Subrecord_Limit limit(30);
-      Unf_Unit unit(layout_connection(layout, buffer_size, layout == Layout::fixed ? 40 : 0));
-      if (layout == Layout::segmented) unit.lub().lub_rec_bytes = 30;
-      const std::string first(40, 'a'), second(40, 'b');
-      ASSERT_EQ(unit.write_bytes(first), 0);
-      ASSERT_EQ(unit.write_bytes(second), 0);
-      unit.rewind();
-      i64 numbers[6] = {};
-      ItemList items;
-      for (i64& n : numbers) items.pointer(ITM_INTEGER8, &n);
-      EXPECT_EQ(unit.read(items), MSG_INPUT_TOO_MUCH_DATA);
-      EXPECT_EQ(memcmp(numbers, first.data(), 40), 0);
-      EXPECT_EQ(unit.read_bytes(40), second) << static_cast<int>(layout) << ' ' << buffer_size;
+      for (bool array : {false, true}) {
+        SCOPED_TRACE(std::to_string(static_cast<int>(layout)) + ' ' + std::to_string(buffer_size));
+        const Subrecord_Limit limit(30);
+        Unf_Unit unit(layout_connection(layout, buffer_size, layout == Layout::fixed ? 40 : 0));
+        if (layout == Layout::segmented) unit.lub().lub_rec_bytes = 30;
+        std::string first(40, 'a');
+        const std::string second(40, 'b');
+        std::iota(first.begin(), first.end(), 'A');
+        ASSERT_EQ(unit.write_bytes(first), 0);
+        ASSERT_EQ(unit.write_bytes(second), 0);
+        unit.rewind();
+        i64 numbers[6] = {};
+        ItemList items;
+        if (array) items.array(ITM_INTEGER8, numbers, sizeof numbers);
+        for (int i = 0; !array && i < 6; ++i) items.pointer(ITM_INTEGER8, &numbers[i]);
+        EXPECT_EQ(unit.read(items), MSG_INPUT_TOO_MUCH_DATA);
+        for (int i = 0; i < 5 && layout == Layout::variable_big_endian; ++i)
+          std::reverse(first.begin() + i * kValue, first.begin() + (i + 1) * kValue);
+        EXPECT_EQ(memcmp(numbers, first.data(), 40), 0);
+        EXPECT_EQ(unit.read_bytes(40), second);
+      }
     }
   }
+}
+
+// What is appended stays where it is, so that a long record leaves with its length.
+TEST(UnformattedFailures, RecordsThatAreAppendedAreWhole) {
+  Unf_Unit unit(layout_connection(Layout::variable, 64));
+  ASSERT_EQ(fcntl(unit.fd(), F_SETFL, O_APPEND), 0);
+  const std::string part(50, 'x');
+  for (int i = 0; i < 2; ++i) ASSERT_EQ(unit.write(ItemList().text(part).text(part)), 0);
+  const std::string record = word(100) + part + part + word(100);
+  EXPECT_EQ(unit.file(), record + record);
+}
+
+// A sequential WRITE of a compatible program knows no status byte.
+TEST(UnformattedFailures, SequentialRecordsOfRelativeFilesHaveTheirLength) {
+  Connection c = {.rectype = RECTYPE_FIXED, .cc = CC_NONE, .recl = 9};
+  c.formatted = false;
+  c.direct = c.compat = true;
+  Unf_Unit unit(c);
+  unit.lub().lub_org = ORG_RELATIVE;
+  unit.lub().lub_f_legacy_defaults = 1;
+  for (const char* data : {"abcdefghi", "ABCDEFGH"}) ASSERT_EQ(unit.write_bytes(data), 0);
+  EXPECT_EQ(unit.file(), std::string("abcdefghiABCDEFGH\0", 18));
 }
 
 // The file may not pass a limit in the middle of a record: all that were written before can be read, and it cannot.
