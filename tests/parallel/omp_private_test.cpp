@@ -41,51 +41,34 @@ Descriptor three_by_four(void* base) {
   return d;
 }
 
-void expect_dense_three_by_four(const Descriptor& priv) {
-  EXPECT_EQ(priv->dv_elem_len, 8u);
-  EXPECT_EQ(priv->dv_flags, kFlags);
-  const For_Dim want[2] = {{3, 8, -5}, {4, 24, 0}};
-  EXPECT_EQ(memcmp(priv->dv_dim, want, sizeof want), 0);
-}
-
 TEST(OmpPrivate, DescribesADenseCopy) {
   u8 byte = 0;
   const Descriptor orig = three_by_four(&byte);
+  const auto expect = [](const Descriptor& priv, u64 rank, u64 codims, u64 reserved, const void* base) {
+    EXPECT_EQ(priv->dv_elem_len, 8u);
+    EXPECT_EQ(priv->dv_flags, kFlags);
+    EXPECT_EQ(priv->dv_rank, rank);
+    EXPECT_EQ(priv->dv_codims, codims);
+    EXPECT_EQ(priv->dv_reserved, reserved);
+    EXPECT_EQ(priv->dv_base, base);
+    const For_Dim want[] = {{3, 8, -5}, {4, 24, 0}, {8, 96, 1}};
+    EXPECT_EQ(memcmp(priv->dv_dim, want, rank * sizeof *want), 0);
+  };
   Descriptor priv = garbage(2);
   EXPECT_EQ(_f90_dope_vector_init(priv, orig), 96);
-  expect_dense_three_by_four(priv);
-  EXPECT_EQ(priv->dv_codims, 0u);
-  EXPECT_EQ(priv->dv_rank, 2u);
-  EXPECT_EQ(priv->dv_reserved, 96u);
-  EXPECT_EQ(priv->dv_base, nullptr);
-
+  expect(priv, 2, 0, 96, nullptr);
   priv = garbage(2);
   EXPECT_EQ(_f90_dope_vector_init2(priv, orig), 96);
-  expect_dense_three_by_four(priv);
-  EXPECT_EQ(priv->dv_codims, 0u);
-  EXPECT_EQ(priv->dv_reserved, 77u);
-  EXPECT_EQ(priv->dv_base, nullptr);
-
+  expect(priv, 2, 0, 77, nullptr);
+  priv = garbage(3);
+  EXPECT_EQ(_f90_simd_dope_vector_init(priv, orig, 8), 12);
+  expect(priv, 3, 0, 96, nullptr);
   priv = garbage(2);
   void* block = _f90_alloc_private(priv, orig);
   ASSERT_NE(block, nullptr);
-  expect_dense_three_by_four(priv);
-  EXPECT_EQ(priv->dv_codims, 1u);
-  EXPECT_EQ(priv->dv_reserved, 77u);
-  EXPECT_EQ(priv->dv_base, block);
+  expect(priv, 2, 1, 77, block);
   memset(block, 1, 96);
   _f90_free_private(&block);
-
-  priv = garbage(3);
-  EXPECT_EQ(_f90_simd_dope_vector_init(priv, orig, 8), 12);
-  EXPECT_EQ(priv->dv_rank, 3u);
-  expect_dense_three_by_four(priv);
-  EXPECT_EQ(priv->dv_dim[2].dim_extent, 8);
-  EXPECT_EQ(priv->dv_dim[2].dim_stride, 96);
-  EXPECT_EQ(priv->dv_dim[2].dim_lower, 1);
-  EXPECT_EQ(priv->dv_codims, 0u);
-  EXPECT_EQ(priv->dv_reserved, 96u);
-  EXPECT_EQ(priv->dv_base, nullptr);
 }
 
 TEST(OmpPrivate, ScalarsAndObjectsWithoutStorage) {

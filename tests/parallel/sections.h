@@ -26,20 +26,14 @@ inline const std::vector<Section>& sections() {
   static const std::vector<Section> all = {
       {"scalar", 5, {}, {}},
       {"dense", 1, {101}, {1}},
-      {"one", 4, {1}, {3}},
       {"every third", 0, {67}, {3}},
       {"backwards", 120, {61}, {-2}},
-      {"dense matrix", 2, {9, 7}, {1, 9}},
       {"columns", 0, {17, 3}, {1, 20}},
       {"matrix", 3, {5, 7}, {2, 20}},
-      {"one row", 3, {1, 30}, {1, 11}},
-      {"dense cube", 0, {3, 4, 5}, {1, 3, 12}},
       {"planes", 1, {4, 3, 5}, {1, 4, 40}},
-      {"cube", 0, {3, 4, 5}, {2, 9, 50}},
       {"backwards cube", 400, {3, 4, 5}, {-2, 9, -50}},
       {"ones", 0, {1, 4, 1, 3}, {5, 5, 7, 50}},
       {"rank 7", 0, {2, 3, 2, 1, 2, 2, 2}, {2, 5, 20, 3, 50, 110, 300}},
-      {"empty", 0, {0}, {1}},
       {"empty matrix", 0, {5, 0, 3}, {2, 11, 60}},
   };
   return all;

@@ -1,9 +1,9 @@
 ! SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
 !
-! A filter in a pipe: every line is numbered and goes out with its length. The last line has no end, the second ends with
+! A filter, in a pipe and on files: every line is numbered and goes out with its length. The last line has no end, the second ends with
 ! CR LF.
 ! input: first\nsecond\r\n\n  fourth  \nlast
-! pipe: yes
+! pipe: both
 program filter
   implicit none
   character(20) :: line

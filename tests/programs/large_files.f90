@@ -1,28 +1,18 @@
 ! SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
 !
 ! Large files written and read back, as text and by record number: what comes back is what went out, in few calls of the
-! system. TAMRUN_LARGE_MB tells the size of the text (default 2). A buffer holds 128 KiB, or FORT_BLOCKSIZE bytes where that
-! is set.
+! system. A buffer holds 128 KiB.
 program large_files
   use, intrinsic :: iso_fortran_env, only: int64, real64
   implicit none
   integer(int64), parameter :: line_bytes = 64
   integer, parameter :: records = 40000, record_bytes = 100, jumps = 500, few = 8192
   character(*), parameter :: form = '(i12,es24.16,1x,a26)', letters = 'abcdefghijklmnopqrstuvwxyz'
-  integer(int64) :: megabytes, lines, i, number, first, bytes, block
+  integer(int64), parameter :: lines = 32768, bytes = lines * line_bytes, block = 131072
+  integer(int64) :: i, number, first
   real(real64) :: value
   character(26) :: text
-  character(12) :: size
   integer :: u, k, record, status
-  call get_environment_variable('TAMRUN_LARGE_MB', size, status=status)
-  megabytes = 2
-  if (status == 0) read (size, *) megabytes
-  call get_environment_variable('FORT_BLOCKSIZE', size, status=status)
-  block = 131072
-  if (status == 0) read (size, *) block
-  lines = megabytes * 2_int64**20 / line_bytes
-  bytes = lines * line_bytes
-
   open (newunit=u, file='large', status='replace', action='write')
   first = calls('syscw')
   do i = 1, lines
@@ -105,7 +95,5 @@ contains
     right = first < 0 .or. (count >= blocks .and. count <= blocks + blocks / 16 + 8)
     print '(a,l2)', what//' as blocks', right
     if (.not. right) print *, count, blocks
-    call get_environment_variable('TAMRUN_LARGE_MB', size, status=status)
-    if (status == 0) print *, what, count
   end subroutine
 end program

@@ -20,6 +20,7 @@
 ! case: exitnone 0
 ! case: raised 0 IEEE_DIVIDE_BY_ZERO is signaling
 ! case: onunit0 7 STOP 7
+! case: recursive 40 recursive I/O operation, unit 6
 program ending
   implicit none
   character(20) :: how
@@ -64,6 +65,8 @@ program ending
     stop
   case ('onunit0')
     write (0, *) 'lost', leave() + later()
+  case ('recursive')
+    print *, 'outer', inner()
   case ('inside')
     print *, 'lost', leave()
   end select
@@ -72,6 +75,10 @@ contains
     leave = 1
     if (how == 'onunit0') return
     stop 6
+  end function
+  integer function inner()
+    print *, 'inner'
+    inner = 1
   end function
   integer function later()
     later = 1

@@ -58,33 +58,26 @@ contains
   function real_form() result(form)
     character(:), allocatable :: form
     character(3), parameter :: modes(0:2) = ['sp,', 'dc,', 'rc,']
-    integer :: d, w, mode
+    character(2), parameter :: letters(10) = [character(2) :: 'f', 'f', 'f', 'es', 'es', 'e', 'd', 'g', 'en', 'es']
+    integer, parameter :: more(10) = [0, 0, 0, 4, 4, 5, 5, 5, 6, 5]  ! columns beside the digits
+    integer :: d, w, k
     d = pick(0, 15)
     w = d + pick(0, 12)
-    select case (pick(0, 12))
-    case (0, 1, 2)
-      form = 'f'//number(w)//'.'//number(d)
-    case (3)
-      form = 'f0.'//number(d)
-    case (4, 5)
-      form = 'es'//number(w + 4)//'.'//number(d)
-    case (6)
-      form = 'e'//number(w + 5)//'.'//number(max(d, 1))
-    case (7)
-      form = 'en'//number(w + 6)//'.'//number(d)
-    case (8)
-      form = 'es'//number(w + 5)//'.'//number(d)//'e'//number(pick(1, 4))
-    case (9)
-      form = 'g'//number(w + 5)//'.'//number(max(d, 1))
-    case (10)
-      form = 'd'//number(w + 5)//'.'//number(max(d, 1))
+    k = pick(1, size(letters) + 3)
+    select case (k)
+    case default
+      if (scan(letters(k), 'edg') == 1 .and. len_trim(letters(k)) == 1) d = max(d, 1)
+      form = trim(letters(k))//number(w + more(k))//'.'//number(d)
+      if (k == 10) form = form//'e'//number(pick(1, 4))
     case (11)
-      form = number(pick(-2, 4))//'p,f'//number(w + 6)//'.'//number(d)
+      form = 'f0.'//number(d)
     case (12)
+      form = number(pick(-2, 4))//'p,f'//number(w + 6)//'.'//number(d)
+    case (13)
       form = number(pick(-2, 3))//'p,e'//number(w + 9)//'.'//number(max(d, 4))
     end select
-    mode = pick(0, 8)
-    if (mode <= 2) form = modes(mode)//form
+    k = pick(0, 8)
+    if (k <= 2) form = modes(k)//form
   end function
 
   !> False where the two differ by rule: zero with an exponent, G below 0.1, and digits behind the 17th.
