@@ -3,6 +3,7 @@
 #include <ISO_Fortran_binding.h>
 #include <complex.h>
 #include <stdbool.h>
+#include <stddef.h>
 #include <stdio.h>
 #include <string.h>
 
@@ -31,38 +32,40 @@ static CFI_cdesc_t* dense(Storage* storage, void* base, CFI_rank_t rank) {
 }
 
 static void test_types(void) {
+#define TYPE(name, of) \
+  { CFI_type_##name, sizeof(of) }
   static const struct {
     CFI_type_t type;
     size_t size;
   } types[] = {
-      {CFI_type_signed_char, sizeof(signed char)},
-      {CFI_type_short, sizeof(short)},
-      {CFI_type_int, sizeof(int)},
-      {CFI_type_long, sizeof(long)},
-      {CFI_type_long_long, sizeof(long long)},
-      {CFI_type_size_t, sizeof(size_t)},
-      {CFI_type_int8_t, 1},
-      {CFI_type_int16_t, 2},
-      {CFI_type_int32_t, 4},
-      {CFI_type_int64_t, 8},
-      {CFI_type_int_least16_t, sizeof(int_least16_t)},
-      {CFI_type_int_fast16_t, sizeof(int_fast16_t)},
-      {CFI_type_int_fast32_t, sizeof(int_fast32_t)},
-      {CFI_type_intmax_t, sizeof(intmax_t)},
-      {CFI_type_intptr_t, sizeof(intptr_t)},
-      {CFI_type_ptrdiff_t, sizeof(ptrdiff_t)},
-      {CFI_type_float, sizeof(float)},
-      {CFI_type_double, sizeof(double)},
-      {CFI_type_long_double, sizeof(long double)},
-      {CFI_type_float_Complex, sizeof(float _Complex)},
-      {CFI_type_double_Complex, sizeof(double _Complex)},
-      {CFI_type_long_double_Complex, sizeof(long double _Complex)},
-      {CFI_type_Bool, sizeof(bool)},
-      {CFI_type_cptr, sizeof(void*)},
-      {CFI_type_cfunptr, sizeof(void (*)(void))},
-      {CFI_type_char, 99},
-      {CFI_type_struct, 99},
-      {CFI_type_other, 99},
+      TYPE(signed_char, char),
+      TYPE(short, short),
+      TYPE(int, int),
+      TYPE(long, long),
+      TYPE(long_long, long long),
+      TYPE(size_t, size_t),
+      TYPE(int8_t, int8_t),
+      TYPE(int16_t, int16_t),
+      TYPE(int32_t, int32_t),
+      TYPE(int64_t, int64_t),
+      TYPE(intmax_t, intmax_t),
+      TYPE(int_least16_t, int_least16_t),
+      TYPE(intptr_t, intptr_t),
+      TYPE(ptrdiff_t, ptrdiff_t),
+      TYPE(int_fast16_t, int_fast16_t),
+      TYPE(float, float),
+      TYPE(double, double),
+      TYPE(int_fast32_t, int_fast32_t),
+      TYPE(cptr, void*),
+      TYPE(Bool, bool),
+      TYPE(float_Complex, float _Complex),
+      TYPE(cfunptr, void (*)(void)),
+      TYPE(long_double, long double),
+      TYPE(double_Complex, double _Complex),
+      TYPE(char, char[99]),
+      TYPE(struct, char[99]),
+      TYPE(long_double_Complex, long double _Complex),
+      TYPE(other, char[99]),
   };
   for (size_t i = 0; i < COUNT(types); ++i) {
     CFI_CDESC_T(0) storage;
@@ -125,65 +128,34 @@ static void test_establish(void) {
 /* What is wrong with a descriptor, as CFI_setpointer tells it of its source. */
 static void test_validation(void) {
   static int object[120];
-  enum { kVersion, kRank, kType, kAttribute, kElemLen, kExtent0, kExtent2, kSm0, kSm1, kBase };
+#define WORD(member) offsetof(Storage, member)
   static const struct {
-    int status, what;
+    int status;
+    size_t word;
     long value;
-    int what2;
+    size_t word2;
     long value2;
   } rows[] = {
-      {CFI_INVALID_DESCRIPTOR, kVersion, 0x100000000 + CFI_VERSION, kRank, 99},
-      {CFI_INVALID_RANK, kRank, 32, kType, 99},
-      {CFI_INVALID_RANK, kRank, -1, kType, 99},
-      {CFI_INVALID_TYPE, kType, 0, kAttribute, 0},
-      {CFI_INVALID_ATTRIBUTE, kAttribute, 4, kElemLen, 0},
-      {CFI_INVALID_ELEM_LEN, kElemLen, 0, kExtent0, -1},
-      {CFI_INVALID_EXTENT, kExtent0, -1, kSm0, 1},
-      {CFI_INVALID_EXTENT, kExtent2, -2, kSm0, 4},
-      {CFI_INVALID_DESCRIPTOR, kSm0, 3, kExtent2, -1},
-      {CFI_INVALID_DESCRIPTOR, kSm1, 15, kExtent2, -1},
-      {CFI_SUCCESS, kSm0, -4, kExtent2, -1},
-      {CFI_SUCCESS, kExtent0, -5, kBase, 0},
+      {CFI_INVALID_DESCRIPTOR, WORD(version), 0x100000000 + CFI_VERSION, WORD(rank), 99},
+      {CFI_INVALID_RANK, WORD(rank), 32, WORD(type), 99},
+      {CFI_INVALID_RANK, WORD(rank), -1, WORD(type), 99},
+      {CFI_INVALID_TYPE, WORD(type), 0, WORD(attribute), 0},
+      {CFI_INVALID_ATTRIBUTE, WORD(attribute), 4, WORD(elem_len), 0},
+      {CFI_INVALID_ELEM_LEN, WORD(elem_len), 0, WORD(dim[0].extent), -1},
+      {CFI_INVALID_EXTENT, WORD(dim[0].extent), -1, WORD(dim[0].sm), 1},
+      {CFI_INVALID_EXTENT, WORD(dim[2].extent), -2, WORD(dim[0].sm), 4},
+      {CFI_INVALID_DESCRIPTOR, WORD(dim[0].sm), 3, WORD(dim[2].extent), -1},
+      {CFI_INVALID_DESCRIPTOR, WORD(dim[1].sm), 15, WORD(dim[2].extent), -1},
+      {CFI_SUCCESS, WORD(dim[0].sm), -4, WORD(dim[2].extent), -1},
+      {CFI_SUCCESS, WORD(dim[0].extent), -5, WORD(base_addr), 0},
   };
   for (size_t i = 0; i < COUNT(rows); ++i) {
     Storage source_storage, result_storage;
     CFI_cdesc_t* source = dense(&source_storage, object, 3);
     CFI_cdesc_t* result = dense(&result_storage, NULL, 3);
     result->attribute = CFI_attribute_pointer;
-    for (int j = 0; j < 2; ++j) {
-      const long value = j == 0 ? rows[i].value : rows[i].value2;
-      switch (j == 0 ? rows[i].what : rows[i].what2) {
-        case kVersion:
-          source->version = value;
-          break;
-        case kRank:
-          source->rank = value;
-          break;
-        case kType:
-          source->type = value;
-          break;
-        case kAttribute:
-          source->attribute = value;
-          break;
-        case kElemLen:
-          source->elem_len = (size_t)value;
-          break;
-        case kExtent0:
-          source->dim[0].extent = value;
-          break;
-        case kExtent2:
-          source->dim[2].extent = value;
-          break;
-        case kSm0:
-          source->dim[0].sm = value;
-          break;
-        case kSm1:
-          source->dim[1].sm = value;
-          break;
-        default:
-          source->base_addr = NULL;
-      }
-    }
+    *(long*)((char*)source + rows[i].word) = rows[i].value;
+    *(long*)((char*)source + rows[i].word2) = rows[i].value2;
     const Storage before = result_storage;
     EXPECT_EQ(CFI_setpointer(result, source, NULL), rows[i].status);
     if (rows[i].status == CFI_SUCCESS) continue;
@@ -261,7 +233,7 @@ static void test_sections(void) {
   const CFI_index_t strides[] = {0, 1, 2, -1, -2};
   for (int which = 0; which < 5 * 5 * 5; ++which) {
     const CFI_index_t st[] = {strides[which % 5], strides[which / 5 % 5], strides[which / 25]};
-    CFI_index_t lo[3], up[3], at[3] = {0, 0, 0};
+    CFI_index_t lo[3], up[3], at[3];
     int kept = 0;
     for (int k = 0; k < 3; ++k) {
       lo[k] = source->dim[k].lower_bound + (st[k] < 0 ? shape[k] - 1 : 1);
@@ -271,26 +243,20 @@ static void test_sections(void) {
     CFI_cdesc_t* result = dense(&result_storage, NULL, kept == 0 ? 1 : kept);
     EXPECT_EQ(CFI_section(result, source, lo, up, st), kept == 0 ? CFI_INVALID_RANK : CFI_SUCCESS);
     if (kept == 0) continue;
-    CFI_index_t i[3];
-    for (i[2] = lo[2];; i[2] += st[2]) {
-      for (i[1] = lo[1];; i[1] += st[1]) {
-        for (i[0] = lo[0];; i[0] += st[0]) {
-          CFI_index_t index[3];
-          int r = 0;
-          for (int k = 0; k < 3; ++k)
-            if (st[k] != 0) index[r] = result->dim[r].lower_bound + (i[k] - lo[k]) / st[k], ++r;
-          EXPECT(element(result, index) == (char*)&cube[i[2] - 1][i[1]][i[0] + 1]);
-          if (st[0] == 0 || (i[0] + st[0] - up[0]) * st[0] > 0) break;
-        }
-        if (st[1] == 0 || (i[1] + st[1] - up[1]) * st[1] > 0) break;
-      }
-      if (st[2] == 0 || (i[2] + st[2] - up[2]) * st[2] > 0) break;
-    }
     for (int k = 0, r = 0; k < 3; ++k) {
+      at[k] = st[k] == 0 ? 1 : (up[k] - lo[k]) / st[k] + 1;
       if (st[k] == 0) continue;
       EXPECT_EQ(result->dim[r].lower_bound, lo[k]);
-      while ((lo[k] + at[k] * st[k] - up[k]) * st[k] <= 0) ++at[k];
       EXPECT_EQ(result->dim[r++].extent, at[k]);
+    }
+    for (int n = 0; n < at[0] * at[1] * at[2]; ++n) {
+      const CFI_index_t step[] = {n % at[0], n / at[0] % at[1], n / at[0] / at[1]};
+      CFI_index_t index[3];
+      int r = 0;
+      for (int k = 0; k < 3; ++k)
+        if (st[k] != 0) index[r] = lo[k] + step[k], ++r;
+      const int* there = &cube[lo[2] - 1 + step[2] * st[2]][lo[1] + step[1] * st[1]][lo[0] + 1 + step[0] * st[0]];
+      EXPECT(element(result, index) == (char*)there);
     }
     EXPECT_EQ(CFI_is_contiguous(result),
               result->dim[0].sm == 4 && (kept < 2 || result->dim[1].sm == 4 * result->dim[0].extent) &&
