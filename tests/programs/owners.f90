@@ -8,7 +8,7 @@ program owners
   integer :: u, v, w, i, status, length
   integer(8) :: place
   real(8) :: x
-  character(20) :: text, line
+  character(20) :: line
   character(60) :: message
   logical :: there
   namelist /group/ i, x
@@ -65,11 +65,6 @@ program owners
   read (33, '(a)', iostat=status) line
   close (33, status='delete')
   print '(2l2,1x,a)', there, status == 0, trim(line)
-
-  ! Internal units in between.
-  write (text, '(i0,a)') 42, ' internal'
-  read (text, *) i
-  print '(a,1x,i0)', trim(text), i
 
   ! Failures reach IOSTAT=, IOMSG= and ERR=.
   open (34, file='missing/file', iostat=status, iomsg=message)

@@ -7,10 +7,8 @@
 ! case: text 0 STOP reason
 ! case: error 1 ERROR STOP
 ! case: errornumber 4 ERROR STOP 4
-! case: errortext 1 ERROR STOP reason
 ! case: exit 5
 ! case: inside 6 STOP 6
-! case: negative 253 STOP -3
 ! case: wide 5 STOP 5
 ! case: errorzero 0 ERROR STOP 0
 ! case: emptytext 0 STOP
@@ -40,12 +38,8 @@ program ending
     error stop
   case ('errornumber')
     error stop 4
-  case ('errortext')
-    error stop 'reason'
   case ('exit')
     call exit(5)
-  case ('negative')
-    stop -3
   case ('wide')
     stop 5_8
   case ('errorzero')

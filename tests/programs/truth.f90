@@ -12,7 +12,7 @@ program truth
   logical(8) :: d = .false.
   logical(16) :: e = .true.
   logical(2) :: rows(3)
-  logical :: grid(4, 5) = .false., small(2, 2)
+  logical :: grid(4, 5) = .false., small(2, 2) = .false.
   character(12) :: text = 'T,,F,.true.'
   integer :: u, i
   read (*, *) a, b, c, d, e
@@ -26,9 +26,8 @@ program truth
   call judge('format')
   read (*, '(3l2)') rows
   print '(a,3i3)', 'array', transfer(rows, [0_int16])
-  small = .false.
   read (text, *) small(1, :), c, small(2, 1)
-  print '(a,3i3)', 'internal', transfer(small(1, 1), 0), transfer(c, 0), transfer(small(2, 1), 0)
+  print '(a,2i3)', 'internal', transfer(small(1, 1), 0), transfer(c, 0)
   open (newunit=u, status='scratch')
   write (u, '(8l2)') [(.true., i=1, 8)]
   rewind (u)
