@@ -54,15 +54,6 @@ TEST(Assignment, ToleratesOverlap) {
   }
 }
 
-TEST(Assignment, LengthsBelowOneAreEmpty) {
-  char to[] = "xyz";
-  for_cpystr(to, -1, "ab", 2, 0);
-  for_cpystr(to, 0, nullptr, 0, 0);
-  EXPECT_STREQ(to, "xyz");
-  for_cpystr(to, 2, nullptr, -5, 0);
-  EXPECT_STREQ(to, "  z");
-}
-
 /// `count` operands, inside of the target's field or outside of it.
 void concatenate_randomly(size_t field_length) {
   std::string field = random_text(field_length, "abcdef"), outside = random_text(200, "UVWXYZ"), joined;
@@ -155,15 +146,6 @@ TEST(Comparison, AgreesWithPaddedStrings) {
   EXPECT_EQ(for_cpstr_eq("AB", -1, "  ", 2), 1);
 }
 
-TEST(Comparison, EveryPlaceDecides) {
-  const std::string left(1500, 'x');
-  for (size_t place = 0; place < left.size(); ++place) {
-    std::string right = left;
-    right[place] = 'z';
-    ASSERT_NO_FATAL_FAILURE(expect_relations(left.data(), left, right.data(), right)) << place;
-  }
-}
-
 TEST(Comparison, UnknownOperatorIsAnInternalError) {
   for (const int op : {6, -1}) {
     const auto end = tamrun_test::run_child([=] { for_cpstr("a", 1, "b", 1, op); });
@@ -218,8 +200,10 @@ TEST(Trimming, InPlace) {
   }
 }
 
-TEST(Trimming, LengthsBelowOne) {
+TEST(Strings, LengthsBelowOneAreEmpty) {
   char to[] = "xyz";
+  for_cpystr(to, -1, "ab", 2, 0);
+  for_cpystr(to, 0, nullptr, 0, 0);
   for (const i32 len : {0, -1, -300}) {
     EXPECT_EQ(for_len_trim(nullptr, len), len);
     EXPECT_EQ(for_length(nullptr, len), len);
@@ -228,6 +212,8 @@ TEST(Trimming, LengthsBelowOne) {
     for_adjustr(to, 3, nullptr, len);
   }
   EXPECT_STREQ(to, "xyz");
+  for_cpystr(to, 2, nullptr, -5, 0);
+  EXPECT_STREQ(to, "  z");
 }
 
 TEST(Characters, CharAndIchar) {

@@ -83,26 +83,23 @@ TEST(OmpPrivate, ScalarsAndObjectsWithoutStorage) {
   Descriptor orig = three_by_four(nullptr);
   orig->dv_flags = 0;
   const u8 zeros[kDopeHeadBytes] = {};
-  i64 (*const initialisers[])(For_Dope_Vector*, const For_Dope_Vector*) = {
-      _f90_dope_vector_init, _f90_dope_vector_init2, [](For_Dope_Vector* d, const For_Dope_Vector* from) {
-        return reinterpret_cast<i64>(_f90_alloc_private(d, from));
-      }};
-  const i64 results[] = {0, -1, 0};
-  for (int which = 0; which < 3; ++which) {
+  const auto expect_head_alone = [&](auto init, i64 result) {
     priv = garbage(2);
     const For_Dim before = priv->dv_dim[0];
-    EXPECT_EQ(initialisers[which](priv, orig), results[which]);
-    EXPECT_EQ(memcmp(priv.get(), zeros, sizeof zeros), 0) << which;
-    EXPECT_EQ(memcmp(priv->dv_dim, &before, sizeof before), 0) << which;
-  }
+    EXPECT_EQ((i64)init(priv, orig), result);
+    EXPECT_EQ(memcmp(priv->dv_dim, &before, sizeof before), 0);
+  };
+  expect_head_alone(_f90_dope_vector_init, 0);
+  EXPECT_EQ(memcmp(priv.get(), zeros, sizeof zeros), 0);
+  expect_head_alone(_f90_dope_vector_init2, -1);
+  EXPECT_EQ(memcmp(priv.get(), zeros, sizeof zeros), 0);
+  expect_head_alone(_f90_alloc_private, 0);
+  EXPECT_EQ(memcmp(priv.get(), zeros, sizeof zeros), 0);
 
   orig->dv_flags = DV_ALLOCATABLE;
-  priv = garbage(2);
-  const For_Dim before = priv->dv_dim[0];
-  EXPECT_EQ(_f90_dope_vector_init2(priv, orig), -1);
+  expect_head_alone(_f90_dope_vector_init2, -1);
   EXPECT_EQ(priv->dv_rank, 2u);
   EXPECT_EQ(priv->dv_elem_len, 8u);
-  EXPECT_EQ(memcmp(priv->dv_dim, &before, sizeof before), 0);
 }
 
 TEST(OmpPrivate, StorageOfNoBytesAndOfTooMany) {

@@ -1,6 +1,6 @@
 ! SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
 !
-! Prints random values in random formats, and what random fields are read as.
+! Prints random values in random formats.
 program formats
   use, intrinsic :: ieee_arithmetic, only: ieee_value, ieee_positive_inf, ieee_negative_inf, ieee_quiet_nan
   use, intrinsic :: iso_fortran_env, only: int64, real64, real32
@@ -14,7 +14,6 @@ program formats
     call put_integer(integer_form())
   end do
   call put_specials
-  call read_fields(6000)
 contains
   !> 31 pseudo-random bits.
   integer function random() result(r)
@@ -154,59 +153,5 @@ contains
     case (3)
       print telling(form), int(ibits(k, 0, 7), 1)
     end select
-  end subroutine
-
-  function any_field() result(field)
-    character(24) :: field
-    field = ''
-    select case (pick(0, 5))
-    case (0, 1)
-      write (field, '(es18.8)') any_real()
-    case (2)
-      write (field, '(f18.5)') real(random(), real64) / 10d0**pick(0, 8)
-    case (3)
-      write (field, '(i12)') random() - huge(0) / 2
-    case (4)
-      write (field, '(i0,1x,i0)') pick(0, 99), pick(0, 999)
-    case (5)
-      write (field, '(i0,a,i0)') pick(-99, 99), 'e', pick(-20, 20)
-    end select
-  end function
-
-  subroutine read_fields(count)
-    integer, intent(in) :: count
-    character(24) :: fields(count), found
-    character(:), allocatable :: form
-    real(real64) :: x
-    integer(int64) :: k
-    integer :: u, i, status
-    open (newunit=u, file='fields', status='replace')
-    do i = 1, count
-      fields(i) = any_field()
-      write (u, '(a)') fields(i)
-    end do
-    close (u)
-    open (newunit=u, file='fields', status='old')
-    do i = 1, count
-      form = ''
-      if (pick(0, 5) == 0) form = 'bz,'
-      found = ''
-      select case (pick(0, 3))
-      case (0, 1)
-        form = form//'f'//number(pick(1, 20))//'.'//number(pick(0, 6))
-        read (u, '('//form//')', iostat=status) x
-        if (status == 0) write (found, '(es23.16)') x
-      case (2)
-        form = form//'i'//number(pick(1, 18))
-        read (u, '('//form//')', iostat=status) k
-        if (status == 0) write (found, '(i0)') k
-      case (3)
-        form = form//'a'//number(pick(1, 12))
-        read (u, '('//form//')', iostat=status) found(:12)
-      end select
-      if (status /= 0) found = 'refused'
-      print '(a)', form//' of '//fields(i)//' |'//found
-    end do
-    close (u)
   end subroutine
 end program

@@ -14,21 +14,15 @@ for name in formats records strings; do
   "${TAMRUN_FC:-gfortran}" -O1 "$source/$name.f90" -o $name.peers
 done
 ours() { # program, arguments
-  name=$1
+  program=./$1.ours
   shift
-  TAMRUN_GNU_FILES=1 LD_PRELOAD=${TAMRUN_PRELOAD:-} "./$name.ours" "$@"
+  TAMRUN_GNU_FILES=1 LD_PRELOAD=${TAMRUN_PRELOAD:-} "$program" "$@"
 }
 
-# A value in a format and a text read by one do not depend on who edits them. What is no number is a matter of taste.
-ours formats >formats.txt
-./formats.peers | paste -d '\t' - formats.txt | awk -F '\t' '
-  $1 ~ /refused *$/ || $2 ~ /refused *$/ { next }
-  $1 != $2 { print "peer: " $1 "\nours: " $2; bad = 1 }
-  { ++compared }
-  END { exit bad || compared < 23000 }'
-
-ours strings >strings.txt
-./strings.peers | cmp - strings.txt
+for name in formats strings; do
+  ours $name >$name.txt
+  ./$name.peers | cmp - $name.txt
+done
 
 # In each byte order and access both write the same bytes, and each reads what the other wrote.
 for convert in native little_endian big_endian swap; do
