@@ -1,19 +1,7 @@
 ! SPDX-License-Identifier: Apache-2.0 WITH LLVM-exception
 !
 ! Arrays of every rank and layout: whole, sections, negative strides, no elements, by dummy argument and pointer.
-module shapes
-  implicit none
-contains
-  subroutine assumed(a, c)
-    integer, intent(in) :: a(:, :)
-    character(*), intent(in) :: c(:)
-    print *, a
-    print *, c(size(c):1:-2)
-  end subroutine
-end module
-
 program arrays
-  use shapes
   implicit none
   type pair
     integer :: first
@@ -21,13 +9,10 @@ program arrays
   end type
   integer :: i, j
   integer :: m(3, 4) = reshape([(i, i = 1, 12)], [3, 4])
-  integer(2) :: narrow(4) = [1_2, 2_2, 3_2, 4_2]
   integer(8) :: none(0)
   integer(16) :: wide(2, 2) = reshape([1_16, 2_16, 3_16, 4_16], [2, 2])
-  real(8) :: d(4) = [1.5d0, 2.5d0, 3.5d0, 4.5d0]
   real(16) :: q(3) = [1.25_16, 2.25_16, 3.25_16]
-  complex :: z(3) = [(1.0, 2.0), (3.0, 4.0), (5.0, 6.0)]
-  complex(8) :: zz(2, 2) = reshape([(1d0, 2d0), (3d0, 4d0), (5d0, 6d0), (7d0, 8d0)], [2, 2])
+  complex(8) :: z(2, 2) = reshape([(1d0, 2d0), (3d0, 4d0), (5d0, 6d0), (7d0, 8d0)], [2, 2])
   logical(1) :: flags(5) = [.true._1, .false._1, .true._1, .true._1, .false._1]
   logical(16) :: truths(3) = [.true._16, .false._16, .true._16]
   character(3) :: words(4) = ['one', 'two', 'thr', 'fou']
@@ -39,29 +24,29 @@ program arrays
   print *, m
   print *, m(1:3:2, 4:1:-1)
   print *, m(3:1:-1, 2:3)
-  print *, narrow(4:1:-1), narrow
   print *, none
-  print *, 'none:', none, m(3:2, :), m(1, 4:1), 'end'
+  print *, 'none:', none, m(3:2, :), m(1, 4:1), 'empty:', empty, 'end'
   print *, wide(2, :)
-  print *, d(::3)
   print *, q(3:1:-2)
-  print *, z
-  print *, zz(2, :)
+  print *, z(2, :)
   print *, flags
   print *, truths(3:1:-1)
-  print *, words
-  print *, words(2::2), words(:)(2:2)
-  print *, 'empty:', empty, 'end'
+  print *, words, words(2::2), words(:)(2:2)
   deep = reshape([(i, i = 1, 8)], shape(deep))
   print *, deep
   print *, deep(2:1:-1, :, 2, :, :, :, :, :, :, :, :, :, :, :, :)
-  print *, pairs
-  print *, pairs%second
   component => pairs(3:1:-1)%second
-  print *, component
+  print *, pairs, pairs%second, component
   allocate (grown(-2:2), source=[(10 * i, i = -2, 2)])
   print *, grown(-2:2:2) + 1
   deallocate (grown)
   print *, ((m(i, j), i = 1, 3, 2), j = 1, 2)
   call assumed(m(:, 4:2:-1), words)
+contains
+  subroutine assumed(a, c)
+    integer, intent(in) :: a(:, :)
+    character(*), intent(in) :: c(:)
+    print *, a
+    print *, c(size(c):1:-2)
+  end subroutine
 end program
