@@ -132,7 +132,9 @@ TEST(Stop, MessageFollowsWhatTheUnitHoldsAndFilesAreClosed) {
          [&] {
            EXPECT_EQ(chdir(dir.path().c_str()), 0);
            i32 unit = 0;
-           EXPECT_EQ(open_unit(0, KeyList().variable(KEY_NEWUNIT, ITM_INTEGER4, &unit).file("numbered").end()), 0);
+           KeyList keys;
+           keys.variable(KEY_NEWUNIT, ITM_INTEGER4, &unit).file("numbered");
+           EXPECT_EQ(open_unit(0, keys.end(), kIostat | iof_buffered_io), 0);
            (void)print(unit, "kept too");
            (void)print(6, "first");
            (void)print(43, "kept");

@@ -146,6 +146,7 @@ static void test_validation(void) {
       {CFI_INVALID_EXTENT, WORD(dim[2].extent), -2, WORD(dim[0].sm), 4},
       {CFI_INVALID_DESCRIPTOR, WORD(dim[0].sm), 3, WORD(dim[2].extent), -1},
       {CFI_INVALID_DESCRIPTOR, WORD(dim[1].sm), 15, WORD(dim[2].extent), -1},
+      {CFI_INVALID_EXTENT, WORD(attribute), CFI_attribute_pointer, WORD(dim[2].extent), -1},
       {CFI_SUCCESS, WORD(dim[0].sm), -4, WORD(dim[2].extent), -1},
       {CFI_SUCCESS, WORD(dim[0].extent), -5, WORD(base_addr), 0},
   };

@@ -62,8 +62,11 @@ TEST(Index, RunsOfOnePeriod) {
     };
     std::string part = run(60 + below(80)), text;
     if (below(2) != 0) part.insert(below(2) != 0 ? below(8) : part.size() - below(8), 1, 'a');
-    while (text.size() < 2000)
-      text += run(below(160)) + random_text(below(3), "ab") + part.substr(below(20), 40 + below(100));
+    while (text.size() < 1500 + below(1500)) {
+      std::string near = run(part.size() + below(20));
+      for (int faults = 0; faults < 2; ++faults) near[below(near.size())] ^= 'a' ^ 'b';
+      text += run(below(160)) + random_text(below(3), "ab") + part.substr(below(20), 40 + below(100)) + near;
+    }
     ASSERT_NO_FATAL_FAILURE(expect_index(text.data(), text, part.data(), part));
     const std::string unlike = part + "c";
     ASSERT_NO_FATAL_FAILURE(expect_index(text.data(), text, unlike.data(), unlike));

@@ -146,6 +146,15 @@ TEST(Comparison, AgreesWithPaddedStrings) {
   EXPECT_EQ(for_cpstr_eq("AB", -1, "  ", 2), 1);
 }
 
+TEST(Comparison, EveryPlaceDecides) {
+  const std::string left(1500, 'x');
+  for (size_t place = 0; place < left.size(); ++place) {
+    std::string right = left;
+    right[place] = 'z';
+    ASSERT_NO_FATAL_FAILURE(expect_relations(left.data(), left, right.data(), right)) << place;
+  }
+}
+
 TEST(Comparison, UnknownOperatorIsAnInternalError) {
   for (const int op : {6, -1}) {
     const auto end = tamrun_test::run_child([=] { for_cpstr("a", 1, "b", 1, op); });

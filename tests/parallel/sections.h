@@ -34,7 +34,7 @@ inline const std::vector<Section>& sections() {
       {"backwards cube", 400, {3, 4, 5}, {-2, 9, -50}},
       {"ones", 0, {1, 4, 1, 3}, {5, 5, 7, 50}},
       {"rank 7", 0, {2, 3, 2, 1, 2, 2, 2}, {2, 5, 20, 3, 50, 110, 300}},
-      {"empty matrix", 0, {5, 0, 3}, {2, 11, 60}},
+      {"empty cube", 0, {5, 3, 0}, {2, 11, 60}},
   };
   return all;
 }
