@@ -23,29 +23,6 @@ std::mt19937_64 g_random(9906);
 
 double uniform(double low, double high) { return std::uniform_real_distribution<double>(low, high)(g_random); }
 
-/// A value with the sign of zero and NaNs told apart from others.
-template <class Real>
-bool same(Real a, Real b) {
-  return memcmp(&a, &b, sizeof a) == 0 || (a != a && b != b);
-}
-
-/// The place as the type that the entry point's last argument points to.
-template <class Argument>
-Argument odd_place(void (*)(void*, const void*, Argument), char* place) {
-  return reinterpret_cast<Argument>(place);
-}
-
-/// What a stored result is, with arguments and result at odd addresses.
-template <class Result, class Call, class... Arguments>
-Result stored(Call call, Arguments... arguments) {
-  char result[sizeof(Result) + 1], copies[sizeof...(Arguments)][sizeof(Complex_Quad) + 1];
-  size_t n = 0;
-  (memcpy(copies[n++] + 1, &arguments, sizeof arguments), ...);
-  if constexpr (sizeof...(Arguments) == 1) call(result + 1, copies[0] + 1);
-  if constexpr (sizeof...(Arguments) == 2) call(result + 1, copies[0] + 1, odd_place(call, copies[1] + 1));
-  return load<Result>(result + 1);
-}
-
 struct One {
   const char* name;
   float (*r)(const void*);

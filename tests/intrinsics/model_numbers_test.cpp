@@ -121,23 +121,17 @@ TYPED_TEST(ModelNumbers, Edges) {
 }
 
 TEST(ModelNumbersByAddress, SixteenBytes) {
-  char x[sizeof(Quad) + 1], result[sizeof(Quad) + 1];
-  store<Quad>(x + 1, 3);
-  const Quad down = -1;
+  const Quad x = 3, down = -1;
   const i32 two = 2;
-  EXPECT_EQ(for_exponent16_a(x + 1), 2);
-  for_fraction16_a(result + 1, x + 1);
-  EXPECT_TRUE(load<Quad>(result + 1) == 0.75);
-  for_nearest16_a(result + 1, x + 1, &down);
-  EXPECT_TRUE(load<Quad>(result + 1) == Quad{3} - 0x1p-111);
-  for_rrspacing16_a(result + 1, x + 1);
-  EXPECT_TRUE(load<Quad>(result + 1) == ldexpf128(3, 111));
-  for_scale16_a(result + 1, x + 1, &two);
-  EXPECT_TRUE(load<Quad>(result + 1) == 12);
-  for_setexp16_a(result + 1, x + 1, &two);
-  EXPECT_TRUE(load<Quad>(result + 1) == 3);
-  for_spacing16_a(result + 1, x + 1);
-  EXPECT_TRUE(load<Quad>(result + 1) == 0x1p-111);
+  char odd[sizeof x + 1];
+  store(odd + 1, x);
+  EXPECT_EQ(for_exponent16_a(odd + 1), 2);
+  EXPECT_TRUE(stored<Quad>(for_fraction16_a, x) == 0.75);
+  EXPECT_TRUE(stored<Quad>(for_nearest16_a, x, down) == x - 0x1p-111);
+  EXPECT_TRUE(stored<Quad>(for_rrspacing16_a, x) == ldexpf128(x, 111));
+  EXPECT_TRUE(stored<Quad>(for_scale16_a, x, two) == 12);
+  EXPECT_TRUE(stored<Quad>(for_setexp16_a, x, two) == 3);
+  EXPECT_TRUE(stored<Quad>(for_spacing16_a, x) == 0x1p-111);
 }
 
 struct Text {
@@ -178,7 +172,6 @@ TEST(TextNumbers, WhatIsNoNumberEndsTheProcess) {
   } kRows[] = {
       {[] { for_inum("32768", 5); }, MSG_INVALID_INTEGER, "tamrtl: severe (545): invalid INTEGER"},
       {[] { for_jnum("1x", 2); }, MSG_INVALID_INTEGER, "tamrtl: severe (545): invalid INTEGER"},
-      {[] { for_knum("9223372036854775808", 19); }, MSG_INVALID_INTEGER, "tamrtl: severe (545): invalid INTEGER"},
       {[] { for_rnum("1.5.2", 5); }, MSG_INVALID_REAL, "tamrtl: severe (547): invalid REAL"},
       {[] { for_dnum("abc", 3); }, MSG_INVALID_REAL, "tamrtl: severe (547): invalid REAL"},
       {[] { for_qnum("1x", 2); }, MSG_INVALID_REAL, "tamrtl: severe (547): invalid REAL"},

@@ -40,7 +40,7 @@ program nested
   use functions
   implicit none
   character(40) :: line
-  integer :: u, i, k(3) = 0
+  integer :: u, i
   print *, 'start', traced(1), traced(2)
   print *, internal(77), internal(78)
   print *, 'status', deep(3)
@@ -62,9 +62,4 @@ program nested
     print '(a)', trim(line)
   end do
 10 close (u)
-  open (newunit=u, file='more', status='replace')
-  write (u, *) 1, 2
-  rewind (u)
-  read (u, *) k(next() / 38:)
-  print '(3i4)', k
 end program
