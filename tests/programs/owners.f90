@@ -32,7 +32,11 @@ program owners
   close (w, status='delete')
 
   ! One number, four connections.
+  open (31, file='peers', asynchronous='yes', status='replace')
+  write (31, '(a)') 'held back'
   open (31, file='ours')
+  inquire (file='peers', size=length)
+  print '(i0)', length
   read (31, '(i3)') i
   open (31, file='stream', access='stream', status='replace')
   write (31) 'abc', 7

@@ -2,7 +2,7 @@
 !
 ! True is 1 in what a READ stores, of every kind and shape and on every sort of file: compiled code negates it by its
 ! lowest bit and compares it as a number. Null values and what is no part of the list stay as they are.
-! input:  T F T T F\n T F T T F\n T F T\n
+! input:  T F T T F\n T F T T T\n T F T\n
 program truth
   use, intrinsic :: iso_fortran_env, only: int8, int16, int32, int64
   implicit none
@@ -14,6 +14,7 @@ program truth
   logical(2) :: rows(3)
   logical :: grid(4, 5) = .false., small(2, 2) = .false.
   character(12) :: text = 'T,,F,.true.'
+  integer(16) :: wide = 2_16**100
   integer :: u, i
   read (*, *) a, b, c, d, e
   call judge('list')
@@ -28,6 +29,9 @@ program truth
   print '(a,3i3)', 'array', transfer(rows, [0_int16])
   read (text, *) small(1, :), c, small(2, 1)
   print '(a,2i3)', 'internal', transfer(small(1, 1), 0), transfer(c, 0)
+  text = ',7'
+  read (text, *) wide, i
+  print '(a,l2,i3)', 'kept', wide == 2_16**100, i
   open (newunit=u, status='scratch')
   write (u, '(8l2)') [(.true., i=1, 8)]
   rewind (u)
