@@ -5,7 +5,7 @@
 package=lapack
 flags="-O0 -w -std=legacy"
 # A list-directed record without items is a blank on the library and nothing at all on the peer.
-mask='s/[0-9.]+ seconds/T seconds/; s/(Total time used|time used)( *=) *[0-9.]+/\1\2 T/; s/^ +$//'
+mask='s/ *[0-9.]+ seconds/ T seconds/; s/(Total time used|time used)( *=) *[0-9.]+/\1\2 T/; s/^ +$//'
 verdicts='did not pass|failed to pass|FAILED ON|\*{5,}.*FATAL|Abnormal'
 linear="dtest dtest_rfp"
 # Without dec, which computes for longer than all the others together.
