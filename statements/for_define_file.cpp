@@ -33,7 +33,7 @@ void set_access(For_Lub& lub) {
 int for_unlock(For_Context* ctx, int unit, For_IO_Flags given) {
   For_Lub* lub = nullptr;
   if (const int code = for__acquire_lun(unit, &lub, ctx, STMT_UNLOCK))
-    return fail_without_unit(code, unit, {effective_io_flags(given)});
+    return fail_without_unit(code, UNIT_INTERNAL, {effective_io_flags(given)});
   return end_positioning(*lub, lub->lub_f_at_eof, Open_Read::stays);
 }
 

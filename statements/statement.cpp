@@ -224,7 +224,7 @@ Statement_Start begin_statement(const Statement_Rule& rule, For_Context* ctx, in
   For_Lub* held = nullptr;
   const int wanted = unit == UNIT_INTERNAL ? UNIT_INTERNAL_TOP : unit;
   if (int code = for__acquire_lun(wanted, &held, ctx, rule.code))
-    return {nullptr, fail_without_lub(code, unit, flags, control)};
+    return {nullptr, fail_without_lub(code, rule.code == STMT_FIND ? int{UNIT_INTERNAL} : unit, flags, control)};
   For_Lub& lub = *held;
   store_statement_flags(lub, flags);
   if (flags & iof_control_list) {
@@ -251,6 +251,17 @@ Statement_Start begin_statement(const Statement_Rule& rule, For_Context* ctx, in
   return {&lub, 0};
 }
 
+namespace {
+
+/// POS= loses count of the records, but at the start of the file.
+void recount_records(For_Lub& lub, bool moves) {
+  if (!lub.lub_f_formatted) return;
+  const bool at_start = lub.lub_pos_request == 0;
+  if (moves || (at_start && lub.lub_next_rec < 0)) lub.lub_next_rec = at_start ? 1 : FOR_K_REC_UNKNOWN;
+}
+
+}  // namespace
+
 int position_stream_output(For_Lub& lub) {
   if (!lub.lub_f_stream) return 0;
   const For_File_Info* fi = lub.lub_a_file_info;
@@ -258,6 +269,7 @@ int position_stream_output(For_Lub& lub) {
   // A READ leaves the file behind the buffer, and inside the record that goes on here when it has left that open.
   const bool behind_buffer = lub.lub_f_read_ahead && lub.lub_f_seekable;
   if (behind_buffer && !moves && fi != nullptr && fi->fi_read_open && lub.lub_next_rec > 1) --lub.lub_next_rec;
+  recount_records(lub, moves);
   if (moves || behind_buffer) {
     if (lub.lub_f_buffer_held) {
       if (int code = for__flush_file_buffer(&lub)) return code;
@@ -352,6 +364,7 @@ int position_stream_input(For_Lub& lub) {
   }
   For_File_Info* fi = lub.lub_a_file_info;
   const bool stays = position == lub.lub_file_pos;
+  recount_records(lub, !stays);
   // What cannot seek is where it is, and an open record goes on at its cursor.
   if (stays && (!lub.lub_f_seekable || (fi != nullptr && fi->fi_read_open))) return 0;
   if (fi != nullptr) fi->fi_read_open = 0;

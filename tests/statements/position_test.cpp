@@ -259,6 +259,26 @@ TEST(Position, ControlListIsThatOfADataTransfer) {
   EXPECT_EQ(run(for_rewind, -400), MSG_INVALID_UNIT);
 }
 
+TEST(Position, DiagnosticsWithoutAUnit) {
+  const struct {
+    int (*call)(For_Context*);
+    const char* text;
+  } kRows[] = {
+      {[](For_Context* ctx) { return for_rewind(ctx, -400, 0); }, "unit -400, file unknown"},
+      {[](For_Context* ctx) { return for_delete(ctx, -400, 0, 1); }, "unit -400, file unknown"},
+      {[](For_Context* ctx) { return for_find(ctx, -400, 0, 1); }, "unit -5, file unknown"},
+      {[](For_Context* ctx) { return for_unlock(ctx, -400, 0); }, "unit -5, file unknown"},
+  };
+  for (const auto& row : kRows) {
+    const Child_Result child = run_child([&] {
+      For_Context ctx{};
+      (void)row.call(&ctx);
+    });
+    EXPECT_EQ(child.status, MSG_INVALID_UNIT);
+    EXPECT_NE(child.err.find(row.text), std::string::npos) << child.err;
+  }
+}
+
 TAMRUN_CHILD_TEST(Position, EndfileConnectsWhatIsNot) {
   Temp_Dir dir;
   ASSERT_EQ(chdir(dir.path().c_str()), 0);

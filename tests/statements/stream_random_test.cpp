@@ -40,13 +40,14 @@ class Random_Stream {
     const unsigned what = random_() % 16;
     if (what < 5) return write();
     if (what < 12) return read(formatted_ && what < 7);
-    if (what < 14) return inquire();
+    if (what < 14) return formatted_ && what == 13 ? backspace() : inquire();
     For_Context ctx{};
     const bool ends = what == 15 && known_ && random_() % 8 == 0;
     const auto statement = what == 14 ? for_flush : ends ? for_endfile : for_rewind;
     ASSERT_EQ(statement(&ctx, kUnit, kIostat), 0);
     if (ends) file_.resize(std::min(file_.size(), at_));
-    if (what == 15 && !ends) at_ = 0, known_ = true;
+    if (what == 15) ended_ = ends;
+    if (what == 15 && !ends) at_ = 0, known_ = counted_ = true;
   }
 
   /// What a REWRITE of one byte gives.
@@ -73,12 +74,15 @@ class Random_Stream {
   /// POS= of most statements, which are near each other.
   const ControlList& choose_position() {
     control_ = {};
+    ended_ = false;
+    const size_t before = known_ ? at_ : std::string::npos;
     const unsigned kind = random_() % 8;
     if (known_ && kind < 3) return control_;
     const size_t far = kind < 7 ? file_.size() : file_.size() + 20;
     at_ = kind < 6 ? std::min(at_ + random_() % 300, far) - std::min<size_t>(at_, random_() % 300)
                    : random_() % (far + 1);
     at_ = std::min(at_, far);
+    if (at_ != before) counted_ = at_ == 0;
     control_.pos(static_cast<i64>(at_) + 1);
     return control_;
   }
@@ -106,6 +110,7 @@ class Random_Stream {
     std::string text = some_text();
     ASSERT_EQ(transfer(true, false, text, "(A)"), 0);
     if (formatted_) text += '\n';
+    if (at_ > 0 && at_ <= file_.size() && file_[at_ - 1] != '\n') counted_ = false;  // two records in a line
     if (formatted_ || at_ + text.size() > file_.size()) file_.resize(at_);
     file_.resize(std::max(at_, file_.size()));
     file_.replace(at_, text.size(), text);
@@ -128,6 +133,21 @@ class Random_Stream {
     ASSERT_EQ(text, expected) << "at " << at_;
     at_ = open || !formatted_ ? at_ + wanted : std::min(end + 1, file_.size());
   }
+  /// From the start of a line to that of the line before, unless that is too long for the buffer. ENDFILE leaves an end
+  /// to go back over first.
+  void backspace() {
+    if (!known_ || at_ > file_.size() || (at_ > 0 && file_[at_ - 1] != '\n')) return;
+    const size_t end = at_ > 1 ? file_.rfind('\n', at_ - 2) : std::string::npos;
+    const bool first = end == std::string::npos;
+    const size_t start = ended_ ? at_ : first ? 0 : end + 1;
+    if (at_ - start > 400) return;
+    For_Context ctx{};
+    const int code = for_backspace(&ctx, kUnit, kIostat);
+    // A unit that has not counted its lines looks for the end of one before the first.
+    ASSERT_TRUE(code == 0 || (code == MSG_BACKSPACE_ERROR && first && !counted_)) << code << " at " << at_;
+    if (code == 0) at_ = start;
+    ended_ = false;
+  }
   void inquire() {
     i64 position = -7, size = -7;
     ItemList items;
@@ -145,7 +165,9 @@ class Random_Stream {
   std::mt19937 random_;
   std::string file_;
   size_t at_ = 0;
-  bool known_ = true;  ///< a statement that fails leaves the position to the next POS=
+  bool ended_ = false;
+  bool known_ = true;    ///< a statement that fails leaves the position to the next POS=
+  bool counted_ = true;  ///< no POS= since the start of the file
   ControlList control_;
 };
 
