@@ -13,7 +13,8 @@ namespace {
 int store_text(const Keyword& k, Inquire_Text& to) {
   u64 address = 0, length = 0;
   if (const int status = text_of(k, &address, &length)) return status;
-  to = {reinterpret_cast<const char*>(address), static_cast<i64>(length)};
+  // Text of no bytes may stand nowhere, and is given all the same.
+  to = {address != 0 ? reinterpret_cast<const char*>(address) : "", static_cast<i64>(length)};
   return 0;
 }
 
@@ -74,7 +75,7 @@ extern "C" int for__inquire_args(const u8* keys, void* values, For_Inquire_Args*
   *exist_only = 1;
   return walk_keywords(&keys, &values, [args, exist_only](const Keyword& k) {
     const bool by_name = k.key == KEY_FILE || k.key == KEY_DEFAULTFILE || k.key == KEY_EXIST ||
-                         k.key == KEY_DIRECTORY || k.key == KEY_FULL_PATH || k.key == KEY_IOMSG;
+                         k.key == KEY_DIRECTORY || k.key == KEY_FULL_PATH;
     if (!by_name) *exist_only = 0;
     return store_keyword(k, *args);
   });

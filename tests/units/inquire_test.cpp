@@ -278,6 +278,28 @@ TAMRUN_CHILD_TEST(Inquire, AFailingNameIsReportedBehindTheAnswers) {
   EXPECT_NE(message[0], '#');
 }
 
+TAMRUN_CHILD_TEST(Inquire, TheUnitsAreAskedForMoreThanExist) {
+  Temp_Dir dir;
+  ASSERT_EQ(open_unit(40, on_file(dir.file("f"))), 0);
+  ASSERT_EQ(unlink(dir.file("f").c_str()), 0);
+  for (const bool more : {false, true}) {
+    i32 exists = 7;
+    char message[30];
+    ItemList items;
+    items.pointer(ITM_LOGICAL4, &exists).pair(KEY_EXIST, 0);
+    if (more) items.scalar(ITM_CHARACTER, message, sizeof message).pair(KEY_IOMSG, 0);
+    EXPECT_EQ(inquire({0, dir.file("f"), ""}, items, kModern), 0);
+    EXPECT_EQ(exists, more ? -1 : 0);
+  }
+  EXPECT_EQ(close_unit(40), 0);
+  // A name of no bytes is one.
+  i32 opened = 7;
+  ItemList items;
+  items.scalar(ITM_CHARACTER, nullptr, 0).pair(KEY_FILE, 0).pointer(ITM_LOGICAL4, &opened).pair(KEY_OPENED, 0);
+  EXPECT_EQ(inquire({UNIT_STDOUT}, items, kModern), MSG_FILE_NAME);
+  EXPECT_EQ(opened, 0);
+}
+
 TEST(Inquire, RefusesWhatIsNoQuestion) {
   i64 value = 7;
   const struct {
