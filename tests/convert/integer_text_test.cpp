@@ -220,6 +220,7 @@ TEST(BitImage, input_rules) {
       {"1 2", 2, 16, CVT_M_SKIP_BLANKS, CVT_SUCCESS, 0x12},
       {"1 2 ", 2, 16, CVT_M_BLANKS_AS_ZEROS, CVT_SUCCESS, 0x1020},
       {"1 2", 2, 16, CVT_M_BLANKS_AS_ZEROS | CVT_M_SKIP_BLANKS, CVT_SUCCESS, 0x102},
+      {"1 2", 2, 16, 0, CVT_INVALID_CHARACTER, 0},
       {" \t12", 2, 16, CVT_M_SKIP_TABS, CVT_SUCCESS, 0x12},
       {" \t12", 2, 16, 0, CVT_INVALID_CHARACTER, 0},
       {"1\t2", 2, 16, CVT_M_SKIP_TABS, CVT_SUCCESS, 0x12},
