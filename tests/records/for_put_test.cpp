@@ -68,25 +68,25 @@ TEST(PutRecord, ControlBytesByTypeAndCarriageControl) {
   enum { kPlain, kCrlfDirect, kBigEndian };
   const struct {
     u8 type, cc;
-    std::string written, open;  ///< of the record "text" with RECL 8; without its terminator
+    i64 room;                   ///< for the data of a record with RECL 8
+    std::string written, open;  ///< of "text"; without its terminator
     int kind = kPlain;
   } kRows[] = {
-      {1, CC_NONE, "text    ", "text    "},
-      {1, CC_LIST, "text   \n", "text    "},
-      {1, CC_LIST, "text    \r\n", "text      ", kCrlfDirect},
-      {1, CC_NONE, "text    \r\n", "text      ", kCrlfDirect},
-      {2, CC_NONE, counted, counted},
-      {4, CC_NONE, counted, counted},
-      {4, CC_LIST, counted, counted},
-      {4, CC_FORTRAN, counted, counted},
-      {4, CC_NONE, "\0\0\0\4text\0\0\0\4"s, "\0\0\0\4text\0\0\0\4"s, kBigEndian},
-      {5, CC_LIST, "text", "text"},
-      {6, CC_NONE, "text\n", "text"},
-      {6, CC_LIST, "text\n", "text"},
-      {7, CC_LIST, "text\r", "text"},
-      {8, CC_LIST, "text\r\n", "text"},
-      {0, CC_NONE, "text", "text"},
-      {0, CC_LIST, "text\n", "text"},
+      {1, CC_NONE, 8, "text    ", "text    "},
+      {1, CC_LIST, 7, "text   \n", "text    "},
+      {1, CC_LIST, 8, "text    \r\n", "text      ", kCrlfDirect},
+      {1, CC_NONE, 8, "text    \r\n", "text      ", kCrlfDirect},
+      {2, CC_NONE, 8, counted, counted},
+      {4, CC_LIST, 8, counted, counted},
+      {4, CC_FORTRAN, 8, counted, counted},
+      {4, CC_NONE, 8, "\0\0\0\4text\0\0\0\4"s, "\0\0\0\4text\0\0\0\4"s, kBigEndian},
+      {5, CC_LIST, 8, "text", "text"},
+      {6, CC_NONE, 8, "text\n", "text"},
+      {6, CC_LIST, 8, "text\n", "text"},
+      {7, CC_LIST, 8, "text\r", "text"},
+      {8, CC_LIST, 8, "text\r\n", "text"},
+      {0, CC_NONE, 8, "text", "text"},
+      {0, CC_LIST, 8, "text\n", "text"},
   };
   for (const auto& row : kRows) {
     SCOPED_TRACE("type " + std::to_string(row.type) + " cc " + std::to_string(row.cc));
@@ -94,6 +94,10 @@ TEST(PutRecord, ControlBytesByTypeAndCarriageControl) {
     c.direct = c.compat = row.kind == kCrlfDirect;
     c.big_endian = row.kind == kBigEndian;
     Output unit(c);
+    memset(unit->lub_a_buffer, '#', 200);
+    ASSERT_EQ(start_formatted_record(*unit.operator->()), 0);
+    EXPECT_EQ(unit->lub_a_rec_end - unit->lub_a_cursor, row.room);
+    EXPECT_EQ(unit->lub_a_data_start, unit->lub_a_cursor);
     EXPECT_EQ(unit.put("text"), 0);
     EXPECT_EQ(unit.text(), row.written);
     EXPECT_EQ(unit->lub_disk_pos, static_cast<i64>(row.written.size()));
@@ -103,32 +107,8 @@ TEST(PutRecord, ControlBytesByTypeAndCarriageControl) {
     for (int i = 0; i < 2; ++i) EXPECT_EQ(unit.put("text"), 0);
     EXPECT_EQ(unit.text(), row.written + row.open + row.written);
   }
-}
-
-TEST(PutRecord, FramesByType) {
-  constexpr struct {
-    u8 type, cc;
-    int cursor, end;  ///< offsets in a record of 40 bytes
-  } kRows[] = {{1, CC_NONE, 0, 40},    {1, CC_LIST, 0, 39},    {1, CC_FORTRAN, 5, 39}, {4, CC_NONE, 4, 36},
-               {4, CC_LIST, 4, 35},    {4, CC_FORTRAN, 9, 35}, {5, CC_NONE, 0, 40},    {6, CC_LIST, 0, 39},
-               {6, CC_FORTRAN, 5, 39}, {7, CC_NONE, 0, 39},    {8, CC_LIST, 0, 39},    {0, CC_NONE, 0, 40}};
-  for (const auto& row : kRows) {
-    SCOPED_TRACE("type " + std::to_string(row.type) + " cc " + std::to_string(row.cc));
-    Output unit(connection(row.type, row.cc));
-    unit->lub_rec_bytes = 40;
-    for (u8* rec_start : {static_cast<u8*>(nullptr), unit->lub_a_buffer + 100}) {
-      unit->lub_a_rec_start = rec_start;
-      memset(unit->lub_a_buffer, '#', 200);
-      ASSERT_EQ(start_formatted_record(*unit.operator->()), 0);
-      u8* base = rec_start ? rec_start : unit->lub_a_buffer;
-      EXPECT_EQ(unit->lub_a_cursor - base, row.cursor);
-      EXPECT_EQ(unit->lub_a_rec_end - base, row.end);
-      EXPECT_EQ(std::string(base, base + 41), std::string(40, ' ') + "#");
-      EXPECT_EQ(unit->lub_a_data_start, unit->lub_a_cursor);
-    }
-    unit->lub_rectype = RECTYPE_SEGMENTED;
-    EXPECT_EQ(unit.put(""), MSG_RECORD_TYPE);
-  }
+  Output segmented(connection(RECTYPE_SEGMENTED, CC_NONE));
+  EXPECT_EQ(segmented.put("text"), MSG_RECORD_TYPE);
 }
 
 // One cell of the FORTRAN carriage-control table. L line feed, R carriage return, F form feed, B blank, c the control

@@ -28,45 +28,35 @@ struct Sample {
   void end_record() { starts.push_back(static_cast<i64>(bytes.size())); }
 };
 
-void append_word(std::string& to, i64 value, bool big) {
-  const u32 word = static_cast<u32>(value);
-  for (int i = 0; i < 4; ++i) to += static_cast<char>(word >> 8 * (big ? 3 - i : i));
+std::string word(i64 value, int bytes, bool big_endian) {
+  std::string text;
+  for (int i = 0; i < bytes; ++i) text += static_cast<char>(value >> 8 * (big_endian ? bytes - 1 - i : i));
+  return text;
 }
 
-std::string part(const std::string& data, size_t i, size_t parts) {
-  const size_t from = i * data.size() / parts;
-  return data.substr(from, (i + 1) * data.size() / parts - from);
-}
-
-/// One record of `length` bytes that never hold a line end.
+/// One record of `length` bytes that never hold a line end, in one piece or three.
 void append_record(Sample& s, const Connection& c, i64 length, std::mt19937& random) {
   std::string data(length, 'x');
   for (char& byte : data) byte = static_cast<char>('a' + random() % 26);
   std::string& to = s.bytes;
-  if (c.rectype == RECTYPE_VARIABLE) {
-    const int pieces = length >= 3 && random() % 4 == 0 ? 3 : 1;
-    for (int i = 0; i < pieces; ++i) {
-      const std::string piece = part(data, i, pieces);
-      const i64 n = static_cast<i64>(piece.size());
-      append_word(to, i + 1 < pieces ? -n : n, c.big_endian);
-      to += piece;
-      append_word(to, i > 0 ? -n : n, c.big_endian);
-    }
-  } else if (c.rectype == RECTYPE_SEGMENTED) {
-    const int pieces = random() % 3 == 0 ? 3 : 1;
-    for (int i = 0; i < pieces; ++i) {
-      const std::string piece = part(data, i, pieces);
-      const size_t count = piece.size() + 2;
-      to += static_cast<char>(count), to += static_cast<char>(count >> 8);
-      to += static_cast<char>((i == 0) | (i + 1 == pieces) << 1), to += '\0';
-      to += piece;
-      if (count % 2) to += '\0';
-    }
-  } else if (c.rectype == RECTYPE_FIXED) {
+  if (c.rectype == RECTYPE_FIXED) {
     data.resize(c.recl, ' ');
     to += data;
-  } else {
+  } else if (c.rectype >= RECTYPE_STREAM_LF) {
     to += data + (c.rectype == RECTYPE_STREAM_LF ? "\n" : c.rectype == RECTYPE_STREAM_CR ? "\r" : "\r\n");
+  } else {
+    const int pieces = length >= 3 && random() % 4 == 0 ? 3 : 1;
+    for (int i = 0; i < pieces; ++i) {
+      const size_t from = i * data.size() / pieces, size = (i + 1) * data.size() / pieces - from;
+      const std::string piece = data.substr(from, size);
+      const bool first = i == 0, last = i + 1 == pieces;
+      const i64 n = static_cast<i64>(size);
+      if (c.rectype == RECTYPE_VARIABLE) {
+        to += word(last ? n : -n, 4, c.big_endian) + piece + word(first ? n : -n, 4, c.big_endian);
+      } else {
+        to += word(n + 2, 2, false) + word(first | last << 1, 2, false) + piece + std::string(n % 2, '\0');
+      }
+    }
   }
   s.end_record();
 }
@@ -164,9 +154,8 @@ TEST(StepBack, CostsReadsByBytesNotByRecords) {
   for (const u8 rectype : {RECTYPE_VARIABLE, RECTYPE_STREAM_LF, RECTYPE_FIXED}) {
     Connection c = layout(rectype, rectype != RECTYPE_VARIABLE, 8192);
     if (rectype == RECTYPE_FIXED) c.recl = kBytes;
-    std::string one(kBytes, 'd'), all, word;
-    append_word(word, kBytes, false);
-    if (rectype == RECTYPE_VARIABLE) one = word + one + word;
+    std::string one(kBytes, 'd'), all;
+    if (rectype == RECTYPE_VARIABLE) one = word(kBytes, 4, false) + one + word(kBytes, 4, false);
     if (rectype == RECTYPE_STREAM_LF) one += '\n';
     for (int i = 0; i < kRecords; ++i) all += one;
     Loose_Lub unit(memory_file_with(all), c);
@@ -181,15 +170,15 @@ TEST(StepBack, CostsReadsByBytesNotByRecords) {
 }
 
 TEST(StepBack, StreamsGoBackByByteOrByRecord) {
-  struct Row {
+  constexpr struct {
     i64 kind, recl, from;
     bool read;
     i64 to;  ///< -1: refused
-  };
-  for (const Row& row : {Row{STREAM_BIN_SEQUENTIAL, 0, 5, false, 4}, Row{STREAM_BIN_SEQUENTIAL, 0, 5, true, 4},
-                         Row{STREAM_BIN_SEQUENTIAL, 0, 0, false, 0}, Row{STREAM_FMT_SEQUENTIAL, 4, 9, false, 5},
-                         Row{STREAM_FMT_SEQUENTIAL, 4, 9, true, 8}, Row{STREAM_FMT_SEQUENTIAL, 4, 3, false, 0},
-                         Row{STREAM_FMT_SEQUENTIAL, 0, 9, true, -1}}) {
+  } kRows[] = {{STREAM_BIN_SEQUENTIAL, 0, 5, false, 4}, {STREAM_BIN_SEQUENTIAL, 0, 5, true, 4},
+               {STREAM_BIN_SEQUENTIAL, 0, 0, false, 0}, {STREAM_FMT_SEQUENTIAL, 4, 9, false, 5},
+               {STREAM_FMT_SEQUENTIAL, 4, 9, true, 8},  {STREAM_FMT_SEQUENTIAL, 4, 3, false, 0},
+               {STREAM_FMT_SEQUENTIAL, 0, 9, true, -1}};
+  for (const auto& row : kRows) {
     Connection c = layout(RECTYPE_STREAM, row.kind == STREAM_FMT_SEQUENTIAL, 64);
     c.stream_kind = row.kind;
     c.recl = row.recl;
@@ -208,21 +197,20 @@ TEST(StepBack, StreamsGoBackByByteOrByRecord) {
 }
 
 TEST(StepBack, FailureLeavesTheUnitWhereItWas) {
-  const std::string word("\5\0\0\0", 4);
-  struct Row {
+  const std::string five = word(5, 4, false);
+  const struct {
     u8 rectype;
     std::string bytes;
     i64 at;
-  };
-  const Row rows[] = {
-      {RECTYPE_VARIABLE, word + "abc", 7},                     // the word in front is text
-      {RECTYPE_VARIABLE, word + "ab" + word, 10},              // a record that begins in front of the file
+  } rows[] = {
+      {RECTYPE_VARIABLE, five + "abc", 7},                     // the word in front is text
+      {RECTYPE_VARIABLE, five + "ab" + five, 10},              // a record that begins in front of the file
       {RECTYPE_VARIABLE, "ab", 2},                             // no room for a word
       {RECTYPE_STREAM_LF, "one line\n", 9},                    // no line end in front
       {RECTYPE_STREAM_LF, std::string(200, 'x') + "\n", 201},  // a line longer than the buffer
       {RECTYPE_STREAM_LF, "", 0},
   };
-  for (const Row& row : rows) {
+  for (const auto& row : rows) {
     Connection c = layout(row.rectype, row.rectype == RECTYPE_STREAM_LF, 64);
     Loose_Lub unit(memory_file_with(row.bytes), c);
     For_Lub& lub = unit.lub();

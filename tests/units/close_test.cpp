@@ -23,13 +23,7 @@
 
 namespace {
 
-using tamrun_test::Capture;
-using tamrun_test::Fail_Vm;
-using tamrun_test::read_file;
-using tamrun_test::run_child;
-using tamrun_test::Temp_Dir;
-using tamrun_test::vm_live_blocks;
-using tamrun_test::write_file;
+using namespace tamrun_test;
 
 constexpr int kUnit = 22;
 
@@ -52,6 +46,7 @@ constexpr struct {
     {"", "MODE=WRITE", 104, "MODE="},
     {"ACTION=WRITE", "MODE=WRITE"},
     {"ACTION=READ", "ACTION=READWRITE", 104, "ACTION="},
+    {"ACTION=WRITE", "ACTION=READWRITE", 104, "ACTION="},
     {"", "ASYNCHRONOUS=NO"},
     {"", "ASYNCHRONOUS=YES", 104, "ASYNCHRONOUS="},
     {"", "BUFFERED=NO"},
@@ -68,7 +63,7 @@ constexpr struct {
     {"", "NOSHARED"},
     {"", "ORGANIZATION=SEQUENTIAL"},
     {"", "ORGANIZATION=RELATIVE", 104, "ORGANIZATION="},
-    {"", "POSITION=ASIS"},
+    {"POSITION=APPEND", "POSITION=ASIS"},
     {"", "POSITION=REWIND"},
     {"", "POSITION=APPEND", 104, "POSITION="},
     {"POSITION=APPEND", "POSITION=APPEND"},
@@ -81,6 +76,7 @@ constexpr struct {
     {"", "RECORDTYPE=FIXED", 104, "RECORDTYPE="},
     {"FORM=UNFORMATTED", "RECORDTYPE=VARIABLE"},
     {"", "SHARE=DENYNONE", 104, "SHARE="},
+    {"", "SHARE=DENYRW", 104, "SHARE="},
     {"SHARE=DENYRW", "SHARE=DENYRW"},
     {"", "SHARED", 103, "SHARED="},
     {"", "STATUS=OLD"},
@@ -344,20 +340,6 @@ TEST(Close, EveryAllocationThatFails) {
       EXPECT_EQ(blocks, vm_live_blocks()) << n;
     }
   });
-}
-
-TEST(Close, TheEndOfTheProgramClosesEveryUnit) {
-  const Temp_Dir dir;
-  const auto child = run_child([&] {
-    for_rtl_init_(nullptr, nullptr);
-    EXPECT_EQ(0, open_unit(kUnit, "STATUS=SCRATCH"));
-    const std::string scratch = block_of(kUnit).lub_a_file_name;
-    EXPECT_EQ(0, open_unit(500, on_file(dir.file("f")) + "DISPOSE=DELETE"));
-    EXPECT_EQ(0, for_rtl_finish_());
-    EXPECT_NE(0, access(scratch.c_str(), F_OK));
-    EXPECT_NE(0, access(dir.file("f").c_str(), F_OK));
-  });
-  EXPECT_EQ(0, child.status);
 }
 
 }  // namespace

@@ -23,11 +23,7 @@
 
 namespace {
 
-using tamrun_test::Capture;
-using tamrun_test::read_file;
-using tamrun_test::run_child;
-using tamrun_test::Temp_Dir;
-using tamrun_test::write_file;
+using namespace tamrun_test;
 
 constexpr int kUnit = 21;
 constexpr For_IO_Flags kCompat = kIostat | iof_compat_io;
@@ -269,17 +265,18 @@ TEST(ConnectPosition, AppendTakesTheEndMarkBack) {
 
 TEST(ConnectPosition, ByAccessAndByDefault) {
   const Temp_Dir dir;
-  write_file(dir.file("f"), "abc\n");
   const struct {
-    const char* specifiers;
+    const char *content, *specifiers;
     i64 position, next_rec;
     bool at_end, truncates;
-  } kRows[] = {{"ACCESS=APPEND", 4, FOR_K_REC_UNKNOWN, false, false},
-               {"POSITION=ASIS", 0, 1, true, true},
-               {"POSITION=REWIND", 0, 1, false, true},
-               {"ACCESS=STREAM", 0, 1, true, false}};  // unformatted streams are never cut
+  } kRows[] = {{"abc\n", "ACCESS=APPEND", 4, FOR_K_REC_UNKNOWN, false, false},
+               {"", "POSITION=APPEND", 0, 1, false, true},
+               {"abc\n", "POSITION=ASIS", 0, 1, true, true},
+               {"abc\n", "POSITION=REWIND", 0, 1, false, true},
+               {"abc\n", "ACCESS=STREAM", 0, 1, true, false}};  // unformatted streams are never cut
   for (const auto& row : kRows) {
     SCOPED_TRACE(row.specifiers);
+    write_file(dir.file("f"), row.content);
     EXPECT_EQ(0, open_unit(kUnit, on_file(dir.file("f")) + row.specifiers));
     const For_Lub& lub = block_of(kUnit);
     EXPECT_EQ(row.position, lseek(lub.lub_fd, 0, SEEK_CUR));

@@ -22,9 +22,7 @@
 
 namespace {
 
-using tamrun_test::Child_Result;
-using tamrun_test::Fail_Vm;
-using tamrun_test::run_child;
+using namespace tamrun_test;
 
 constexpr char kWarning[] = "tamrtl: warning (96): F_UFMTENDIAN environment variable was ignored:erroneous syntax\n";
 

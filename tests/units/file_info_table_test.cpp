@@ -17,8 +17,7 @@
 
 namespace {
 
-using tamrun_test::Fail_Vm;
-using tamrun_test::vm_live_blocks;
+using namespace tamrun_test;
 
 /// A unit with a name, enough for the table.
 struct Named_Lub {

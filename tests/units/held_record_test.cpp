@@ -21,10 +21,7 @@
 
 namespace {
 
-using tamrun_test::read_file;
-using tamrun_test::run_child;
-using tamrun_test::Temp_Dir;
-using tamrun_test::vm_live_blocks;
+using namespace tamrun_test;
 
 /// Leaves a record open on the unit as a non-advancing WRITE does.
 void leave_open(For_Lub& lub, const char* text) {

@@ -21,12 +21,6 @@
 
 namespace {
 
-using tamrun_test::Fail_Vm;
-using tamrun_test::read_file;
-using tamrun_test::Terminal;
-using tamrun_test::vm_live_blocks;
-using tamrun_test::write_file;
-
 std::string prompt_for(int unit) {
   return "File name missing or blank - please enter file name\r\nUNIT " + std::to_string(unit) + "? ";
 }

@@ -20,10 +20,7 @@
 #include "units/file_name.h"
 #include "units/unit_table.h"
 
-using tamrun_test::Capture;
-using tamrun_test::Child_Result;
-using tamrun_test::run_child;
-using tamrun_test::Temp_Dir;
+using namespace tamrun_test;
 
 /// What an OPEN gives, and what comes of it.
 struct Naming {

@@ -41,6 +41,7 @@ TAMRUN_CHILD_TEST(Newunit, NumbersDescendAndTheNearestToZeroIsReused) {
   EXPECT_EQ(-129, take(ITM_INTEGER4));
   // Numbers that were never given out come back without harm.
   for (int never : {0, 5, -1, -6, -32769, -2147483647 - 1}) for__release_newunit(never);
+  EXPECT_EQ(MSG_INTEGER_ASSIGNMENT_OVERFLOW, for__get_free_newunit(&unit, ITM_INTEGER1));
   EXPECT_EQ(-130, take(ITM_INTEGER4));
   for (int next = -132; next >= -32768; --next) ASSERT_EQ(next, take(ITM_INTEGER4));
   EXPECT_EQ(MSG_INTEGER_ASSIGNMENT_OVERFLOW, for__get_free_newunit(&unit, ITM_INTEGER4));

@@ -21,12 +21,7 @@
 
 namespace {
 
-using tamrun_test::Fail_Vm;
-using tamrun_test::read_file;
-using tamrun_test::run_child;
-using tamrun_test::Temp_Dir;
-using tamrun_test::vm_live_blocks;
-using tamrun_test::write_file;
+using namespace tamrun_test;
 
 constexpr int kUnit = 20;
 constexpr For_IO_Flags kCompat = kIostat | iof_compat_io;

@@ -18,9 +18,7 @@
 
 namespace {
 
-using tamrun_test::Fail_Vm;
-using tamrun_test::run_child;
-using tamrun_test::vm_live_blocks;
+using namespace tamrun_test;
 
 int try_acquire(int unit, int statement) {
   For_Lub* lub = nullptr;
@@ -76,46 +74,6 @@ TEST_P(UnitTable, AStatementHoldsItsUnitFromFirstToLastCall) {
   }
 }
 
-TEST_P(UnitTable, AChildStatementTakesNoLock) {
-  For_Lub* lub = acquire(50, STMT_WRITE);
-  lub->lub_udio_depth = 1;
-  EXPECT_EQ(lub, acquire(50, STMT_WRITE_SEQ));
-  EXPECT_EQ(0, for__release_lun(50));
-  EXPECT_TRUE(held_by_this_thread(*lub)) << "the parent still holds it";
-  lub->lub_udio_depth = 0;
-  EXPECT_EQ(0, for__release_lun(50));
-  expect_idle(*lub);
-  drop(50);
-}
-
-TEST_P(UnitTable, UnitsOfOneRowStandInUnsignedOrder) {
-  // A NEWUNIT number of the row of unit 100, whose place by sign would be the first and is the last.
-  int behind = -7;
-  while (static_cast<u32>(behind) % 521 != 106) --behind;
-  const int units[] = {621, 100, 621 + 521, -129, 2147483600, behind, 100 + 521 * 4};
-  std::vector<For_Lub*> lubs;
-  for (int unit : units) lubs.push_back(acquire(unit, unit < 0 ? STMT_OPEN_NEWUNIT : STMT_OPEN));
-  for (int unit : units) EXPECT_EQ(0, for__release_lun(unit));
-  for (size_t i = 0; i < std::size(units); ++i) {
-    EXPECT_EQ(lubs[i], acquire(units[i], STMT_READ)) << units[i];
-    EXPECT_EQ(0, for__release_lun(units[i]));
-  }
-  int chained = 0;
-  for (int row = kDirectRows; row < kUnitRows; ++row) {
-    for (const For_Lub* lub = for__lub_table[row].row_head; lub != nullptr; lub = lub->lub_a_hash_next) {
-      const For_Lub* next = lub->lub_a_hash_next;
-      EXPECT_TRUE(next == nullptr || static_cast<u32>(lub->lub_unit) < static_cast<u32>(next->lub_unit));
-      ++chained;
-    }
-  }
-  EXPECT_EQ(static_cast<int>(std::size(units)), chained);
-  // Unsigned number, plus 6 unless below -6, modulo 521.
-  EXPECT_EQ(lubs[1], for__lub_table[106 + 106 % 521].row_head);
-  EXPECT_EQ(lubs[0], lubs[1]->lub_a_hash_next);
-  EXPECT_EQ(lubs[3], for__lub_table[106 + (4294967296 - 129) % 521].row_head);
-  for (int unit : units) drop(unit);
-}
-
 TEST_P(UnitTable, NegativeUnitsExistOnlyByRequest) {
   EXPECT_EQ(MSG_INVALID_UNIT, try_acquire(-7, STMT_WRITE));
   EXPECT_EQ(MSG_INVALID_UNIT, try_acquire(-40000, STMT_OPEN));
@@ -125,26 +83,6 @@ TEST_P(UnitTable, NegativeUnitsExistOnlyByRequest) {
   EXPECT_EQ(0, for__release_lun(-7));
   drop(-7);
   EXPECT_EQ(MSG_INVALID_UNIT, try_acquire(-7, STMT_WRITE));
-}
-
-TEST_P(UnitTable, ReleaseGivesOverriddenKeywordsBack) {
-  For_Lub* lub = acquire(11, STMT_READ);
-  lub->lub_f_blank_saved = 1, lub->lub_f_pad_saved = 1;
-  lub->lub_decimal_saved = 2, lub->lub_delim_saved = '\'', lub->lub_round_saved = 3, lub->lub_sign_saved = 1;
-  lub->lub_f_blank_override = lub->lub_f_pad_override = lub->lub_f_decimal_override = 1;
-  lub->lub_f_delim_override = lub->lub_f_round_override = lub->lub_f_sign_override = 1;
-  EXPECT_EQ(0, for__release_lun(11));
-  EXPECT_EQ(1, lub->lub_f_blank_null);
-  EXPECT_EQ(1, lub->lub_f_pad);
-  EXPECT_EQ(2, lub->lub_decimal);
-  EXPECT_EQ('\'', lub->lub_delim);
-  EXPECT_EQ(3, lub->lub_round);
-  EXPECT_EQ(1, lub->lub_sign);
-  acquire(11, STMT_READ);
-  lub->lub_decimal = 1;
-  EXPECT_EQ(0, for__release_lun(11));
-  EXPECT_EQ(1, lub->lub_decimal) << "the override is spent";
-  drop(11);
 }
 
 TEST_P(UnitTable, StatementMarks) {

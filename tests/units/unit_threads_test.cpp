@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <map>
 #include <thread>
 #include <vector>
 
@@ -20,8 +21,7 @@
 
 namespace {
 
-using tamrun_test::run_child;
-using tamrun_test::vm_live_blocks;
+using namespace tamrun_test;
 
 /// Waits until another thread has found the unit, and gives it the time to block.
 void await_waiting(const For_Lub& lub) {
@@ -165,90 +165,77 @@ std::vector<int> walk(int statement) {
   return units;
 }
 
-TEST(UnitWalk, VisitsRowsInOrderAndChainsByUnsignedUnit) {
-  run_child([] {
-    const long blocks = vm_live_blocks();
-    EXPECT_EQ(std::vector<int>{}, walk(STMT_INQUIRE));
-    for (int unit : {621, 100, 99, 7, 2147483647, 1142}) {
-      acquire(unit, STMT_OPEN);
-      EXPECT_EQ(0, for__release_lun(unit));
-    }
-    for (int unit : {-7, -32768, -129}) {
-      acquire(unit, STMT_OPEN_NEWUNIT);
-      EXPECT_EQ(0, for__release_lun(unit));
-    }
-    // The rest by row: 2^31 + 5, 2^32 - 7, 2^32 - 32768 and 2^32 - 129 modulo 521.
-    std::vector<std::pair<long, int>> rest = {{2147483653L % 521, 2147483647},
-                                              {(4294967296L - 7) % 521, -7},
-                                              {(4294967296L - 32768) % 521, -32768},
-                                              {(4294967296L - 129) % 521, -129}};
-    std::sort(rest.begin(), rest.end());
-    std::vector<std::pair<long, int>> all = {{106, 100}, {106, 621}, {106, 1142}};
-    all.insert(all.end(), rest.begin(), rest.end());
-    std::stable_sort(all.begin(), all.end(), [](auto& a, auto& b) { return a.first < b.first; });
-    std::vector<int> expected = {7, 99};
-    for (const auto& [row, unit] : all) expected.push_back(unit);
-    EXPECT_EQ(expected, walk(STMT_INQUIRE));
+TAMRUN_CHILD_TEST(UnitWalk, VisitsRowsInOrderAndChainsByUnsignedUnit) {
+  const long blocks = vm_live_blocks();
+  EXPECT_EQ(std::vector<int>{}, walk(STMT_INQUIRE));
+  // A NEWUNIT number of the row of unit 100, whose place by sign would be the first and is the last.
+  int behind = -7;
+  while (static_cast<u32>(behind) % 521 != 106) --behind;
+  std::vector<int> units = {621, 100, 99, 7, 2147483647, 1142, behind, -7, -32768, -129};
+  std::map<int, For_Lub*> lubs;
+  for (int unit : units) {
+    lubs[unit] = acquire(unit, unit < 0 ? STMT_OPEN_NEWUNIT : STMT_OPEN);
+    EXPECT_EQ(0, for__release_lun(unit));
+  }
+  for (int unit : units) {
+    EXPECT_EQ(lubs[unit], acquire(unit, STMT_READ)) << unit;
+    EXPECT_EQ(0, for__release_lun(unit));
+  }
+  // Unsigned number, plus 6 unless below -6, modulo 521; within the row by the unsigned number.
+  const auto place = [](int unit) {
+    const u32 number = static_cast<u32>(unit);
+    return std::pair{unit >= 0 && unit < 100 ? 0 : 1 + (unit < -6 ? number : number + 6) % 521, number};
+  };
+  std::sort(units.begin(), units.end(), [&](int a, int b) { return place(a) < place(b); });
+  EXPECT_EQ(units, walk(STMT_INQUIRE));
 
-    // Closing what the walk delivers does not disturb it.
-    For_Lub* lub = nullptr;
-    int index = -1, closed = 0;
-    while (for__get_next_lub(&lub, &index, STMT_CLOSE) == 0 && index != -1) {
-      EXPECT_EQ(expected[closed++], lub->lub_unit);
-      EXPECT_EQ(0, for__deallocate_lub(lub->lub_unit));
-    }
-    EXPECT_EQ(static_cast<int>(expected.size()), closed);
-    EXPECT_EQ(std::vector<int>{}, walk(STMT_INQUIRE));
-    EXPECT_EQ(blocks, vm_live_blocks());
-  });
+  // Closing what the walk delivers does not disturb it.
+  For_Lub* lub = nullptr;
+  int index = -1;
+  size_t closed = 0;
+  while (for__get_next_lub(&lub, &index, STMT_CLOSE) == 0 && index != -1) {
+    EXPECT_EQ(units[closed++], lub->lub_unit);
+    EXPECT_EQ(0, for__deallocate_lub(lub->lub_unit));
+  }
+  EXPECT_EQ(units.size(), closed);
+  EXPECT_EQ(std::vector<int>{}, walk(STMT_INQUIRE));
+  EXPECT_EQ(blocks, vm_live_blocks());
 }
 
-TEST(UnitWalk, AHeldUnitStopsAllButTheClosingWalk) {
-  run_child([] {
-    acquire(40, STMT_READ);
-    acquire(41, STMT_READ);
-    EXPECT_EQ(0, for__release_lun(41));
-    For_Lub* lub = nullptr;
-    int index = -1;
-    EXPECT_EQ(MSG_RECURSIVE_IO, for__get_next_lub(&lub, &index, STMT_FLUSH));
-    ASSERT_NE(nullptr, lub);
-    EXPECT_EQ(40, lub->lub_unit);
-    EXPECT_EQ(0, for__get_next_lub(&lub, &index, STMT_FLUSH)) << "the walk goes on";
-    EXPECT_EQ(41, lub->lub_unit);
-    EXPECT_EQ(0, for__release_lun(41));
-    index = -1;
-    EXPECT_EQ(0, for__get_next_lub(&lub, &index, STMT_CLOSE));
-    EXPECT_EQ(40, lub->lub_unit);
-  });
+TAMRUN_CHILD_TEST(UnitWalk, AHeldUnitStopsAllButTheClosingWalk) {
+  acquire(40, STMT_READ);
+  acquire(41, STMT_READ);
+  EXPECT_EQ(0, for__release_lun(41));
+  For_Lub* lub = nullptr;
+  int index = -1;
+  EXPECT_EQ(MSG_RECURSIVE_IO, for__get_next_lub(&lub, &index, STMT_FLUSH));
+  ASSERT_NE(nullptr, lub);
+  EXPECT_EQ(40, lub->lub_unit);
+  EXPECT_EQ(0, for__get_next_lub(&lub, &index, STMT_FLUSH)) << "the walk goes on";
+  EXPECT_EQ(41, lub->lub_unit);
+  EXPECT_EQ(0, for__release_lun(41));
+  index = -1;
+  EXPECT_EQ(0, for__get_next_lub(&lub, &index, STMT_CLOSE));
+  EXPECT_EQ(40, lub->lub_unit);
 }
 
-TEST(UnitWalk, ACallerThatDoesNotMoveOnIsStopped) {
-  run_child([] {
-    for (int unit : {40, 41}) {
-      acquire(unit, STMT_READ);
-      EXPECT_EQ(0, for__release_lun(unit));
-    }
-    For_Lub* first = nullptr;
-    int first_index = -1;
-    EXPECT_EQ(0, for__get_next_lub(&first, &first_index, STMT_INQUIRE));
-    EXPECT_EQ(0, for__release_lun(40));
-    int calls = 0;
-    for (;; ++calls) {
-      For_Lub* lub = first;
-      int index = first_index;
-      const int status = for__get_next_lub(&lub, &index, STMT_INQUIRE);
-      if (status == 2) break;
-      ASSERT_EQ(0, status);
-      EXPECT_EQ(0, for__release_lun(41));
-      ASSERT_LT(calls, 10);
-    }
-    // The first sets the patience to 4, three more use it up but for one.
-    EXPECT_EQ(4, calls);
-    int index = -1;
-    For_Lub* lub = nullptr;
-    EXPECT_EQ(0, for__get_next_lub(&lub, &index, STMT_INQUIRE)) << "a new walk is free";
-    EXPECT_EQ(0, for__release_lun(40));
-  });
+TAMRUN_CHILD_TEST(UnitWalk, ACallerThatDoesNotMoveOnIsStopped) {
+  For_Lub* lub = nullptr;
+  for (int unit : {40, 41}) {
+    acquire(unit, STMT_READ);
+    EXPECT_EQ(0, for__release_lun(unit));
+  }
+  const auto ask = [&lub](For_Lub* from, int index) {
+    lub = from;
+    const int status = for__get_next_lub(&lub, &index, STMT_INQUIRE);
+    return status == 0 ? for__release_lun(lub->lub_unit) : status;
+  };
+  EXPECT_EQ(0, ask(nullptr, -1));
+  For_Lub* const first = lub;
+  // The first call sets the patience to 4, three more use it up but for one.
+  for (int calls = 0; calls < 4; ++calls) EXPECT_EQ(0, ask(first, 40 + 6));
+  EXPECT_EQ(2, ask(first, 40 + 6));
+  EXPECT_EQ(0, ask(nullptr, -1)) << "a new walk is free";
 }
 
 }  // namespace
