@@ -537,6 +537,7 @@ TEST(GetDirect, CallsAndFailures) {
       Connection c = connection(RECTYPE_FIXED, 10 * held, 10);
       c.direct = true;
       c.buffered = buffered;
+      c.formatted = held != 2;
       Loose_Lub lub(input.fd(), c);
       const auto get = [&](i64 record) {
         lub->lub_next_rec = record;
@@ -544,6 +545,10 @@ TEST(GetDirect, CallsAndFailures) {
       };
       for (i64 record = 1; record <= 10; record++) EXPECT_EQ(get(record), 0);
       EXPECT_EQ(reads.calls, buffered ? (10 + held - 1) / held : 10);
+      ASSERT_EQ(get(21), 0);
+      std::string last(5, 'r');
+      last.resize(10, c.formatted ? ' ' : '\0');
+      EXPECT_EQ(std::string(lub->lub_a_read_next, lub->lub_a_read_next + 10), last);
       EXPECT_EQ(get(11), 0);
       reads = {};
       for (i64 record = 10; record >= 1; record--) EXPECT_EQ(get(record), 0);

@@ -107,6 +107,9 @@ TEST(PutRecord, ControlBytesByTypeAndCarriageControl) {
     for (int i = 0; i < 2; ++i) EXPECT_EQ(unit.put("text"), 0);
     EXPECT_EQ(unit.text(), row.written + row.open + row.written);
   }
+  Output full(connection(RECTYPE_FIXED, CC_LIST, 4));
+  EXPECT_EQ(full.put("text"), 0);
+  EXPECT_EQ(full.text(), "text") << "there is no byte left for the line end";
   Output segmented(connection(RECTYPE_SEGMENTED, CC_NONE));
   EXPECT_EQ(segmented.put("text"), MSG_RECORD_TYPE);
 }

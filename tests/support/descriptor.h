@@ -131,8 +131,6 @@ class Fortran_Type {
   u64 size() const { return size_; }
   const u8* image() const { return image_.data(); }
   For_Type_Node* node() const { return const_cast<For_Type_Node*>(&node_); }
-  For_Component_List* allocatables() const { return list(kAllocatable); }
-  For_Component_List* len_dependents() const { return list(kLenDependent); }
   For_Component_List* inits() const { return list(kInit); }
   void fill_block(xdesc_fixed_t* block) const;
   /// Type information for an object of this type: x of a pair, with these flags.

@@ -63,9 +63,6 @@ class ItemList {
     pair(type, ACC_SECTION_ELEM).word(static_cast<i64>(dims.size())).pointer_word(base).word(element);
     return dimensions(dims);
   }
-  ItemList& udio_scalar(const void* routine, void* value) {
-    return pair(ITM_DERIVED, ACC_UDIO_SCALAR).pointer_word(routine).pointer_word(value);
-  }
   /// Any pair and words, well-formed or not.
   ItemList& raw(u8 type, u8 access, std::initializer_list<i64> words = {}) {
     pair(type, access);

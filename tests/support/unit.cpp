@@ -52,8 +52,7 @@ void set_sizes(For_Lub& lub, const Connection& c) {
   }
 }
 
-}  // namespace
-
+/// Fills the fields that a connection sets. `name` is the key of the file-info record, which is left to the caller.
 void fill_connection(For_Lub& lub, int fd, const Connection& c, const std::string& name) {
   lub.lub_fd = fd;
   lub.lub_rectype = c.rectype;
@@ -97,6 +96,17 @@ void fill_connection(For_Lub& lub, int fd, const Connection& c, const std::strin
   lub.lub_f_connected = 1;
 }
 
+/// Takes what fill_connection has made.
+void free_connection_of(For_Lub& lub) {
+  EXPECT_EQ(memcmp(lub.lub_a_buffer + lub.lub_buffer_size, kBufferGuard, sizeof kBufferGuard), 0)
+      << "the guard behind the record buffer is gone";
+  for__free_vm(lub.lub_a_buffer);
+  for__free_vm(lub.lub_a_file_name);
+  for__free_vm(lub.lub_a_fmt_isb);
+}
+
+}  // namespace
+
 Loose_Lub::Loose_Lub(int fd, const Connection& c) : lub_(static_cast<For_Lub*>(heap_block(sizeof(For_Lub)))) {
   lub_->lub_unit = 77;
   fill_connection(*lub_, fd, c, "loose");
@@ -104,11 +114,7 @@ Loose_Lub::Loose_Lub(int fd, const Connection& c) : lub_(static_cast<For_Lub*>(h
 }
 
 Loose_Lub::~Loose_Lub() {
-  EXPECT_EQ(memcmp(lub_->lub_a_buffer + lub_->lub_buffer_size, kBufferGuard, sizeof kBufferGuard), 0)
-      << "the guard behind the record buffer is gone";
-  for__free_vm(lub_->lub_a_buffer);
-  for__free_vm(lub_->lub_a_file_name);
-  for__free_vm(lub_->lub_a_fmt_isb);
+  free_connection_of(*lub_);
   for__free_vm(lub_);
 }
 
@@ -128,12 +134,8 @@ Connected_Unit::~Connected_Unit() {
     for__release_lun(unit_);
     return;
   }
-  EXPECT_EQ(memcmp(lub->lub_a_buffer + lub->lub_buffer_size, kBufferGuard, sizeof kBufferGuard), 0)
-      << "the guard behind the record buffer is gone";
   EXPECT_EQ(for__rm_from_lf_table(lub), 0);
-  for__free_vm(lub->lub_a_buffer);
-  for__free_vm(lub->lub_a_file_name);
-  for__free_vm(lub->lub_a_fmt_isb);
+  free_connection_of(*lub);
   lub->lub_name_len = 0;
   lub->lub_a_buffer = nullptr;
   lub->lub_a_fmt_isb = lub->lub_a_ldir_isb = nullptr;

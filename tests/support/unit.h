@@ -32,9 +32,6 @@ struct Connection {
   bool no_char_blank = false;
 };
 
-/// Fills the fields that a connection sets. `name` is the key of the file-info record, which is left to the caller.
-void fill_connection(For_Lub& lub, int fd, const Connection& c, const std::string& name);
-
 /// A LUB that stands in no table: for tests of record transport.
 class Loose_Lub {
  public:

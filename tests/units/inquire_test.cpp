@@ -35,7 +35,7 @@ constexpr For_IO_Flags kModern = kIostat, kOld = iof_extended | iof_iostat;
 /// What the question is about.
 struct About {
   int unit = -4000;
-  std::string file, directory;
+  std::string file{}, directory{};
 };
 
 int inquire(const About& about, ItemList& items, For_IO_Flags flags) {
@@ -144,28 +144,28 @@ TAMRUN_CHILD_TEST(Inquire, WordsOfFields) {
   Temp_Dir dir;
   ASSERT_EQ(open_unit(40, on_file(dir.file("f"))), 0);
   For_Lub& lub = block_of(40);
-  struct Row {
+  const struct {
     u8 key;
     u8 For_Lub::*field;
-    std::vector<const char*> words;  ///< by value
+    const char* words;  ///< by value
+  } kRows[] = {
+      {KEY_CONVERT, &For_Lub::lub_convert, "LITTLE_ENDIAN VAXG VAXD IBM CRAY FDX FGX"},
+      {KEY_CARRIAGECONTROL, &For_Lub::lub_cc, "UNKNOWN FORTRAN LIST NONE"},
+      {KEY_DECIMAL, &For_Lub::lub_decimal, "POINT POINT COMMA"},
+      {KEY_ORGANIZATION, &For_Lub::lub_org, "UNKNOWN SEQUENTIAL RELATIVE INDEXED"},
+      {KEY_RECORDTYPE, &For_Lub::lub_rectype,
+       "UNKNOWN FIXED VARIABLE SEGMENTED VARIABLE STREAM STREAM_LF STREAM_CR STREAM_CRLF"},
+      {KEY_ROUND, &For_Lub::lub_round, "NEAREST UP DOWN ZERO NEAREST COMPATIBLE PROCESSOR_DEFINED"},
+      {KEY_SIGN, &For_Lub::lub_sign, "PROCESSOR_DEFINED PROCESSOR_DEFINED PLUS SUPPRESS"},
   };
   lub.lub_f_convert = 1;
-  const Row rows[] = {
-      {KEY_CONVERT, &For_Lub::lub_convert, {"LITTLE_ENDIAN", "VAXG", "VAXD", "IBM", "CRAY", "FDX", "FGX"}},
-      {KEY_CARRIAGECONTROL, &For_Lub::lub_cc, {"UNKNOWN", "FORTRAN", "LIST", "NONE"}},
-      {KEY_DECIMAL, &For_Lub::lub_decimal, {"POINT", "POINT", "COMMA"}},
-      {KEY_ORGANIZATION, &For_Lub::lub_org, {"UNKNOWN", "SEQUENTIAL", "RELATIVE", "INDEXED"}},
-      {KEY_RECORDTYPE,
-       &For_Lub::lub_rectype,
-       {"UNKNOWN", "FIXED", "VARIABLE", "SEGMENTED", "VARIABLE", "STREAM", "STREAM_LF", "STREAM_CR", "STREAM_CRLF"}},
-      {KEY_ROUND, &For_Lub::lub_round, {"NEAREST", "UP", "DOWN", "ZERO", "NEAREST", "COMPATIBLE", "PROCESSOR_DEFINED"}},
-      {KEY_SIGN, &For_Lub::lub_sign, {"PROCESSOR_DEFINED", "PROCESSOR_DEFINED", "PLUS", "SUPPRESS"}},
-  };
-  for (const Row& row : rows) {
+  for (const auto& row : kRows) {
     const u8 kept = lub.*row.field;
-    for (size_t i = 0; i < row.words.size(); ++i) {
-      lub.*row.field = static_cast<u8>(i);
-      EXPECT_EQ(text({40}, row.key), row.words[i]) << int{row.key};
+    std::istringstream words(row.words);
+    std::string word;
+    for (u8 value = 0; words >> word; ++value) {
+      lub.*row.field = value;
+      EXPECT_EQ(text({40}, row.key), word) << int{row.key};
     }
     lub.*row.field = kept;
   }
