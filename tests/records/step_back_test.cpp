@@ -196,6 +196,21 @@ TEST(StepBack, StreamsGoBackByByteOrByRecord) {
   }
 }
 
+/// The rest of length-byte files is the subject of the random statements.
+TEST(StepBack, FromBehindTheMarkThatEndsALengthByteFile) {
+  Connection c = layout(RECTYPE_STREAM, false, 300);
+  c.stream_kind = STREAM_MS_UNF_SEQUENTIAL;
+  for (const bool at_eof : {true, false}) {  // the end condition alone, or the mark and the record before it
+    Loose_Lub unit(memory_file_with("K\3abc\3\2de\2\x82"), c);
+    ASSERT_EQ(move_file(unit.lub(), 11), 0);
+    unit->lub_f_at_eof = at_eof;
+    ASSERT_EQ(step_back(unit.lub()), 0);
+    EXPECT_FALSE(unit->lub_f_at_eof);
+    EXPECT_EQ(position_of(unit.lub()), at_eof ? 10 : 6);
+    close(unit->lub_fd);
+  }
+}
+
 TEST(StepBack, FailureLeavesTheUnitWhereItWas) {
   const std::string five = word(5, 4, false);
   const struct {
