@@ -87,24 +87,36 @@ int put_run(For_Lub& lub, u32 type, bool converts, const Item_Run& run) {
   return 0;
 }
 
-/// True when the record is known to have so many bytes more, in the buffer or behind it.
-bool has_bytes(const For_Lub& lub, i64 bytes) {
+/// Bytes that the record is known to have more, in the buffer and behind it.
+i64 known_bytes(const For_Lub& lub) {
   const i64 behind = is_variable(lub) && !lub.lub_f_direct ? lub.lub_rec_left : 0;
-  return bytes <= lub.lub_a_rec_end - lub.lub_a_cursor + behind;
+  return lub.lub_a_rec_end - lub.lub_a_cursor + behind;
 }
 
-/// One run of values out of the record. What the record still holds is taken, value by value, before it is found too
-/// short.
+/// Converted values side by side, each as soon as it is there: a record found too short behind them leaves them so.
+int take_converted(For_Lub& lub, u32 type, Item_Run run) {
+  while (run.count > 0) {
+    const i64 some = std::clamp(known_bytes(lub) / run.elem, i64{1}, run.count), bytes = some * run.elem;
+    const u8* from = run.data;
+    if (bytes <= lub.lub_a_rec_end - lub.lub_a_cursor) {
+      from = lub.lub_a_cursor;
+      lub.lub_a_cursor += bytes;
+    } else if (int code = take_unformatted(lub, run.data, bytes)) {
+      return code;
+    }
+    convert_after_read(lub, type, run.elem, some, from, run.data);
+    run.count -= some;
+    run.data += bytes;
+  }
+  return 0;
+}
+
+/// One run of values out of the record. What the record still holds is taken before it is found too short.
 int take_run(For_Lub& lub, u32 type, bool converts, Item_Run run) {
   const bool side_by_side = run.stride == run.elem || run.count == 1;
   if (side_by_side && !converts) return take_unformatted(lub, run.data, run.elem * run.count);
   if (run.elem == 0) return 0;
-  const i64 room = (lub.lub_a_rec_end - lub.lub_a_cursor) / run.elem;
-  if (side_by_side && room < run.count && has_bytes(lub, run.elem * run.count)) {
-    if (int code = take_unformatted(lub, run.data, run.elem * run.count)) return code;
-    convert_after_read(lub, type, run.elem, run.count, run.data, run.data);
-    return 0;
-  }
+  if (side_by_side) return take_converted(lub, type, run);
   u8 converted[kScattered];
   while (run.count > 0) {
     i64 some = std::min(run.count, (lub.lub_a_rec_end - lub.lub_a_cursor) / run.elem);
@@ -114,16 +126,12 @@ int take_run(For_Lub& lub, u32 type, bool converts, Item_Run run) {
       if (converts) convert_after_read(lub, type, run.elem, 1, run.data, run.data);
     } else {
       const u8* from = lub.lub_a_cursor;
-      if (converts && side_by_side) {
-        convert_after_read(lub, type, run.elem, some, from, run.data);
-      } else {
-        if (converts) {
-          some = std::min(some, kScattered / run.elem);
-          convert_after_read(lub, type, run.elem, some, from, converted);
-          from = converted;
-        }
-        scatter(run.data, run.stride, from, run.elem, some);
+      if (converts) {
+        some = std::min(some, kScattered / run.elem);
+        convert_after_read(lub, type, run.elem, some, from, converted);
+        from = converted;
       }
+      scatter(run.data, run.stride, from, run.elem, some);
       lub.lub_a_cursor += some * run.elem;
     }
     run.count -= some;
