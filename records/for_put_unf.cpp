@@ -111,9 +111,14 @@ int end_subrecord(For_Lub& lub, const u8* tail, i64 tail_bytes, bool continues) 
   return patch_leading_word(lub, continues ? -length : length);
 }
 
+/// Until a subrecord has ended its leading word tells of more than there is: a reader takes a record torn by a failure
+/// for one that is cut short.
+void store_unended_word(const For_Lub& lub, u8* where) { store_length_word(lub, where, kMostSubrecord); }
+
 /// Begins a subrecord behind another one: its leading word is put right when it ends.
 int begin_next_subrecord(For_Lub& lub) {
-  const u8 placeholder[kLengthWord] = {};
+  u8 placeholder[kLengthWord];
+  store_unended_word(lub, placeholder);
   ++lub.lub_subrecord_index;
   const off_t here = lseek(lub.lub_fd, 0, SEEK_CUR);
   if (here < 0) {
@@ -209,9 +214,7 @@ int write_UFSEQD_record_to_file(For_Lub* lub_pointer, const u8* data, i64 length
   }
   if (lub.lub_subrecord_left < 0) {
     lub.lub_subrecord_left = subrecord_limit + kLengthWord;  // the word is the first of the bytes given
-    // Until the record has ended its word tells of more than there is: a reader takes a record torn by a failure for one
-    // that is cut short.
-    if (data == lub.lub_a_buffer && length >= kLengthWord) store_length_word(lub, lub.lub_a_buffer, kMostSubrecord);
+    if (data == lub.lub_a_buffer && length >= kLengthWord) store_unended_word(lub, lub.lub_a_buffer);
   }
   while (length > 0) {
     if (lub.lub_subrecord_left == 0) {

@@ -116,10 +116,11 @@ TEST(UnformattedFailures, AWriteThatFailsLeavesEarlierRecordsReadable) {
   const std::string record(kBytes, 'r'), part(kPart, 'x');
   struct Row {
     Layout layout;
-    i64 last;
+    i64 last, subrecord = kMostSubrecord;
   };
   for (const Row& row : {Row{Layout::variable, kBytes},
                          {Layout::variable, 100000},
+                         {Layout::variable, 100000, 1100},
                          {Layout::segmented, kBytes},
                          {Layout::segmented, 100000},
                          {Layout::fixed, kBytes},
@@ -128,6 +129,7 @@ TEST(UnformattedFailures, AWriteThatFailsLeavesEarlierRecordsReadable) {
     for (bool buffered : {false, true}) {
       SCOPED_TRACE(std::to_string(static_cast<int>(row.layout)) + ' ' + std::to_string(buffered) + ' ' +
                    std::to_string(row.last));
+      const Subrecord_Limit subrecords(row.subrecord);
       tamrun_test::Temp_Dir folder;
       const std::string name = folder.file("records");
       Connection c = layout_connection(row.layout, 8192, row.layout == Layout::fixed ? kBytes : 0);
