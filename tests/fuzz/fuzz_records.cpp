@@ -10,7 +10,7 @@
 #include "records/buffer.h"
 #include "records/for_get.h"
 #include "records/record_oracle.h"
-#include "tamrun/hooks.h"
+#include "support/guarded_buffer.h"
 
 namespace {
 
@@ -23,23 +23,17 @@ class Unit {
  public:
   Unit(const Choice& choice, const std::string& file) {
     static const int fd = memfd_create("fuzz", 0);
-    require(ftruncate(fd, 0) == 0 && pwrite(fd, file.data(), file.size(), 0) == static_cast<ssize_t>(file.size()));
-    require(lseek(fd, 0, SEEK_SET) == 0);
+    require(fill_file(fd, file));
     lub_.lub_fd = fd;
     lub_.lub_rectype = choice.type;
-    lub_.lub_buffer_size = 16 + choice.buffer;
     lub_.lub_rec_bytes = 1 + choice.fixed;
     lub_.lub_f_formatted = 1;
     lub_.lub_f_big_endian_words = choice.flags & 1;
     lub_.lub_f_seekable = 1;
-    void* block = nullptr;
-    require(for__get_vm(lub_.lub_buffer_size + sizeof kBufferGuard, 0, &block) == 0);
-    lub_.lub_a_buffer = static_cast<u8*>(block);
-    memcpy(lub_.lub_a_buffer + lub_.lub_buffer_size, kBufferGuard, sizeof kBufferGuard);
-    lub_.lub_a_cursor = lub_.lub_a_read_end = lub_.lub_a_rec_end = lub_.lub_a_buffer;
+    require(give_guarded_buffer(lub_, 16 + choice.buffer));
   }
   ~Unit() {
-    require(memcmp(lub_.lub_a_buffer + lub_.lub_buffer_size, kBufferGuard, sizeof kBufferGuard) == 0);
+    require(guard_is_whole(lub_));
     for__free_vm(lub_.lub_a_buffer);
   }
   For_Lub& lub() { return lub_; }

@@ -10,8 +10,7 @@
 #include <unistd.h>
 
 #include "fuzz/fuzz_input.h"
-#include "tamrun/hooks.h"
-#include "tamrun/lub.h"
+#include "support/guarded_buffer.h"
 #include "units/open.h"
 #include "units/unit_table.h"
 
@@ -45,11 +44,7 @@ class Kept_Unit {
     file.fi_cc_after_prompt = file_info_.fi_cc_after_prompt;
     file.fi_cc_unterminated = file_info_.fi_cc_unterminated;
     file.saved_lub = file_info_.saved_lub;
-    void* buffer = nullptr;
-    require(for__get_vm(bytes + sizeof kBufferGuard, 0, &buffer) == 0);
-    lub.lub_a_buffer = lub.lub_a_cursor = lub.lub_a_rec_end = lub.lub_a_data_start = static_cast<u8*>(buffer);
-    memcpy(lub.lub_a_buffer + bytes, kBufferGuard, sizeof kBufferGuard);
-    lub.lub_buffer_size = bytes;
+    require(give_guarded_buffer(lub, bytes));
     lub.lub_a_read_next = lub.lub_a_read_end = lub.lub_a_item_start = lub.lub_a_high_water = lub.lub_a_rec_start =
         nullptr;
     return lub;
@@ -78,9 +73,7 @@ class Kept_Unit {
     return lub;
   }
 
-  bool guard_is_whole() const {
-    return memcmp(lub_->lub_a_buffer + lub_->lub_buffer_size, kBufferGuard, sizeof kBufferGuard) == 0;
-  }
+  bool guard_is_whole() const { return ::guard_is_whole(*lub_); }
 
  private:
   const int file_;

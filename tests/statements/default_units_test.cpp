@@ -115,18 +115,6 @@ TEST(WriteDefault, EveryAllocationOfAConnectionThatFails) {
   EXPECT_EQ(read_file(dir.file("fort.47")), " again\n");
 }
 
-TEST(WriteDefault, FullDeviceOnStandardOutput) {
-  const auto child = run_child([] {
-    for_rtl_init_(nullptr, nullptr);
-    dup2(open("/dev/full", O_WRONLY), STDOUT_FILENO);
-    EXPECT_EQ(print(UNIT_PRINT, "lost"), MSG_WRITE_ERROR);
-    print(UNIT_PRINT, "lost", iof_f90_rtl);
-  });
-  EXPECT_EQ(child.status, MSG_WRITE_ERROR);
-  EXPECT_NE(child.err.find("No space left on device"), std::string::npos);
-  EXPECT_NE(child.err.find("severe (38): error during write, unit -1"), std::string::npos) << child.err;
-}
-
 TAMRUN_CHILD_TEST(Flush, HeldRecordsReachTheFile) {
   Temp_Dir dir;
   ASSERT_EQ(chdir(dir.path().c_str()), 0);

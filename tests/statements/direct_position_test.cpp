@@ -42,38 +42,29 @@ class Random_Direct_Unit {
   void step() {
     const i64 anywhere = 1 + static_cast<i64>(random_() % kRecords);
     const i64 near = random_() % 4 != 0 ? next_ : random_() % 2 == 0 ? std::max<i64>(next_ - 1, 1) : anywhere;
-    switch (random_() % 20) {
-      case 0:
-      case 1:
-      case 2:
-      case 3:
+    switch ("wwwwrrrsssqqbbBfdReE"[random_() % 20]) {
+      case 'w':
         return write(near);
-      case 4:
-      case 5:
-      case 6:
+      case 'r':
         return read(near);
-      case 7:
-      case 8:
-      case 9:
+      case 's':
         return read(0);
-      case 10:
-      case 11:
+      case 'q':
         return write(0);
-      case 12:
-      case 13:
-        return backspace();
-      case 14:
+      case 'B':
         return random_() % 4 == 0 ? rewind() : backspace();
-      case 15:
+      case 'b':
+        return backspace();
+      case 'f':
         return flush_or_ask();
-      case 16:
+      case 'd':
         return find(near);
-      case 17:
+      case 'R':
         return rewrite();
-      case 18:
-        return inquire();
-      default:
+      case 'E':
         return random_() % 4 == 0 ? end_or_reopen() : inquire();
+      default:
+        return inquire();
     }
   }
 

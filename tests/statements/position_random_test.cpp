@@ -62,28 +62,20 @@ class Random_Unit {
 
   void step() {
     if (model_.write_open && random_() % 4 == 0) return flush();
-    switch (random_() % 16) {
-      case 0:
-      case 1:
-      case 2:
+    switch ("wwwWrrrrRbbbbBei"[random_() % 16]) {
+      case 'w':
         return write(false);
-      case 3:
+      case 'W':
         return write(layout_.formatted);
-      case 4:
-      case 5:
-      case 6:
-      case 7:
+      case 'r':
         return read(false);
-      case 8:
+      case 'R':
         return read(layout_.formatted);
-      case 9:
-      case 10:
-      case 11:
-      case 12:
+      case 'b':
         return backspace();
-      case 13:
+      case 'B':
         return random_() % 4 == 0 ? rewind() : backspace();
-      case 14:
+      case 'e':
         return random_() % 8 == 0 ? endfile() : random_() % 2 == 0 ? flush() : ask_end();
       default:
         return random_() % 16 == 0 ? reopen() : inquire();

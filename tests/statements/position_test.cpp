@@ -34,51 +34,51 @@ int run(Statement statement, int unit, For_IO_Flags flags = kIostat) {
   return result;
 }
 
-/// The next record, or the result of a failure.
-std::string get(Memory_Unit& unit) {
-  const std::string told = unit.get("(a5)", "c");
-  return told[0] == '[' ? told : told.substr(0, told.find(':'));
-}
+/// A file and what letters do to it: r READ, w WRITE of "more", b BACKSPACE, R REWIND, e ENDFILE, ? the function EOF.
+struct Script {
+  Connection connection;
+  const char* file;
+  const char* steps;
+  const char* told;  ///< of each READ the record, END at its end, of EOF its value
+  const char* left;  ///< of the file
+};
 
-TEST(Position, BackspaceCountsTheEndOfTheFileAsARecord) {
-  Memory_Unit unit({}, "one\ntwo\n");
-  const auto back = [&](int times = 1) {
-    while (times-- > 0) EXPECT_EQ(run(for_backspace, unit.number()), 0);
+TEST(Position, Scripts) {
+  const Script scripts[] = {
+      // The end of the file that a READ has met counts as a record, but not in compatible programs.
+      {{}, "one\ntwo\n", "brrrbrbbrbbbr", "one two END END two one ", "one\ntwo\n"},
+      {{.compat = true}, "one\nlast\n", "rrrbr", "one last END last ", "one\nlast\n"},
+      // ENDFILE cuts the file, and what goes back over its end and writes appends.
+      {{}, "one\ntwo\nthree\n", "rebw", "one ", "one\nmore\n"},
+      {{}, "one\n", "rrbw", "one END ", "one\nmore\n"},
+      {{}, "one\ntwo\n", "?r?r?r?", "0 one 0 two -1 END -1 ", "one\ntwo\n"},
   };
-  back();
-  EXPECT_EQ(get(unit), "[one  ]");
-  EXPECT_EQ(get(unit), "[two  ]");
-  EXPECT_EQ(get(unit), "-1");
-  EXPECT_TRUE(unit.lub().lub_f_at_eof);
-  back();
-  EXPECT_EQ(get(unit), "-1");
-  back(2);
-  EXPECT_EQ(get(unit), "[two  ]");
-  back(3);
-  EXPECT_EQ(get(unit), "[one  ]");
-  Memory_Unit other({.compat = true}, "one\nlast\n", 41);
-  while (get(other) != "-1") continue;
-  EXPECT_EQ(run(for_backspace, 41), 0);
-  EXPECT_EQ(get(other), "[last ]");
-}
-
-TEST(Position, EndfileCutsAndTheNextWriteAppends) {
-  Memory_Unit unit({}, "one\ntwo\nthree\n");
-  EXPECT_EQ(get(unit), "[one  ]");
-  EXPECT_EQ(run(for_endfile, 40), 0);
-  EXPECT_EQ(contents(unit.fd()), "one\n");
-  EXPECT_TRUE(unit.lub().lub_f_at_eof && unit.lub().lub_f_after_endfile);
-  EXPECT_EQ(run(for_backspace, 40), 0);
-  EXPECT_EQ(contents(unit.fd()), "one\n");
-  EXPECT_EQ(unit.write("(a)", ItemList().text("more")), 0);
-  EXPECT_EQ(unit.text(), "one\nmore\n");
-  EXPECT_FALSE(unit.lub().lub_f_after_endfile);
-  // The idiom of appending: read to the end, go back over the end, write.
-  EXPECT_EQ(run(for_rewind, 40), 0);
-  while (get(unit) != "-1") continue;
-  EXPECT_EQ(run(for_backspace, 40), 0);
-  EXPECT_EQ(unit.write("(a)", ItemList().text("end")), 0);
-  EXPECT_EQ(unit.text(), "one\nmore\nend\n");
+  for (const Script& script : scripts) {
+    SCOPED_TRACE(script.steps);
+    Memory_Unit unit(script.connection, script.file);
+    std::string told;
+    for (const char* step = script.steps; *step != '\0'; ++step) {
+      if (*step == 'r') {
+        char text[5];
+        const int code = unit.read("(a5)", ItemList().scalar(ITM_CHARACTER, text, sizeof text));
+        const std::string record(text, sizeof text);
+        told += (code == FOR_IOS_END ? "END" : record.substr(0, record.find_last_not_of(' ') + 1)) + " ";
+      } else if (*step == 'w') {
+        EXPECT_EQ(unit.write("(a)", ItemList().text("more")), 0);
+      } else if (*step == '?') {
+        told += std::to_string(run(for_eof, 40)) + " ";
+      } else {
+        EXPECT_EQ(run(*step == 'b' ? for_backspace : *step == 'R' ? for_rewind : for_endfile, 40), 0);
+      }
+    }
+    EXPECT_EQ(told, script.told);
+    EXPECT_EQ(unit.text(), script.left);
+  }
+  Memory_Unit unit({}, "one\n");
+  unit.lub().lub_f_true_is_one = 1;
+  unit.lub().lub_f_at_eof = 1;
+  EXPECT_EQ(run(for_eof, 40), 1);
+  EXPECT_EQ(run(for_eof, 444), MSG_UNKNOWN_UNIT_NUMBER);
 }
 
 TEST(Position, EndfileAtTheStartCutsTheFileMarkToo) {
@@ -138,22 +138,18 @@ TEST(Position, RewindEndsAppending) {
 
 TEST(Position, OldProgramsEndFilesWithARecord) {
   struct Row {
-    const char *recordtype, *form, *cc;
+    const char* form;
     std::string mark;
   };
-  for (const Row& row : {Row{"STREAM_LF", "FORMATTED", "LIST", "\x1a\n"},
-                         {"STREAM_CR", "FORMATTED", "NONE", "\x1a\r"},
-                         {"STREAM_CRLF", "FORMATTED", "NONE", "\x1a\r\n"},
-                         {"SEGMENTED", "UNFORMATTED", nullptr, std::string("\1\0\x1a\0", 4)}}) {
-    SCOPED_TRACE(row.recordtype);
+  for (const Row& row : {Row{"FORM=FORMATTED RECORDTYPE=STREAM_LF CARRIAGECONTROL=LIST", "\x1a\n"},
+                         {"FORM=FORMATTED RECORDTYPE=STREAM_CR CARRIAGECONTROL=NONE", "\x1a\r"},
+                         {"FORM=FORMATTED RECORDTYPE=STREAM_CRLF CARRIAGECONTROL=NONE", "\x1a\r\n"},
+                         {"FORM=UNFORMATTED RECORDTYPE=SEGMENTED", std::string("\1\0\x1a\0", 4)}}) {
+    SCOPED_TRACE(row.form);
     Temp_Dir dir;
     const std::string file = dir.file("old");
     const For_IO_Flags flags = iof_extended | iof_iostat | iof_legacy_defaults;
-    KeyList keys;
-    keys.file(file).status("NEW").form(row.form).text(KEY_RECORDTYPE, row.recordtype);
-    if (row.cc != nullptr) keys.text(KEY_CARRIAGECONTROL, row.cc);
-    keys.number(KEY_RECL, 64);
-    ASSERT_EQ(open_unit(40, keys.end(), flags), 0);
+    ASSERT_EQ(open_unit(40, specifiers("RECL=64 STATUS=NEW FILE=" + file + ' ' + row.form).end(), flags), 0);
     EXPECT_EQ(run(for_eof, 40, flags), -1);
     EXPECT_EQ(run(for_endfile, 40, flags), 0);
     EXPECT_FALSE(block_of(40).lub_f_at_eof || block_of(40).lub_f_after_endfile);
@@ -165,20 +161,6 @@ TEST(Position, OldProgramsEndFilesWithARecord) {
     EXPECT_EQ(run(for_eof, 40, flags), 0);
     EXPECT_EQ(close_unit(40), 0);
   }
-}
-
-TEST(Position, EofDoesNotMoveTheUnit) {
-  Memory_Unit unit({}, "one\ntwo\n");
-  EXPECT_EQ(run(for_eof, 40), 0);
-  EXPECT_EQ(get(unit), "[one  ]");
-  EXPECT_EQ(run(for_eof, 40), 0);
-  unit.lub().lub_f_true_is_one = 1;
-  EXPECT_EQ(get(unit), "[two  ]");
-  EXPECT_EQ(run(for_eof, 40), 1);
-  EXPECT_EQ(get(unit), "-1");
-  EXPECT_EQ(run(for_eof, 40), 1);
-  EXPECT_TRUE(unit.lub().lub_f_at_eof);
-  EXPECT_EQ(run(for_eof, 444), MSG_UNKNOWN_UNIT_NUMBER);
 }
 
 TAMRUN_CHILD_TEST(Position, TerminalsAndPipesAreLeftAlone) {
@@ -296,9 +278,8 @@ TEST(Position, FindAndDeleteWorkOnRecordsByNumber) {
   const std::string file = dir.file("direct");
   write_file(file, std::string("aaaabbbbccccdddd"));
   i16 next = -1;
-  KeyList keys;
-  keys.file(file).status("OLD").access("DIRECT").form("UNFORMATTED").number(KEY_RECL, 1).number(KEY_MAXREC, 3);
-  keys.text(KEY_ORGANIZATION, "RELATIVE").variable(KEY_ASSOCIATEVARIABLE, ITM_INTEGER2, &next);
+  KeyList keys = specifiers("STATUS=OLD ACCESS=DIRECT FORM=UNFORMATTED RECL=1 MAXREC=3 ORGANIZATION=RELATIVE");
+  keys.file(file).variable(KEY_ASSOCIATEVARIABLE, ITM_INTEGER2, &next);
   ASSERT_EQ(open_unit(40, keys.end()), 0);
   For_Lub& lub = block_of(40);
   const auto find = [](u64 record) {
@@ -369,7 +350,7 @@ TAMRUN_CHILD_TEST(Position, DefineFileGivesAUnitItsAttributes) {
 TEST(Position, FailuresOfTheSystemAreToldWithTheirCause) {
   const Child_Result child = run_child([] {
     Memory_Unit unit({.buffered = true}, "one\ntwo\nthree\n");
-    while (get(unit) != "-1") continue;
+    while (unit.get("(a5)", "c")[0] == '[') continue;
     EXPECT_EQ(run(for_backspace, 40), 0);
     EXPECT_EQ(for__flush_readahead(&unit.lub(), 0), 0);
     const int unreadable = open(("/proc/self/fd/" + std::to_string(unit.fd())).c_str(), O_WRONLY);

@@ -5,18 +5,15 @@
 #ifndef TAMRUN_TESTS_STATEMENTS_UNFORMATTED_ORACLE_H
 #define TAMRUN_TESTS_STATEMENTS_UNFORMATTED_ORACLE_H
 
-#include <string.h>
 #include <sys/mman.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <memory>
 #include <string>
 
 #include "statements/for_rseq.h"
-#include "tamrun/hooks.h"
+#include "support/guarded_buffer.h"
 #include "tamrun/item_list.h"
-#include "tamrun/lub.h"
 #include "tamrun/messages.h"
 #include "units/unit_table.h"
 
@@ -151,8 +148,7 @@ class Unf_Reads {
   /// Connects the unit for the file: the LUB stays in its table.
   const char* connect() {
     static const int fd = memfd_create("reads", 0);
-    if (ftruncate(fd, 0) != 0 || pwrite(fd, file_.data(), file_.size(), 0) < 0 || lseek(fd, 0, SEEK_SET) != 0)
-      return "no file";
+    if (!fill_file(fd, file_)) return "no file";
     constexpr u8 kTypes[] = {RECTYPE_VARIABLE, RECTYPE_SEGMENTED, RECTYPE_STREAM, RECTYPE_FIXED, RECTYPE_STREAM};
     if (for__acquire_lun(kUnit, &lub_, nullptr, STMT_OPEN) != 0) return "the unit is held";
     For_Lub& lub = *lub_;
@@ -173,12 +169,7 @@ class Unf_Reads {
     lub.lub_f_at_eof = lub.lub_f_read_ahead = 0;
     lub.lub_file_pos = lub.lub_disk_pos = lub.lub_rec_buffered = lub.lub_read_ahead = 0;
     lub.lub_a_read_next = lub.lub_a_rec_start = nullptr;
-    lub.lub_buffer_size = kLeastBuffer + choice_.buffer;
-    void* block = nullptr;
-    if (for__get_vm(lub.lub_buffer_size + sizeof kBufferGuard, 0, &block) != 0) return "no memory";
-    lub.lub_a_buffer = static_cast<u8*>(block);
-    memcpy(lub.lub_a_buffer + lub.lub_buffer_size, kBufferGuard, sizeof kBufferGuard);
-    lub.lub_a_cursor = lub.lub_a_read_end = lub.lub_a_rec_end = lub.lub_a_buffer;
+    if (!give_guarded_buffer(lub, kLeastBuffer + choice_.buffer)) return "no memory";
     return for__release_lun(kUnit) == 0 ? nullptr : "not released";
   }
 
@@ -224,8 +215,7 @@ class Unf_Reads {
     const char* wrong = read_all();
     if (lub_->lub_buffer_size > kLeastBuffer + choice_.buffer + 2 * static_cast<i64>(file_.size()))
       wrong = "buffer too large";
-    if (memcmp(lub_->lub_a_buffer + lub_->lub_buffer_size, kBufferGuard, sizeof kBufferGuard) != 0)
-      wrong = "written behind the buffer";
+    if (!guard_is_whole(*lub_)) wrong = "written behind the buffer";
     for__free_vm(lub_->lub_a_buffer);
     lub_->lub_a_buffer = nullptr;
     return wrong;

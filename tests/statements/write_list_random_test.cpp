@@ -7,6 +7,7 @@
 #include <set>
 
 #include "memory_unit.h"
+#include "support/guarded_buffer.h"
 #include "tamrun/messages.h"
 
 namespace {
@@ -114,7 +115,7 @@ TEST(WriteListRandom, EndsAndStaysInItsBuffer) {
         ASSERT_TRUE(known.count(code)) << code;
       }
       ASSERT_EQ(unit.context().ctx_lub, nullptr);
-      ASSERT_EQ(memcmp(unit.lub().lub_a_buffer + unit.lub().lub_buffer_size, kBufferGuard, sizeof kBufferGuard), 0);
+      ASSERT_TRUE(guard_is_whole(unit.lub()));
     }
   }
   EXPECT_GE(seen.size(), 4u);

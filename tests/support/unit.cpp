@@ -14,6 +14,7 @@
 #include <gtest/gtest.h>
 
 #include "core/heap.h"
+#include "support/guarded_buffer.h"
 #include "tamrun/fmt_isb.h"
 #include "tamrun/messages.h"
 #include "units/file_info_table.h"
@@ -80,10 +81,8 @@ void fill_connection(For_Lub& lub, int fd, const Connection& c, const std::strin
   lub.lub_f_pad = c.f90_rtl;
   lub.lub_f_seekable = lseek(fd, 0, SEEK_CUR) >= 0;
 
-  lub.lub_buffer_size = c.buffer_size;
-  lub.lub_a_buffer = static_cast<u8*>(heap_block(c.buffer_size + sizeof kBufferGuard));
-  memcpy(lub.lub_a_buffer + c.buffer_size, kBufferGuard, sizeof kBufferGuard);
-  lub.lub_a_cursor = lub.lub_a_read_end = lub.lub_a_buffer;
+  EXPECT_TRUE(give_guarded_buffer(lub, c.buffer_size));
+  memset(lub.lub_a_buffer, 0, c.buffer_size);
   lub.lub_a_rec_end = lub.lub_a_buffer + lub.lub_rec_bytes;
 
   lub.lub_a_file_name = static_cast<char*>(heap_block(static_cast<i64>(name.size()) + 1));
@@ -98,8 +97,7 @@ void fill_connection(For_Lub& lub, int fd, const Connection& c, const std::strin
 
 /// Takes what fill_connection has made.
 void free_connection_of(For_Lub& lub) {
-  EXPECT_EQ(memcmp(lub.lub_a_buffer + lub.lub_buffer_size, kBufferGuard, sizeof kBufferGuard), 0)
-      << "the guard behind the record buffer is gone";
+  EXPECT_TRUE(guard_is_whole(lub)) << "the guard behind the record buffer is gone";
   for__free_vm(lub.lub_a_buffer);
   for__free_vm(lub.lub_a_file_name);
   for__free_vm(lub.lub_a_fmt_isb);
