@@ -91,14 +91,18 @@ TEST(DerivedFmt, Input) {
   const Routine r([](For_Lub& lub, const For_Value_Info& val, bool writing) {
     EXPECT_FALSE(writing);
     *val.val_data = *lub.lub_a_cursor++;
+    lub.lub_f_size_given = 0;  // as a child statement leaves it
     return 0;
   });
   char objects[3] = "??";
   Variables v("iii");
-  ItemList items = v.items(0, 1);
+  i32 size = -1;
+  ItemList items = ItemList().pointer(ITM_INTEGER4, &size);
+  v.add_to(items, 0, 1);
   for (int i : {0, 1}) object_end(items.pointer(66, &objects[i]).pointer(ITM_INTEGER4, &objects));
   v.add_to(items, 2, 3);
-  EXPECT_EQ(Memory_Unit({}, "1ab2\n").read("(I1,2DT,I1)", items), 0);
+  EXPECT_EQ(Memory_Unit({}, "1ab2\n").read("(I1,2DT,I1)", items, kIostat | iof_size_given), 0);
+  EXPECT_EQ(size, 2) << "what the routine takes is for its own statements to count";
   EXPECT_EQ(v.text(), "1 -99 2");
   EXPECT_STREQ(objects, "ab");
 }

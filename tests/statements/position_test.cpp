@@ -49,7 +49,7 @@ TEST(Position, Scripts) {
       {{}, "one\ntwo\n", "brrrbrbbrbbbr", "one two END END two one ", "one\ntwo\n"},
       {{.compat = true}, "one\nlast\n", "rrrbr", "one last END last ", "one\nlast\n"},
       // ENDFILE cuts the file, and what goes back over its end and writes appends.
-      {{}, "one\ntwo\nthree\n", "rebw", "one ", "one\nmore\n"},
+      {{}, "one\ntwo\nthree\n", "rebwRrrr", "one one more END ", "one\nmore\n"},
       {{}, "one\n", "rrbw", "one END ", "one\nmore\n"},
       {{}, "one\ntwo\n", "?r?r?r?", "0 one 0 two -1 END -1 ", "one\ntwo\n"},
   };

@@ -115,6 +115,7 @@ const Cell kCells[] = {
     {"second field", kNonAdvancing, 0, "abcdef\nghij\n", "(2A4)", "cc", "-2: [abcd ] [ef   ]", 6, "[ghij ]"},
     {"no EOR", kNonAdvancing, 0, "abcdefgh\n", "(A4)", "c", "[abcd ]", 4, "[efgh ]"},
     {"a separator is counted", kNonAdvancing, 0, "12,3\n", "(I4)", "i", "12", 3, "[3    ]"},
+    {"numbers are counted", kNonAdvancing, 0, "1234567\n", "(2I3)", "ii", "123 456", 6, "[7    ]"},
     {"f77rtl takes what is there", kF77, 0, "ab\ncdef\n", "(A4)", "c", "[ab   ]", 2, "[cdef ]"},
     {"f77rtl without PAD too", kF77 | kNoPad, 0, "ab\ncdef\n", "(A4)", "c", "[ab   ]", 2, "[cdef ]"},
     {"f77rtl non-advancing", kF77 | kNonAdvancing, 0, "ab\ncdef\n", "(A4)", "c", "-2: [ab   ]", 2, "[cdef ]"},

@@ -95,6 +95,7 @@ const Row kValues[] = {
     {"('a',*(I2,:,','))", six(3), "a 1,-2, 3\n"},
     // Sections, complex values, text arrays.
     {"(3I3)", ItemList().section(ITM_INTEGER4, kSix, {{1, 3, 8}}), "  1  3  5\n"},
+    {"(I2,I3)", ItemList().section(ITM_INTEGER4, kSix, {{1, 2, 4}, {1, 2, 12}}), " 1 -2\n-4  5\n"},
     {"(2F5.1)", ItemList().array(ITM_COMPLEX8, kPairs, 16), "  1.0  2.0\n  3.0  4.0\n"},
     {"(F5.1,ES9.1)", ItemList().complex16(1, 20), "  1.0  2.0E+01\n"},
     {"(3(A4,'|'))", words(9, 3), " one| two| six|\n"},
