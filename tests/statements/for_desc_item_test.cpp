@@ -88,6 +88,7 @@ TEST(ItemDecoding, MalformedItemsAreRefused) {
       {"rank 32", ITM_INTEGER4, ACC_SECTION, {32, kTarget}},
       {"rank 1 << 40", ITM_INTEGER4, ACC_SECTION, {1ll << 40, kTarget}},
       {"extent overflows", ITM_INTEGER4, ACC_SECTION, {1, kTarget, -kHuge * 2, kHuge, 4}},
+      {"extent is one too many", ITM_INTEGER4, ACC_SECTION, {1, kTarget, 0, INT64_MAX, 4}},
       {"product overflows", ITM_INTEGER4, ACC_SECTION, {2, kTarget, 1, kHuge, 4, 1, 4, 4}},
       {"element shorter than the type", ITM_INTEGER4, ACC_ARRAY_ELEM, {40, kTarget, 2}},
       {"element 0 of a number", ITM_REAL8, ACC_SECTION_ELEM, {1, kTarget, 0, 1, 2, 8}},
