@@ -242,6 +242,7 @@ const Sequence_Row kSequences[] = {
      "abc  xy\n"},
     {"blanks at the end of a part stay", {}, {{"(A,2X)", "a", "NO"}, {"(A)", "b"}}, "a  b\n"},
     {"a slash ends a record of an open statement", {}, {{"(A/'x')", "a", "NO"}, {"(A)", "b"}}, "a\nxb\n"},
+    {"and a console line", {.stream_kind = STREAM_CONSOLE_OUT}, {{"(A/'x')", "a", "NO"}, {"(A)", "b"}}, "a\nxb\n"},
     {"no terminator on an open console line",
      {.stream_kind = STREAM_CONSOLE_OUT},
      {{"(A)", "ab", "NO"}, {"(A)", "cd"}},
