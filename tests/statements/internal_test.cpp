@@ -79,6 +79,7 @@ ItemList& twelve(ItemList& l) { return l.int4(12); }
 ItemList& number_text(ItemList& l) { return l.int4(7).text("abc"); }
 ItemList& abcd(ItemList& l) { return l.text("abcd"); }
 ItemList& pair(ItemList& l) { return l.complex8(1, -2); }
+ItemList& long_pair(ItemList& l) { return l.complex8(1, -1e-10f); }
 ItemList& real(ItemList& l) { return l.real8(1.5); }
 
 TEST(InternalFiles, Write) {
@@ -114,6 +115,7 @@ TEST(InternalFiles, Write) {
       {nullptr, 20, 20, pair, MSG_RECORD_OVERFLOW, std::string(20, ' ')},
       {nullptr, 12, 24, pair, 0, " (1.000000,  -2.000000)x"},
       {nullptr, 11, 22, pair, 0, " (1.000000, -2.000000)"},
+      {nullptr, 15, 30, long_pair, 0, " (1.000000,    -1.0000000E-10)"},
       {nullptr, 10, 20, pair, MSG_RECORD_OVERFLOW, "          xxxxxxxxxx"},
       // Formatted: each record is blanked as it is begun.
       {"(I5)", 4, 4, one, MSG_RECORD_OVERFLOW, "    "},
