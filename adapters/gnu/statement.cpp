@@ -306,11 +306,13 @@ void begin_in_place(Statement* statement) {
 }
 
 void end_statement(Statement* statement) {
+  if (!statement->over) send(statement, ITM_END_STATEMENT);
+  t_innermost = statement->outer;
+}
+
+void end_in_place(Statement* statement) {
   static constexpr u8 kNoItem[] = {ITM_END_STATEMENT, 0};
-  if (statement->values_in_place)
-    (void)store_result(statement->block->common, further_unformatted(statement, kNoItem, nullptr));
-  else if (!statement->over)
-    send(statement, ITM_END_STATEMENT);
+  (void)store_result(statement->block->common, further_unformatted(statement, kNoItem, nullptr));
   t_innermost = statement->outer;
 }
 

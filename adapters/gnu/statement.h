@@ -87,6 +87,8 @@ inline void start_statement(Statement* statement, Gfc_Dt* block, Verb verb, Cons
 /// The caller holds the console, if the unit is one, and gives it back behind end_statement.
 void begin_statement(Gfc_Dt* block, Verb verb, Console* console);
 void end_statement(Statement* statement);
+/// end_statement of a file's statement while its `values_in_place`.
+void end_in_place(Statement* statement);
 
 /// Specifiers whose text may be a temporary that goes when the first call of the statement returns.
 inline constexpr u32 kTemporaryTexts =

@@ -106,7 +106,7 @@ void begin_any_transfer(Gfc_Dt* block, Verb verb, Peer_Call peer_call) {
 void end_transfer(Gfc_Dt* block, Peer_Call peer_call) {
   if (Statement* statement = statement_of(block)) {
     Console* console = statement->console;
-    if (console == nullptr) return end_statement(statement);
+    if (console == nullptr) return statement->values_in_place ? end_in_place(statement) : end_statement(statement);
     end_statement(statement);
     console->leave_ours();
     return console->unlock();
