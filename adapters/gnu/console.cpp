@@ -96,7 +96,7 @@ void Console::enter_ours() {
 void Console::enter_peers() {
   flush_ours();
   release_output_before(*this);
-  peer_bytes = true;
+  peer_bytes = peer_seen = true;
   ++peer_depth;
 }
 

@@ -18,6 +18,7 @@ struct Console {
   int peer_depth = 0;       ///< statements of the holder that the peer serves
   bool our_bytes = false;   ///< the library may hold bytes back, or has read
   bool peer_bytes = false;  ///< the peer may hold bytes back
+  bool peer_seen = false;   ///< the peer has had a statement on it
   bool peer_owned = false;  ///< the peer has the unit for good
 
   void lock() { pthread_mutex_lock(&mutex); }

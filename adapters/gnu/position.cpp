@@ -30,10 +30,39 @@ void position_ours(Gfc_Common& block, Positioning statement) {
   (void)store_result(block, statement(&context, block.unit, flags, control.list(), control.args()));
 }
 
-/// Served by the unit's owner. A console is the peer's from then on.
+/// The library knows where it stands on a console as long as the peer has had no statement there: false, with nothing
+/// done, if it has.
+bool position_console(Console& console, Gfc_Common& block, Positioning statement) {
+  console.lock();
+  const bool ours = !console.peer_owned && !console.peer_seen;
+  if (ours) {
+    console.enter_ours();
+    position_ours(block, statement);
+    console.leave_ours();
+  }
+  console.unlock();
+  return ours;
+}
+
+/// Ends the file of a console that both sides have written to: each knows of its own bytes, the descriptor of all. False,
+/// with nothing done, for another.
+bool end_shared_file(Console& console) {
+  if (console.unit == UNIT_STDIN || console.peer_owned || !console.peer_seen) return false;
+  console.lock();
+  console.flush_ours();
+  console.flush_peers();
+  console.unlock();
+  const int fd = console.unit == UNIT_STDERR ? STDERR_FILENO : STDOUT_FILENO;
+  const off_t here = lseek(fd, 0, SEEK_CUR);
+  return here < 0 || ftruncate(fd, here) == 0;  // what cannot seek has no end to set
+}
+
+/// Served by the unit's owner. A console that both sides have used is the peer's from then on.
 void position(Gfc_Common* block, Positioning ours, void (*peer_call)(Gfc_Common*)) {
   start_library();
   if (owner_of(block->unit) == Owner::ours) return position_ours(*block, ours);
+  Console* console = console_of(block->unit);
+  if (console != nullptr && position_console(*console, *block, ours)) return;
   give_to_peer(block->unit);
   peer_call(block);
 }
@@ -92,7 +121,9 @@ TAMRUN_ENTRY void _gfortran_st_backspace(Gfc_Common* block) { position(block, fo
 
 TAMRUN_ENTRY void _gfortran_st_endfile(Gfc_Common* block) {
   // The peer connects a unit that is not.
-  if (serves_files() && block->unit >= 0 && console_of(block->unit) == nullptr) (void)claim(block->unit, Owner::peers);
+  Console* console = console_of(block->unit);
+  if (console != nullptr && end_shared_file(*console)) return;
+  if (serves_files() && block->unit >= 0 && console == nullptr) (void)claim(block->unit, Owner::peers);
   position(block, for_endfile, peer().st_endfile);
 }
 
