@@ -16,6 +16,7 @@ program strings
     print '(15a)', '[', trim(a), '][', adjustl(a), '][', adjustr(a), '][', a//b//'x', '][', max(a, b), '][', &
       min(b, a, 'ab'), '][', max(a, a//' '), ']'
   end do
+  deallocate (a, b)
   print '(i0)', len(min(none, none))
   wide = 4_'a'//4_'bc '
   print '(2i3)', len_trim(wide), index(wide, 4_'b')
