@@ -35,6 +35,7 @@ program in_place
   print '(i0,a)', size(wanted), ' bytes'
   call too_long
   close (v, status='delete')
+  deallocate (wanted)
 
 contains
 
