@@ -138,10 +138,6 @@ int evaporate(For_Lub* lub, int unit) {
   return status;
 }
 
-}  // namespace
-
-namespace {
-
 /// for__acquire_lun of a unit that cannot be had at once.
 [[gnu::noinline]] int acquire_lun(int unit, For_Lub** out, For_Context* ctx, int statement) {
   if (threaded_mode() && is_data_transfer(statement)) {
