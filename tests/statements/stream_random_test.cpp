@@ -38,6 +38,7 @@ class Random_Stream {
 
   void step() {
     const unsigned what = random_() % 16;
+    if (what < 5 || what == 13 || what == 15) half_read_ = false;
     if (what < 5) return write();
     if (what < 12) return read(formatted_ && what < 7);
     if (what < 14) return formatted_ && what == 13 ? backspace() : inquire();
@@ -119,11 +120,15 @@ class Random_Stream {
   }
   /// `open`: without going on behind the line.
   void read(bool open) {
-    std::string text = some_text();
-    const size_t wanted = text.size();
+    std::string text = some_text() + '?';  // what a READ of nothing tells at the end depends on those before it
+    const size_t wanted = text.size(), before = at_;
+    const bool half_read = half_read_;
+    half_read_ = false;
     const int code = transfer(false, open, text, "(A" + std::to_string(wanted) + ")");
     const size_t end = formatted_ ? std::min(file_.find('\n', at_), file_.size()) : file_.size();
-    const bool ended = formatted_ ? at_ >= file_.size() : at_ + wanted > file_.size();
+    // A last line without an end that was read to its last character goes on, with nothing.
+    const bool goes_on = half_read && at_ == before && at_ == file_.size();
+    const bool ended = formatted_ ? at_ >= file_.size() && !goes_on : at_ + wanted > file_.size();
     const bool short_line = open && !ended && end - at_ < wanted;
     ASSERT_EQ(code, ended ? int{FOR_IOS_END} : short_line ? int{FOR_IOS_EOR} : 0) << at_;
     known_ = code == 0;
@@ -131,6 +136,7 @@ class Random_Stream {
     std::string expected = file_.substr(at_, std::min(end - at_, wanted));
     expected.resize(wanted, ' ');
     ASSERT_EQ(text, expected) << "at " << at_;
+    half_read_ = open;
     at_ = open || !formatted_ ? at_ + wanted : std::min(end + 1, file_.size());
   }
   /// From the start of a line to that of the line before, unless that is too long for the buffer. ENDFILE leaves an end
@@ -166,8 +172,9 @@ class Random_Stream {
   std::string file_;
   size_t at_ = 0;
   bool ended_ = false;
-  bool known_ = true;    ///< a statement that fails leaves the position to the next POS=
-  bool counted_ = true;  ///< no POS= since the start of the file
+  bool half_read_ = false;  ///< the last READ has left its line open
+  bool known_ = true;       ///< a statement that fails leaves the position to the next POS=
+  bool counted_ = true;     ///< no POS= since the start of the file
   ControlList control_;
 };
 
