@@ -34,7 +34,7 @@ struct Statement {
   bool numeric_text;     ///< the last item was a number passed as text: a character item needs a blank before it
   bool plus;             ///< SIGN='PLUS' on the statement, for numbers that go as text
   bool delimited;        ///< DELIM= other than 'NONE' on the statement
-  bool begins_in_place;  ///< unformatted with no more than REC=: the record may begin in front of the first value
+  bool begins_in_place;  ///< unformatted with no more than REC=, no item yet: the record may begin in front of a value
   bool values_in_place;  ///< unformatted: `context` has the unit, whose record in the buffer has values as they are
   bool takes_values;     ///< a WRITE that has not failed, and whose values wait for company
   u8 items;
@@ -199,7 +199,7 @@ inline bool move_in_place(Statement* statement, void* value, i64 bytes) {
   return true;
 }
 
-/// Begins the record of a statement that `begins_in_place` and has no item yet.
+/// Begins the record of a statement that `begins_in_place`.
 void begin_in_place(Statement* statement);
 
 /// An item by reference with its argument words. False: the statement is over.

@@ -168,7 +168,7 @@ template <Gfc_Type Type>
 [[gnu::noinline]] static void transfer_other(Gfc_Dt* block, void* value, int kind, Gfc_Type type,
                                              void (*Peer::*peer_call)(Gfc_Dt*, void*, int)) {
   if (Statement* statement = statement_of(block)) {
-    if (statement->begins_in_place && statement->items == 0) begin_in_place(statement);
+    if (statement->begins_in_place) begin_in_place(statement);
     return transfer_scalar(statement, type, kind, value);
   }
   (peer().*peer_call)(block, value, kind);
@@ -195,13 +195,13 @@ TAMGNU_SCALAR_TRANSFER(transfer_complex_write, GFC_COMPLEX)
 TAMGNU_SCALAR_TRANSFER(transfer_complex128, GFC_COMPLEX)
 TAMGNU_SCALAR_TRANSFER(transfer_complex128_write, GFC_COMPLEX)
 
-#define TAMGNU_TEXT_TRANSFER(name)                                                      \
-  TAMRUN_ENTRY void _gfortran_##name(Gfc_Dt* block, void* text, i64 length) {           \
-    Statement* statement = statement_of(block);                                         \
-    if (statement == nullptr) return peer().name(block, text, length);                  \
-    if (put_few_characters(statement, text, length)) return;                            \
-    if (statement->begins_in_place && statement->items == 0) begin_in_place(statement); \
-    transfer_text(statement, static_cast<char*>(text), length);                         \
+#define TAMGNU_TEXT_TRANSFER(name)                                            \
+  TAMRUN_ENTRY void _gfortran_##name(Gfc_Dt* block, void* text, i64 length) { \
+    Statement* statement = statement_of(block);                               \
+    if (statement == nullptr) return peer().name(block, text, length);        \
+    if (put_few_characters(statement, text, length)) return;                  \
+    if (statement->begins_in_place) begin_in_place(statement);                \
+    transfer_text(statement, static_cast<char*>(text), length);               \
   }
 TAMGNU_TEXT_TRANSFER(transfer_character)
 TAMGNU_TEXT_TRANSFER(transfer_character_write)
